@@ -1,0 +1,21 @@
+#!/usr/bin/env bash
+# Builds and runs every test: the layering check, a normal build, and a build
+# with AddressSanitizer and UndefinedBehaviorSanitizer (clang, with the
+# libFuzzer targets, whose smoke runs are part of its tests).
+set -euo pipefail
+root="$(cd "$(dirname "$0")/.." && pwd)"
+"$root/scripts/deps.sh"
+"$root/scripts/check-layering.sh"
+jobs=$(nproc)
+
+cmake -S "$root" -B "$root/build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo
+cmake --build "$root/build" -j "$jobs"
+ctest --test-dir "$root/build" -j "$jobs" --output-on-failure
+
+cmake -S "$root" -B "$root/build-san" -G Ninja -DCMAKE_BUILD_TYPE=Debug \
+  -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
+  -DMLR_SANITIZE=ON -DMLR_FUZZ=ON -DMLR_BENCH=OFF
+cmake --build "$root/build-san" -j "$jobs"
+ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+  ctest --test-dir "$root/build-san" -j "$jobs" --output-on-failure
+echo "all tests passed"
