@@ -1,0 +1,72 @@
+// The file seam: random-access files for the compound-file engine and other
+// code that reads or writes files by offset.
+//
+// mlr::File is an open file. OpenFile gives the POSIX implementation
+// (pread/pwrite, 64-bit offsets); NewMemoryFile an in-memory one for tests;
+// tests may implement File themselves to inject faults.
+//
+// Errors are structured-storage status codes, chosen so the engine can pass
+// them on unchanged: STG_E_FILENOTFOUND, STG_E_PATHNOTFOUND,
+// STG_E_ACCESSDENIED, STG_E_FILEALREADYEXISTS, STG_E_SHAREVIOLATION (the file
+// is locked by another open), STG_E_TOOMANYOPENFILES, STG_E_MEDIUMFULL,
+// STG_E_READFAULT, STG_E_WRITEFAULT, STG_E_INSUFFICIENTMEMORY,
+// STG_E_INVALIDPARAMETER.
+//
+// Threading: ReadAt/WriteAt/Size may be called concurrently from several
+// threads (positional I/O, no shared seek pointer); SetSize and Flush must not
+// race with writes. Ownership: the caller owns the File (unique_ptr); closing
+// happens in the destructor (errors on close are reported by Flush first).
+#pragma once
+
+#include "platform/win.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+namespace mlr {
+
+class File {
+ public:
+  virtual ~File() = default;
+
+  // Reads up to `size` bytes at `offset` into `buffer`; *read receives the
+  // count (short only at the end of the file; 0 at or past the end).
+  virtual HRESULT ReadAt(uint64_t offset, void* buffer, size_t size, size_t* read) = 0;
+  // Writes all `size` bytes at `offset`, growing the file as needed (a gap
+  // reads as zeros).
+  virtual HRESULT WriteAt(uint64_t offset, const void* buffer, size_t size) = 0;
+  virtual HRESULT GetSize(uint64_t* size) = 0;
+  // Truncates or extends (with zeros).
+  virtual HRESULT SetSize(uint64_t size) = 0;
+  // Makes written data durable.
+  virtual HRESULT Flush() = 0;
+  // Whether the file was opened for writing.
+  virtual bool Writable() const = 0;
+};
+
+enum class FileMode {
+  kOpenRead,       // existing file, read only
+  kOpenReadWrite,  // existing file, read and write
+  kCreateNew,      // new file, fails with STG_E_FILEALREADYEXISTS if present
+  kCreateAlways,   // new or truncated file
+};
+
+// Sharing, as the grfMode of the storage functions asks for it: an advisory
+// lock taken on the whole file at open, so that two opens of the same file
+// (in this process or another) conflict as on Windows.
+enum class FileShare {
+  kDenyNone,   // no lock
+  kDenyWrite,  // shared lock: others may read but not write
+  kExclusive,  // exclusive lock
+};
+
+// `path` is UTF-8. *out is null on failure.
+HRESULT OpenFile(const char* path, FileMode mode, FileShare share, std::unique_ptr<File>* out);
+
+// An empty growable file in memory. Writable unless read_only.
+std::unique_ptr<File> NewMemoryFile(bool read_only = false);
+// An in-memory file holding a copy of `data`.
+std::unique_ptr<File> NewMemoryFile(const void* data, size_t size, bool read_only);
+
+}  // namespace mlr

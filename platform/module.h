@@ -1,0 +1,36 @@
+// The library's own module handle and the process-wide string table.
+//
+// ModuleHandle(): recorded when the library is loaded (a static initialiser
+// asks dladdr for the object that contains a function of the library): the
+// shared library itself, or the executable when the library's objects are
+// linked statically into it. GetProcAddress on it finds the library's
+// exported functions either way (executables export their symbols). Never
+// null after start-up; needs no FreeLibrary. On Windows the module entry
+// point records the DLL's handle with SetModuleHandle.
+//
+// String table: LoadStringA reads from a fixed table filled at start-up by
+// RegisterStrings (for example the library's message table). Later
+// registrations of an id replace earlier ones. The texts must stay valid for
+// the life of the process (string literals). Thread-safe.
+#pragma once
+
+#include "platform/win.h"
+
+#include <cstddef>
+
+namespace mlr {
+
+HMODULE ModuleHandle();
+void SetModuleHandle(HMODULE module);
+
+struct StringEntry {
+  UINT id;
+  const char* text;  // UTF-8
+};
+void RegisterStrings(const StringEntry* entries, size_t count);
+template <size_t N>
+void RegisterStrings(const StringEntry (&entries)[N]) {
+  RegisterStrings(entries, N);
+}
+
+}  // namespace mlr
