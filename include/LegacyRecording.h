@@ -25,8 +25,8 @@
 // order (see server/LegacyRecording.idl); they never change.
 #pragma once
 
-#include "platform/com_ptr.h"
 #include "platform/export.h"
+#include "platform/iid_traits.h"
 #include "platform/win.h"
 
 struct IRecording;
@@ -59,62 +59,62 @@ struct IChannelResampler;
 struct IRecordings;
 
 enum kalRecordingResamplerFlags : LONG {
-    RRF_None = 0,
+  RRF_None = 0,
 };
 
 enum kalSaveRecordingFlags : LONG {
-    kalSRF_SkipReducedStream = 1,
-    kalSRF_SkipAbsoluteTimeAlign = 2,
-    kalSRF_TriggeredSegmentOnly = 4,
-    kalSRF_UseKSS = 4096,
+  kalSRF_SkipReducedStream = 1,
+  kalSRF_SkipAbsoluteTimeAlign = 2,
+  kalSRF_TriggeredSegmentOnly = 4,
+  kalSRF_UseKSS = 4096,
 };
 
 enum kalSaveRecordingStatus : LONG {
-    kalSRS_Initializing = 1,
-    kalSRS_SavingInternals = 2,
-    kalSRS_SavingData = 3,
-    kalSRS_SavingCollections = 4,
-    kalSRS_Closing = 5,
-    kalSRS_AllocatingDiskSpace = 6,
-    kalSRS_Aborted = 0x80000,
-    kalSRS_Aborting = 0x40000,
-    kalSRS_ErrorOccurred = 0x20000,
-    kalSRS_Ready = 0x10000,
+  kalSRS_Initializing = 1,
+  kalSRS_SavingInternals = 2,
+  kalSRS_SavingData = 3,
+  kalSRS_SavingCollections = 4,
+  kalSRS_Closing = 5,
+  kalSRS_AllocatingDiskSpace = 6,
+  kalSRS_Aborted = 0x80000,
+  kalSRS_Aborting = 0x40000,
+  kalSRS_ErrorOccurred = 0x20000,
+  kalSRS_Ready = 0x10000,
 };
 
 enum kalRecordingProgressStatus : LONG {
-    kalRPS_Initializing = 1,
-    kalSRS_ProcessingInternals = 2,
-    kalRPS_ProcessingData = 3,
-    kalRPS_ProcessingCollections = 4,
-    kalRPS_Finalizing = 5,
-    kalRPS_Aborted = 0x80000,
-    kalRPS_Aborting = 0x40000,
-    kalRPS_ErrorOccurred = 0x20000,
-    kalRPS_Ready = 0x10000,
+  kalRPS_Initializing = 1,
+  kalSRS_ProcessingInternals = 2,
+  kalRPS_ProcessingData = 3,
+  kalRPS_ProcessingCollections = 4,
+  kalRPS_Finalizing = 5,
+  kalRPS_Aborted = 0x80000,
+  kalRPS_Aborting = 0x40000,
+  kalRPS_ErrorOccurred = 0x20000,
+  kalRPS_Ready = 0x10000,
 };
 
 enum kalSystemEvent : LONG {
-    kalSysEventTrigger = 1,
-    kalSysEventHighRate = 2,
-    kalSysEventMarker = 3,
-    kalSysEventAlarm = 4,
+  kalSysEventTrigger = 1,
+  kalSysEventHighRate = 2,
+  kalSysEventMarker = 3,
+  kalSysEventAlarm = 4,
 };
 
 enum kalRecordingCollection : LONG {
-    kalRecColMarkers = 2,
-    kalRecColBookmarks = 3,
-    kalRecColVoicemarks = 4,
-    kalRecColTriggers = 5,
-    kalRecColPhysicalChannelConfig = -2147483647,  // 0x80000001
-    kalRecColDisplayPages = -2147483646,  // 0x80000002
+  kalRecColMarkers = 2,
+  kalRecColBookmarks = 3,
+  kalRecColVoicemarks = 4,
+  kalRecColTriggers = 5,
+  kalRecColPhysicalChannelConfig = -2147483647,  // 0x80000001
+  kalRecColDisplayPages = -2147483646,  // 0x80000002
 };
 
 enum kalTriggerSource : LONG {
-    kalTriggerSrcUnknown = 0,
-    kalTriggerSrcExternal = 1,
-    kalTriggerSrcManual = 2,
-    kalTriggerSrcChannel = 3,
+  kalTriggerSrcUnknown = 0,
+  kalTriggerSrcExternal = 1,
+  kalTriggerSrcManual = 2,
+  kalTriggerSrcChannel = 3,
 };
 
 // The type library.
@@ -234,336 +234,474 @@ inline constexpr GUID CLSID_DisplayPage =
 
 // IRecording Interface
 struct IRecording : public IDispatch {
-    virtual HRESULT STDMETHODCALLTYPE get_Title(BSTR* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE put_Title(BSTR newVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Parent(IDispatch** pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Location(BSTR* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Extension(BSTR* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_ChannelGroups(IChannelGroups** pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_WriteProtect(VARIANT_BOOL* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE put_WriteProtect(VARIANT_BOOL newVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_TotalSize(LONG* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_XUnits(BSTR* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_UTCYear(short* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE put_UTCYear(short newVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_UTCYearDay(short* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE put_UTCYearDay(short newVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_UTCTimeOfDay(double* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE put_UTCTimeOfDay(double newVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Acquiring(VARIANT_BOOL* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_CanBeReviewed(VARIANT_BOOL* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_StartTime(double* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_EndTime(double* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Duration(double* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_TimePerDivisionHint(double* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_UTCDate(DATE* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_LocalDate(DATE* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Comment(BSTR* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE put_Comment(BSTR newVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Collection(
-        kalRecordingCollection rcType,
-        IUnknown** pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE Remove() = 0;
+ public:
+  virtual HRESULT STDMETHODCALLTYPE get_Title(BSTR* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE put_Title(BSTR newVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Parent(IDispatch** pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Location(BSTR* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Extension(BSTR* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_ChannelGroups(IChannelGroups** pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_WriteProtect(VARIANT_BOOL* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE put_WriteProtect(VARIANT_BOOL newVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_TotalSize(LONG* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_XUnits(BSTR* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_UTCYear(short* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE put_UTCYear(short newVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_UTCYearDay(short* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE put_UTCYearDay(short newVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_UTCTimeOfDay(double* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE put_UTCTimeOfDay(double newVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Acquiring(VARIANT_BOOL* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_CanBeReviewed(VARIANT_BOOL* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_StartTime(double* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_EndTime(double* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Duration(double* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_TimePerDivisionHint(double* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_UTCDate(DATE* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_LocalDate(DATE* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Comment(BSTR* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE put_Comment(BSTR newVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Collection(
+      kalRecordingCollection rcType,
+      IUnknown** pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE Remove() = 0;
+
+ protected:
+  ~IRecording() = default;
 };
+MLR_DECLARE_IID(IRecording, IID_IRecording)
 
 // IChannelGroups Interface
 struct IChannelGroups : public IDispatch {
-    virtual HRESULT STDMETHODCALLTYPE get_Item(LONG Index, IChannelGroup** pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Parent(IRecording** pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Count(LONG* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get__NewEnum(IUnknown** pVal) = 0;
+ public:
+  virtual HRESULT STDMETHODCALLTYPE get_Item(LONG Index, IChannelGroup** pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Parent(IRecording** pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Count(LONG* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get__NewEnum(IUnknown** pVal) = 0;
+
+ protected:
+  ~IChannelGroups() = default;
 };
+MLR_DECLARE_IID(IChannelGroups, IID_IChannelGroups)
 
 // IChannelGroup Interface
 struct IChannelGroup : public IDispatch {
-    virtual HRESULT STDMETHODCALLTYPE get_Parent(IChannelGroups** pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_HNorms(IHNorms** pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_ChannelInfos(IChannelInfos** pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE GetBestReductionFactor(
-        LONG HNormIndex,
-        LONG* ReductionFactor) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_StartTime(double* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_EndTime(double* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Duration(double* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE GetMuxData(
-        SAFEARRAY** ChInfo,
-        LONG HNormIndex,
-        LONG FirstSample,
-        LONG ItemCount,
-        LONG Reduction,
-        SAFEARRAY** Result) = 0;
-    virtual HRESULT STDMETHODCALLTYPE GetScaledMuxData(
-        SAFEARRAY** ChInfo,
-        LONG HNormIndex,
-        LONG FirstSample,
-        LONG ItemCount,
-        LONG Reduction,
-        SAFEARRAY** Result) = 0;
-    virtual HRESULT STDMETHODCALLTYPE GetResampledMuxData(
-        SAFEARRAY** ChInfo,
-        LONG HNormIndex,
-        LONG FirstSample,
-        LONG ItemCount,
-        LONG Resample,
-        SAFEARRAY** Result) = 0;
-    virtual HRESULT STDMETHODCALLTYPE GetDisplayData(
-        IChannelInfo* ChInfo,
-        double StartTime,
-        double EndTime,
-        LONG Count,
-        SAFEARRAY** Result) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Recording(IRecording** pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Index(LONG* pVal) = 0;
+ public:
+  virtual HRESULT STDMETHODCALLTYPE get_Parent(IChannelGroups** pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_HNorms(IHNorms** pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_ChannelInfos(IChannelInfos** pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE GetBestReductionFactor(
+      LONG HNormIndex,
+      LONG* ReductionFactor) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_StartTime(double* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_EndTime(double* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Duration(double* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE GetMuxData(
+      SAFEARRAY** ChInfo,
+      LONG HNormIndex,
+      LONG FirstSample,
+      LONG ItemCount,
+      LONG Reduction,
+      SAFEARRAY** Result) = 0;
+  virtual HRESULT STDMETHODCALLTYPE GetScaledMuxData(
+      SAFEARRAY** ChInfo,
+      LONG HNormIndex,
+      LONG FirstSample,
+      LONG ItemCount,
+      LONG Reduction,
+      SAFEARRAY** Result) = 0;
+  virtual HRESULT STDMETHODCALLTYPE GetResampledMuxData(
+      SAFEARRAY** ChInfo,
+      LONG HNormIndex,
+      LONG FirstSample,
+      LONG ItemCount,
+      LONG Resample,
+      SAFEARRAY** Result) = 0;
+  virtual HRESULT STDMETHODCALLTYPE GetDisplayData(
+      IChannelInfo* ChInfo,
+      double StartTime,
+      double EndTime,
+      LONG Count,
+      SAFEARRAY** Result) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Recording(IRecording** pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Index(LONG* pVal) = 0;
+
+ protected:
+  ~IChannelGroup() = default;
 };
+MLR_DECLARE_IID(IChannelGroup, IID_IChannelGroup)
 
 // IChannelInfos Interface
 struct IChannelInfos : public IDispatch {
-    virtual HRESULT STDMETHODCALLTYPE get_Item(LONG Index, IChannelInfo** pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Parent(IChannelGroup** pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Count(LONG* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get__NewEnum(IUnknown** pVal) = 0;
+ public:
+  virtual HRESULT STDMETHODCALLTYPE get_Item(LONG Index, IChannelInfo** pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Parent(IChannelGroup** pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Count(LONG* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get__NewEnum(IUnknown** pVal) = 0;
+
+ protected:
+  ~IChannelInfos() = default;
 };
+MLR_DECLARE_IID(IChannelInfos, IID_IChannelInfos)
 
 // IChannelInfo Interface
 struct IChannelInfo : public IDispatch {
-    virtual HRESULT STDMETHODCALLTYPE get_Name(VARIANT BitNumber, BSTR* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Parent(IChannelInfos** pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_EventChannel(VARIANT_BOOL* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_SystemEventMask(kalSystemEvent SysEvent, short* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_VNorms(IVNorms** pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_YUnits(BSTR* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE GetSampleAtTime(double Time, short* Value) = 0;
-    virtual HRESULT STDMETHODCALLTYPE GetValueAtTime(double Time, double* Value) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_ChannelGroup(IChannelGroup** pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Index(LONG* pVal) = 0;
+ public:
+  virtual HRESULT STDMETHODCALLTYPE get_Name(VARIANT BitNumber, BSTR* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Parent(IChannelInfos** pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_EventChannel(VARIANT_BOOL* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_SystemEventMask(kalSystemEvent SysEvent, short* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_VNorms(IVNorms** pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_YUnits(BSTR* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE GetSampleAtTime(double Time, short* Value) = 0;
+  virtual HRESULT STDMETHODCALLTYPE GetValueAtTime(double Time, double* Value) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_ChannelGroup(IChannelGroup** pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Index(LONG* pVal) = 0;
+
+ protected:
+  ~IChannelInfo() = default;
 };
+MLR_DECLARE_IID(IChannelInfo, IID_IChannelInfo)
 
 // IHNorms Interface
 struct IHNorms : public IDispatch {
-    virtual HRESULT STDMETHODCALLTYPE get_Item(LONG Index, IHNorm** pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Parent(IChannelGroup** pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Count(LONG* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE GetFirstEndingAfter(double dTime, IHNorm** HNorm) = 0;
-    virtual HRESULT STDMETHODCALLTYPE GetLastStartingBefore(double dTime, IHNorm** HNorm) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get__NewEnum(IUnknown** pVal) = 0;
+ public:
+  virtual HRESULT STDMETHODCALLTYPE get_Item(LONG Index, IHNorm** pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Parent(IChannelGroup** pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Count(LONG* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE GetFirstEndingAfter(double dTime, IHNorm** HNorm) = 0;
+  virtual HRESULT STDMETHODCALLTYPE GetLastStartingBefore(double dTime, IHNorm** HNorm) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get__NewEnum(IUnknown** pVal) = 0;
+
+ protected:
+  ~IHNorms() = default;
 };
+MLR_DECLARE_IID(IHNorms, IID_IHNorms)
 
 // IHNorm Interface
 struct IHNorm : public IDispatch {
-    virtual HRESULT STDMETHODCALLTYPE get_StartTime(double* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Parent(IHNorms** pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Length(LONG* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Index(LONG* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_XStep(double* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Duration(double* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_EndTime(double* pVal) = 0;
+ public:
+  virtual HRESULT STDMETHODCALLTYPE get_StartTime(double* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Parent(IHNorms** pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Length(LONG* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Index(LONG* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_XStep(double* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Duration(double* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_EndTime(double* pVal) = 0;
+
+ protected:
+  ~IHNorm() = default;
 };
+MLR_DECLARE_IID(IHNorm, IID_IHNorm)
 
 // IVNorms Interface
 struct IVNorms : public IDispatch {
-    virtual HRESULT STDMETHODCALLTYPE get_Item(LONG Index, IVNorm** pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Parent(IChannelInfo** pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Count(LONG* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE GetFromTime(double dTime, IVNorm** VNorm) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get__NewEnum(IUnknown** pVal) = 0;
+ public:
+  virtual HRESULT STDMETHODCALLTYPE get_Item(LONG Index, IVNorm** pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Parent(IChannelInfo** pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Count(LONG* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE GetFromTime(double dTime, IVNorm** VNorm) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get__NewEnum(IUnknown** pVal) = 0;
+
+ protected:
+  ~IVNorms() = default;
 };
+MLR_DECLARE_IID(IVNorms, IID_IVNorms)
 
 // IVNorm Interface
 struct IVNorm : public IDispatch {
-    virtual HRESULT STDMETHODCALLTYPE get_StartTime(double* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Parent(IVNorms** pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Index(LONG* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Y0(double* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_YStep(double* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_EndTime(double* pVal) = 0;
+ public:
+  virtual HRESULT STDMETHODCALLTYPE get_StartTime(double* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Parent(IVNorms** pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Index(LONG* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Y0(double* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_YStep(double* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_EndTime(double* pVal) = 0;
+
+ protected:
+  ~IVNorm() = default;
 };
+MLR_DECLARE_IID(IVNorm, IID_IVNorm)
 
 // ITimemark Interface
 struct ITimemark : public IDispatch {
-    virtual HRESULT STDMETHODCALLTYPE get_Time(double* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Index(LONG* pVal) = 0;
+ public:
+  virtual HRESULT STDMETHODCALLTYPE get_Time(double* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Index(LONG* pVal) = 0;
+
+ protected:
+  ~ITimemark() = default;
 };
+MLR_DECLARE_IID(ITimemark, IID_ITimemark)
 
 // ITimemarks Interface
 struct ITimemarks : public IDispatch {
-    virtual HRESULT STDMETHODCALLTYPE get_Item(LONG Index, IUnknown** pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Parent(IRecording** pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Count(LONG* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE GetIndicesFromTime(
-        double StartTime,
-        double EndTime,
-        LONG* First,
-        LONG* Last) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get__NewEnum(IUnknown** pVal) = 0;
+ public:
+  virtual HRESULT STDMETHODCALLTYPE get_Item(LONG Index, IUnknown** pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Parent(IRecording** pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Count(LONG* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE GetIndicesFromTime(
+      double StartTime,
+      double EndTime,
+      LONG* First,
+      LONG* Last) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get__NewEnum(IUnknown** pVal) = 0;
+
+ protected:
+  ~ITimemarks() = default;
 };
+MLR_DECLARE_IID(ITimemarks, IID_ITimemarks)
 
 // IVoiceMark Interface
 struct IVoiceMark : public ITimemark {
-    virtual HRESULT STDMETHODCALLTYPE get_Parent(IVoiceMarks** pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Length(LONG* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Channels(LONG* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_SamplesPerSec(LONG* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_BitsPerSample(LONG* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE Remove() = 0;
-    virtual HRESULT STDMETHODCALLTYPE Append(VARIANT Data) = 0;
-    virtual HRESULT STDMETHODCALLTYPE GetData(LONG FirstSample, LONG Count, VARIANT* Result) = 0;
+ public:
+  virtual HRESULT STDMETHODCALLTYPE get_Parent(IVoiceMarks** pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Length(LONG* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Channels(LONG* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_SamplesPerSec(LONG* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_BitsPerSample(LONG* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE Remove() = 0;
+  virtual HRESULT STDMETHODCALLTYPE Append(VARIANT Data) = 0;
+  virtual HRESULT STDMETHODCALLTYPE GetData(LONG FirstSample, LONG Count, VARIANT* Result) = 0;
+
+ protected:
+  ~IVoiceMark() = default;
 };
+MLR_DECLARE_IID(IVoiceMark, IID_IVoiceMark)
 
 // IVoiceMarks Interface
 struct IVoiceMarks : public ITimemarks {
-    virtual HRESULT STDMETHODCALLTYPE Add(
-        double dTime,
-        LONG SamplesPerSecond,
-        LONG BitsPerChannel,
-        LONG Channels,
-        IVoiceMark** Voicemark) = 0;
+ public:
+  virtual HRESULT STDMETHODCALLTYPE Add(
+      double dTime,
+      LONG SamplesPerSecond,
+      LONG BitsPerChannel,
+      LONG Channels,
+      IVoiceMark** Voicemark) = 0;
+
+ protected:
+  ~IVoiceMarks() = default;
 };
+MLR_DECLARE_IID(IVoiceMarks, IID_IVoiceMarks)
 
 // ITriggerInfo Interface
 struct ITriggerInfo : public ITimemark {
-    virtual HRESULT STDMETHODCALLTYPE get_Parent(ITriggerInfos** pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Source(kalTriggerSource* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Name(BSTR* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_ChannelInfo(IChannelInfo** pVal) = 0;
+ public:
+  virtual HRESULT STDMETHODCALLTYPE get_Parent(ITriggerInfos** pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Source(kalTriggerSource* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Name(BSTR* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_ChannelInfo(IChannelInfo** pVal) = 0;
+
+ protected:
+  ~ITriggerInfo() = default;
 };
+MLR_DECLARE_IID(ITriggerInfo, IID_ITriggerInfo)
 
 // ITriggerInfos interface
 struct ITriggerInfos : public ITimemarks {
+ protected:
+  ~ITriggerInfos() = default;
 };
+MLR_DECLARE_IID(ITriggerInfos, IID_ITriggerInfos)
 
 // IMarker Interface
 struct IMarker : public ITimemark {
-    virtual HRESULT STDMETHODCALLTYPE get_Parent(IMarkers** pVal) = 0;
+ public:
+  virtual HRESULT STDMETHODCALLTYPE get_Parent(IMarkers** pVal) = 0;
+
+ protected:
+  ~IMarker() = default;
 };
+MLR_DECLARE_IID(IMarker, IID_IMarker)
 
 // IMarkes Interface
 struct IMarkers : public ITimemarks {
-    virtual HRESULT STDMETHODCALLTYPE Add(double dTime) = 0;
+ public:
+  virtual HRESULT STDMETHODCALLTYPE Add(double dTime) = 0;
+
+ protected:
+  ~IMarkers() = default;
 };
+MLR_DECLARE_IID(IMarkers, IID_IMarkers)
 
 // IBookmark Interface
 struct IBookmark : public IDispatch {
-    virtual HRESULT STDMETHODCALLTYPE get_Name(BSTR* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Parent(IBookmarks** pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Time(double* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE Remove() = 0;
+ public:
+  virtual HRESULT STDMETHODCALLTYPE get_Name(BSTR* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Parent(IBookmarks** pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Time(double* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE Remove() = 0;
+
+ protected:
+  ~IBookmark() = default;
 };
+MLR_DECLARE_IID(IBookmark, IID_IBookmark)
 
 // IBookmarks Interface
 struct IBookmarks : public IDispatch {
-    virtual HRESULT STDMETHODCALLTYPE get_Item(LONG Index, IBookmark** pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Parent(IRecording** pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Count(LONG* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE Add(double dTime, BSTR strBookmark, IBookmark** Bookmark) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get__NewEnum(IUnknown** pVal) = 0;
+ public:
+  virtual HRESULT STDMETHODCALLTYPE get_Item(LONG Index, IBookmark** pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Parent(IRecording** pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Count(LONG* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE Add(double dTime, BSTR strBookmark, IBookmark** Bookmark) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get__NewEnum(IUnknown** pVal) = 0;
+
+ protected:
+  ~IBookmarks() = default;
 };
+MLR_DECLARE_IID(IBookmarks, IID_IBookmarks)
 
 // IPhysicalChannel Interface
 struct IPhysicalChannel : public IDispatch {
-    virtual HRESULT STDMETHODCALLTYPE get_Channel(LONG* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Board(LONG* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Name(VARIANT BitNumber, BSTR* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Parent(IPhysicalChannels** pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_StorageEnabled(VARIANT_BOOL* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_ChannelInfo(IChannelInfo** pVal) = 0;
+ public:
+  virtual HRESULT STDMETHODCALLTYPE get_Channel(LONG* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Board(LONG* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Name(VARIANT BitNumber, BSTR* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Parent(IPhysicalChannels** pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_StorageEnabled(VARIANT_BOOL* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_ChannelInfo(IChannelInfo** pVal) = 0;
+
+ protected:
+  ~IPhysicalChannel() = default;
 };
+MLR_DECLARE_IID(IPhysicalChannel, IID_IPhysicalChannel)
 
 // IPhysicalChannels Interface
 struct IPhysicalChannels : public IDispatch {
-    virtual HRESULT STDMETHODCALLTYPE get_Item(LONG Index, IPhysicalChannel** pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Parent(IRecording** pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Count(LONG* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE FindChannelInfo(
-        LONG Board,
-        LONG Channel,
-        IChannelInfo** ChannelInfo) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get__NewEnum(IUnknown** pVal) = 0;
+ public:
+  virtual HRESULT STDMETHODCALLTYPE get_Item(LONG Index, IPhysicalChannel** pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Parent(IRecording** pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Count(LONG* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE FindChannelInfo(
+      LONG Board,
+      LONG Channel,
+      IChannelInfo** ChannelInfo) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get__NewEnum(IUnknown** pVal) = 0;
+
+ protected:
+  ~IPhysicalChannels() = default;
 };
+MLR_DECLARE_IID(IPhysicalChannels, IID_IPhysicalChannels)
 
 // IDisplayPage Interface
 struct IDisplayPage : public IDispatch {
-    virtual HRESULT STDMETHODCALLTYPE get_PageSetup(IUnknown** pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_TraceAssignment(IUnknown** pVal) = 0;
+ public:
+  virtual HRESULT STDMETHODCALLTYPE get_PageSetup(IUnknown** pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_TraceAssignment(IUnknown** pVal) = 0;
+
+ protected:
+  ~IDisplayPage() = default;
 };
+MLR_DECLARE_IID(IDisplayPage, IID_IDisplayPage)
 
 // IDisplayPages Interface
 struct IDisplayPages : public IDispatch {
-    virtual HRESULT STDMETHODCALLTYPE get_Item(LONG Index, IDisplayPage** pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Count(LONG* pVal) = 0;
+ public:
+  virtual HRESULT STDMETHODCALLTYPE get_Item(LONG Index, IDisplayPage** pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Count(LONG* pVal) = 0;
+
+ protected:
+  ~IDisplayPages() = default;
 };
+MLR_DECLARE_IID(IDisplayPages, IID_IDisplayPages)
 
 // IKrfLoader Interface
 struct IKrfLoader : public IDispatch {
-    virtual HRESULT STDMETHODCALLTYPE OpenRecording(BSTR FileName, IRecording** Result) = 0;
+ public:
+  virtual HRESULT STDMETHODCALLTYPE OpenRecording(BSTR FileName, IRecording** Result) = 0;
+
+ protected:
+  ~IKrfLoader() = default;
 };
+MLR_DECLARE_IID(IKrfLoader, IID_IKrfLoader)
 
 // ISaveRecordingProgress Interface
 struct ISaveRecordingProgress : public IDispatch {
-    virtual HRESULT STDMETHODCALLTYPE get_Status(kalSaveRecordingStatus* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_ErrorCode(LONG* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Completion(LONG* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_EstimatedTimeLeft(LONG* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_ActiveTime(LONG* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE Abort() = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_SizeMultiplier(LONG* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_EstimatedSize(LONG* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_BytesProcessed(LONG* pVal) = 0;
+ public:
+  virtual HRESULT STDMETHODCALLTYPE get_Status(kalSaveRecordingStatus* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_ErrorCode(LONG* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Completion(LONG* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_EstimatedTimeLeft(LONG* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_ActiveTime(LONG* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE Abort() = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_SizeMultiplier(LONG* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_EstimatedSize(LONG* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_BytesProcessed(LONG* pVal) = 0;
+
+ protected:
+  ~ISaveRecordingProgress() = default;
 };
+MLR_DECLARE_IID(ISaveRecordingProgress, IID_ISaveRecordingProgress)
 
 // IRecordingProgress Interface
 struct IRecordingProgress : public IDispatch {
-    virtual HRESULT STDMETHODCALLTYPE get_Status(kalRecordingProgressStatus* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_ErrorCode(LONG* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Completion(LONG* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_EstimatedTimeLeft(LONG* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_ActiveTime(LONG* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE Abort() = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_SizeMultiplier(LONG* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_EstimatedSize(LONG* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_BytesProcessed(LONG* pVal) = 0;
+ public:
+  virtual HRESULT STDMETHODCALLTYPE get_Status(kalRecordingProgressStatus* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_ErrorCode(LONG* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Completion(LONG* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_EstimatedTimeLeft(LONG* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_ActiveTime(LONG* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE Abort() = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_SizeMultiplier(LONG* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_EstimatedSize(LONG* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_BytesProcessed(LONG* pVal) = 0;
+
+ protected:
+  ~IRecordingProgress() = default;
 };
+MLR_DECLARE_IID(IRecordingProgress, IID_IRecordingProgress)
 
 // IChannelResampler Interface
 struct IChannelResampler : public IDispatch {
-    virtual HRESULT STDMETHODCALLTYPE get_StartTime(double* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE put_StartTime(double newVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_EndTime(double* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE put_EndTime(double newVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE Start(SAFEARRAY** Channels) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_XStep(double* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE put_XStep(double newVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE GetNextMuxDataBuffer(
-        LONG* lItemCount,
-        SAFEARRAY** AnalogData,
-        SAFEARRAY** EventData) = 0;
-    virtual HRESULT STDMETHODCALLTYPE GetNextDataBuffers(LONG* lItemCount, SAFEARRAY** Result) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_InvalidSampleValue(double* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE put_InvalidSampleValue(double newVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Flags(kalRecordingResamplerFlags* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE put_Flags(kalRecordingResamplerFlags newVal) = 0;
+ public:
+  virtual HRESULT STDMETHODCALLTYPE get_StartTime(double* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE put_StartTime(double newVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_EndTime(double* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE put_EndTime(double newVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE Start(SAFEARRAY** Channels) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_XStep(double* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE put_XStep(double newVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE GetNextMuxDataBuffer(
+      LONG* lItemCount,
+      SAFEARRAY** AnalogData,
+      SAFEARRAY** EventData) = 0;
+  virtual HRESULT STDMETHODCALLTYPE GetNextDataBuffers(LONG* lItemCount, SAFEARRAY** Result) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_InvalidSampleValue(double* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE put_InvalidSampleValue(double newVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Flags(kalRecordingResamplerFlags* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE put_Flags(kalRecordingResamplerFlags newVal) = 0;
+
+ protected:
+  ~IChannelResampler() = default;
 };
+MLR_DECLARE_IID(IChannelResampler, IID_IChannelResampler)
 
 // IRecordings Interface
 struct IRecordings : public IDispatch {
-    virtual HRESULT STDMETHODCALLTYPE get_Item(LONG Index, BSTR* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Count(LONG* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Path(BSTR* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get_Name(BSTR* pVal) = 0;
-    virtual HRESULT STDMETHODCALLTYPE OpenRecording(BSTR FileName, IRecording** Recording) = 0;
-    virtual HRESULT STDMETHODCALLTYPE get__NewEnum(IUnknown** pVal) = 0;
+ public:
+  virtual HRESULT STDMETHODCALLTYPE get_Item(LONG Index, BSTR* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Count(LONG* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Path(BSTR* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Name(BSTR* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE OpenRecording(BSTR FileName, IRecording** Recording) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get__NewEnum(IUnknown** pVal) = 0;
+
+ protected:
+  ~IRecordings() = default;
 };
+MLR_DECLARE_IID(IRecordings, IID_IRecordings)
 
 // Module KalvernRecordingAPI ("Kalvern Recording API Functions"): exported
 // with C linkage under these names, in IDL order. IsVoidNumber alone returns
 // its answer instead of an HRESULT.
-MLR_API HRESULT GetDisplayData(
+MLR_API HRESULT STDAPICALLTYPE GetDisplayData(
     IChannelGroup* ChGrp,
     IChannelInfo* ChInfo,
     double StartTime,
     double EndTime,
     LONG Count,
     SAFEARRAY** Result);
-MLR_API HRESULT GetScaledMuxData(
+MLR_API HRESULT STDAPICALLTYPE GetScaledMuxData(
     IChannelGroup* ChGrp,
     SAFEARRAY** ChInfo,
     LONG HNormIndex,
@@ -571,7 +709,7 @@ MLR_API HRESULT GetScaledMuxData(
     LONG ItemCount,
     LONG Reduction,
     SAFEARRAY** Result);
-MLR_API HRESULT GetResampledMuxData(
+MLR_API HRESULT STDAPICALLTYPE GetResampledMuxData(
     IChannelGroup* ChGrp,
     SAFEARRAY** ChInfo,
     LONG HNormIndex,
@@ -579,8 +717,8 @@ MLR_API HRESULT GetResampledMuxData(
     LONG ItemCount,
     LONG Reduction,
     SAFEARRAY** Result);
-MLR_API HRESULT GetValueAtTime(IChannelInfo* ChInfo, double Time, double* Result);
-MLR_API HRESULT GetReducedMuxData(
+MLR_API HRESULT STDAPICALLTYPE GetValueAtTime(IChannelInfo* ChInfo, double Time, double* Result);
+MLR_API HRESULT STDAPICALLTYPE GetReducedMuxData(
     IChannelGroup* ChGrp,
     SAFEARRAY** ChInfo,
     LONG HNormIndex,
@@ -589,14 +727,14 @@ MLR_API HRESULT GetReducedMuxData(
     LONG Reduction,
     LONG RequestReduction,
     SAFEARRAY** Result);
-MLR_API HRESULT GetSampleAtTime(IChannelInfo* ChInfo, double Time, short* Result);
-MLR_API HRESULT GetEstimatedTotalSize(
+MLR_API HRESULT STDAPICALLTYPE GetSampleAtTime(IChannelInfo* ChInfo, double Time, short* Result);
+MLR_API HRESULT STDAPICALLTYPE GetEstimatedTotalSize(
     IRecording* Recording,
     double StartTime,
     double EndTime,
     LONG* Result);
-MLR_API HRESULT MakeValidTime(LONG* plYear, LONG* plYearDay, double* pdTime);
-MLR_API HRESULT TimeDifference(
+MLR_API HRESULT STDAPICALLTYPE MakeValidTime(LONG* plYear, LONG* plYearDay, double* pdTime);
+MLR_API HRESULT STDAPICALLTYPE TimeDifference(
     LONG Year1,
     LONG Day1,
     double Time1,
@@ -604,32 +742,32 @@ MLR_API HRESULT TimeDifference(
     LONG Day2,
     double Time2,
     double* Difference);
-MLR_API HRESULT RecordingTimeToDATE(
+MLR_API HRESULT STDAPICALLTYPE RecordingTimeToDATE(
     LONG Year,
     LONG YearDay,
     double Time,
     VARIANT_BOOL Local,
     DATE* Date);
-MLR_API HRESULT RecordingTimeToLocalTime(LONG* Year, LONG* YearDay, double* Time);
-MLR_API HRESULT LocalTimeToRecordingTime(LONG* Year, LONG* YearDay, double* Time);
-MLR_API HRESULT GetEventTimesFromCollection(
+MLR_API HRESULT STDAPICALLTYPE RecordingTimeToLocalTime(LONG* Year, LONG* YearDay, double* Time);
+MLR_API HRESULT STDAPICALLTYPE LocalTimeToRecordingTime(LONG* Year, LONG* YearDay, double* Time);
+MLR_API HRESULT STDAPICALLTYPE GetEventTimesFromCollection(
     IRecording* Recording,
     kalRecordingCollection Collection,
     double StartTime,
     double EndTime,
     LONG Count,
     SAFEARRAY** Items);
-MLR_API HRESULT FindItemFromTimeCollection(
+MLR_API HRESULT STDAPICALLTYPE FindItemFromTimeCollection(
     IRecording* Recording,
     kalRecordingCollection Collection,
     double Time,
     LONG Direction,
     IUnknown** Result);
-MLR_API HRESULT SaveRecording(
+MLR_API HRESULT STDAPICALLTYPE SaveRecording(
     BSTR FileName,
     SAFEARRAY** ChannelInfos,
     double StartTime,
     double EndTime,
     kalSaveRecordingFlags Options,
     ISaveRecordingProgress** Result);
-MLR_API VARIANT_BOOL IsVoidNumber(double dValue);
+MLR_API VARIANT_BOOL STDAPICALLTYPE IsVoidNumber(double dValue);

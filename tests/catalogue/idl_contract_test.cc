@@ -1,0 +1,364 @@
+// The type library's declarations against each other and against the public
+// header: identifiers, enumerations, classes, the module's prototypes, and the
+// rules every automation member follows.
+#include <gtest/gtest.h>
+
+#include <map>
+#include <set>
+
+#include "LegacyRecording.h"
+#include "tests/catalogue/catalogue_fixture.h"
+#include "tests/catalogue/type_names.h"
+
+namespace catalogue_test {
+namespace {
+
+bool SameGuid(const GUID& a, const GUID& b) {
+  return GuidText(a) == GuidText(b);
+}
+
+TEST(CatalogueIdl, EveryGuidFollowsTheLibraryPatternInFileOrder) {
+  const idl::File& f = Idl();
+  ASSERT_TRUE(f.library);
+  std::set<std::string> seen;
+  auto check = [&](const idl::Attributes& a, unsigned kind, unsigned number,
+                   const std::string& what) {
+    auto uuid = a.arg("uuid");
+    ASSERT_TRUE(uuid) << what << " has no uuid";
+    GUID g{};
+    ASSERT_TRUE(ParseGuid(*uuid, &g)) << what << ": " << *uuid;
+    EXPECT_EQ(g.Data1, 0x4B524600u | kind) << what;
+    EXPECT_EQ(g.Data2, number) << what;
+    EXPECT_EQ(g.Data3, 0x4D4C) << what;
+    const unsigned char tail[8] = {0x9A, 0x52, 0x6C, 0x65, 0x67, 0x61, 0x63, 0x79};
+    for (int i = 0; i < 8; ++i) EXPECT_EQ(g.Data4[i], tail[i]) << what;
+    EXPECT_TRUE(seen.insert(GuidText(g)).second) << what << " repeats " << *uuid;
+  };
+  check(f.library->attrs, 0, 0, "library");
+  for (size_t i = 0; i < f.interfaces.size(); ++i)
+    check(f.interfaces[i].attrs, 1, static_cast<unsigned>(i + 1), f.interfaces[i].name);
+  for (size_t i = 0; i < f.library->coclasses.size(); ++i)
+    check(f.library->coclasses[i].attrs, 2, static_cast<unsigned>(i + 1),
+          f.library->coclasses[i].name);
+  EXPECT_EQ(seen.size(), 1 + f.interfaces.size() + f.library->coclasses.size());
+}
+
+TEST(CatalogueIdl, HeaderGuidsAreTheIdlGuids) {
+  const idl::File& f = Idl();
+  ASSERT_TRUE(f.library);
+  GUID lib{};
+  ASSERT_TRUE(ParseGuid(f.library->attrs.arg("uuid").value_or(""), &lib));
+  EXPECT_TRUE(SameGuid(lib, LIBID_LegacyRecording)) << GuidText(LIBID_LegacyRecording);
+
+  auto compare = [](const std::vector<NamedGuid>& header,
+                    const std::map<std::string, std::string>& idl_uuids, const char* what) {
+    EXPECT_EQ(header.size(), idl_uuids.size()) << what;
+    for (const NamedGuid& h : header) {
+      auto it = idl_uuids.find(h.name);
+      if (it == idl_uuids.end()) {
+        ADD_FAILURE() << what << " " << h.name << " is in the header but not in the IDL";
+        continue;
+      }
+      GUID g{};
+      ASSERT_TRUE(ParseGuid(it->second, &g)) << h.name;
+      EXPECT_TRUE(SameGuid(g, *h.guid))
+          << h.name << ": IDL " << it->second << ", header " << GuidText(*h.guid);
+    }
+  };
+  std::map<std::string, std::string> iids, clsids;
+  for (const idl::Interface& i : f.interfaces) iids[i.name] = i.attrs.arg("uuid").value_or("");
+  for (const idl::Coclass& c : f.library->coclasses)
+    clsids[c.name] = c.attrs.arg("uuid").value_or("");
+  compare(HeaderIids(), iids, "interface");
+  compare(HeaderClsids(), clsids, "class");
+}
+
+struct CppEnumConst {
+  const char* name;
+  LONG value;
+};
+struct CppEnum {
+  const char* name;
+  size_t size;
+  std::vector<CppEnumConst> consts;
+};
+#define C(x) {#x, x}
+const std::vector<CppEnum>& HeaderEnums() {
+  static const std::vector<CppEnum> v = {
+      {"kalRecordingResamplerFlags", sizeof(kalRecordingResamplerFlags), {C(RRF_None)}},
+      {"kalSaveRecordingFlags",
+       sizeof(kalSaveRecordingFlags),
+       {C(kalSRF_SkipReducedStream), C(kalSRF_SkipAbsoluteTimeAlign),
+        C(kalSRF_TriggeredSegmentOnly), C(kalSRF_UseKSS)}},
+      {"kalSaveRecordingStatus",
+       sizeof(kalSaveRecordingStatus),
+       {C(kalSRS_Initializing), C(kalSRS_SavingInternals), C(kalSRS_SavingData),
+        C(kalSRS_SavingCollections), C(kalSRS_Closing), C(kalSRS_AllocatingDiskSpace),
+        C(kalSRS_Aborted), C(kalSRS_Aborting), C(kalSRS_ErrorOccurred), C(kalSRS_Ready)}},
+      {"kalRecordingProgressStatus",
+       sizeof(kalRecordingProgressStatus),
+       {C(kalRPS_Initializing), C(kalSRS_ProcessingInternals), C(kalRPS_ProcessingData),
+        C(kalRPS_ProcessingCollections), C(kalRPS_Finalizing), C(kalRPS_Aborted),
+        C(kalRPS_Aborting), C(kalRPS_ErrorOccurred), C(kalRPS_Ready)}},
+      {"kalSystemEvent",
+       sizeof(kalSystemEvent),
+       {C(kalSysEventTrigger), C(kalSysEventHighRate), C(kalSysEventMarker),
+        C(kalSysEventAlarm)}},
+      {"kalRecordingCollection",
+       sizeof(kalRecordingCollection),
+       {C(kalRecColMarkers), C(kalRecColBookmarks), C(kalRecColVoicemarks),
+        C(kalRecColTriggers), C(kalRecColPhysicalChannelConfig), C(kalRecColDisplayPages)}},
+      {"kalTriggerSource",
+       sizeof(kalTriggerSource),
+       {C(kalTriggerSrcUnknown), C(kalTriggerSrcExternal), C(kalTriggerSrcManual),
+        C(kalTriggerSrcChannel)}},
+  };
+  return v;
+}
+#undef C
+
+TEST(CatalogueIdl, EnumerationsHaveTheHeaderValuesAndOrder) {
+  const idl::File& f = Idl();
+  const auto& header = HeaderEnums();
+  ASSERT_EQ(f.enums.size(), header.size());
+  for (size_t e = 0; e < header.size(); ++e) {
+    const idl::Enum& ie = f.enums[e];
+    const CppEnum& ce = header[e];
+    EXPECT_EQ(ie.name, ce.name);
+    EXPECT_EQ(ce.size, 4u) << ce.name << " must be 32-bit";
+    ASSERT_EQ(ie.consts.size(), ce.consts.size()) << ie.name;
+    for (size_t k = 0; k < ce.consts.size(); ++k) {
+      EXPECT_EQ(ie.consts[k].name, ce.consts[k].name) << ie.name;
+      EXPECT_EQ(ie.consts[k].value, ce.consts[k].value) << ce.consts[k].name;
+      if (ie.consts[k].help) {
+        EXPECT_FALSE(ie.consts[k].help->empty()) << ce.consts[k].name;
+      }
+    }
+  }
+  // The end and error states are single bits above the phase numbers, so that
+  // a status can be tested with a mask.
+  for (const char* name : {"kalSaveRecordingStatus", "kalRecordingProgressStatus"}) {
+    for (const idl::Enum& ie : f.enums) {
+      if (ie.name != name) continue;
+      for (const idl::EnumConst& c : ie.consts) {
+        const uint32_t v = static_cast<uint32_t>(c.value);
+        EXPECT_TRUE((v >= 1 && v <= 6) || (v >= 0x10000 && (v & (v - 1)) == 0)) << c.name;
+      }
+    }
+  }
+}
+
+TEST(CatalogueIdl, LibraryIsLegacyRecordingVersionOne) {
+  const idl::File& f = Idl();
+  ASSERT_TRUE(f.library);
+  EXPECT_EQ(f.library->name, "LegacyRecording");
+  EXPECT_EQ(f.library->attrs.arg("version"), std::optional<std::string>("1.0"));
+  EXPECT_EQ(f.library->attrs.arg("lcid"), std::optional<std::string>("0"));
+  EXPECT_EQ(f.library->attrs.arg("helpstring"),
+            std::optional<std::string>("Movaris Legacy Recording Definition"));
+  ASSERT_EQ(f.library->modules.size(), 1u);
+  const idl::Module& m = f.library->modules[0];
+  EXPECT_EQ(m.name, "KalvernRecordingAPI");
+  EXPECT_EQ(m.attrs.arg("dllname"), std::optional<std::string>("KalvernRecording.OLB"));
+  EXPECT_EQ(m.attrs.arg("helpstring"),
+            std::optional<std::string>("Kalvern Recording API Functions"));
+}
+
+TEST(CatalogueIdl, InterfacesAreDualAndExtendInterfacesDeclaredBefore) {
+  const idl::File& f = Idl();
+  std::vector<std::string> names;
+  std::set<std::string> declared = {"IDispatch"};
+  for (const idl::Interface& i : f.interfaces) {
+    names.push_back(i.name);
+    EXPECT_TRUE(i.attrs.has("object") && i.attrs.has("dual") && i.attrs.has("oleautomation"))
+        << i.name;
+    EXPECT_TRUE(declared.count(i.base)) << i.name << " extends unknown " << i.base;
+    EXPECT_TRUE(declared.insert(i.name).second) << i.name << " declared twice";
+    auto help = i.attrs.arg("helpstring");
+    EXPECT_TRUE(help && !help->empty()) << i.name;
+  }
+  // The forward declarations name every interface, in the same order.
+  EXPECT_EQ(f.forward_declarations, names);
+}
+
+TEST(CatalogueIdl, MembersFollowTheAutomationRules) {
+  const idl::File& f = Idl();
+  for (const idl::Interface& iface : f.interfaces) {
+    std::map<int32_t, std::vector<const idl::Member*>> by_dispid;
+    for (const idl::Member* m : f.vtable_members(iface.name)) {
+      const std::string where = iface.name + "::" + CppName(*m);
+      ASSERT_TRUE(m->dispid) << where << " has no id";
+      EXPECT_EQ(m->return_type, "HRESULT") << where;
+      EXPECT_TRUE(m->help && !m->help->empty()) << where;
+      by_dispid[*m->dispid].push_back(m);
+      for (size_t p = 0; p < m->params.size(); ++p) {
+        const idl::Param& prm = m->params[p];
+        EXPECT_TRUE(prm.in() || prm.out()) << where << " parameter " << prm.name;
+        if (prm.out()) {
+          EXPECT_EQ(prm.type.back(), '*') << where << " [out] " << prm.name;
+        }
+        if (prm.retval()) {
+          EXPECT_TRUE(prm.out()) << where;
+          EXPECT_EQ(p + 1, m->params.size()) << where << ": retval must be last";
+        }
+        if (prm.optional()) {
+          EXPECT_EQ(prm.type, "VARIANT") << where;
+        }
+      }
+      if (m->kind == idl::Kind::PropGet) {
+        ASSERT_FALSE(m->params.empty()) << where;
+        EXPECT_TRUE(m->params.back().retval()) << where << ": a getter returns its value";
+      }
+      if (m->kind == idl::Kind::PropPut) {
+        ASSERT_EQ(m->params.size(), 1u) << where;
+        EXPECT_TRUE(m->params[0].in() && !m->params[0].out()) << where;
+        EXPECT_EQ(m->params[0].name, "newVal") << where;
+      }
+      const bool enumerator = *m->dispid == -4;
+      EXPECT_EQ(enumerator, m->name == "_NewEnum") << where;
+      if (enumerator) {
+        EXPECT_EQ(m->kind, idl::Kind::PropGet) << where;
+        EXPECT_TRUE(m->attrs.has("restricted") && m->attrs.has("hidden")) << where;
+        ASSERT_EQ(m->params.size(), 1u) << where;
+        EXPECT_EQ(m->params[0].type, "IUnknown**") << where;
+      }
+    }
+    // A dispatch identifier names one member, or one property's getter and setter.
+    for (const auto& [id, members] : by_dispid) {
+      if (members.size() == 1) continue;
+      ASSERT_EQ(members.size(), 2u) << iface.name << " reuses id " << id;
+      const idl::Member& get = *members[0];
+      const idl::Member& put = *members[1];
+      EXPECT_EQ(get.kind, idl::Kind::PropGet) << iface.name << " id " << id;
+      EXPECT_EQ(put.kind, idl::Kind::PropPut) << iface.name << " id " << id;
+      EXPECT_EQ(get.name, put.name) << iface.name << " id " << id;
+      EXPECT_EQ(get.help, put.help) << iface.name << "::" << get.name;
+      ASSERT_EQ(get.params.size(), 1u);
+      EXPECT_EQ(get.params[0].type, put.params[0].type + "*") << iface.name << "::" << get.name;
+    }
+  }
+}
+
+TEST(CatalogueIdl, ClassesExposeDeclaredInterfacesAndOnlyTwoAreCreatable) {
+  const idl::File& f = Idl();
+  ASSERT_TRUE(f.library);
+  std::set<std::string> creatable;
+  for (const idl::Coclass& c : f.library->coclasses) {
+    auto help = c.attrs.arg("helpstring");
+    EXPECT_TRUE(help && !help->empty()) << c.name;
+    if (!c.attrs.has("noncreatable")) creatable.insert(c.name);
+    int defaults = 0;
+    for (const idl::CoclassInterface& ci : c.interfaces) {
+      EXPECT_TRUE(f.find_interface(ci.name)) << c.name << " names unknown " << ci.name;
+      defaults += ci.is_default;
+    }
+    EXPECT_EQ(defaults, 1) << c.name;
+  }
+  EXPECT_EQ(creatable, (std::set<std::string>{"KrfLoader", "ChannelResampler"}));
+}
+
+struct CppFunction {
+  const char* name;
+  std::string result;
+  std::vector<std::string> params;
+};
+#define F(fn) {#fn, Signature<decltype(&::fn)>::result(), Signature<decltype(&::fn)>::params()}
+// decltype only: the prototypes are checked without needing the definitions.
+const std::vector<CppFunction>& HeaderModuleFunctions() {
+  static const std::vector<CppFunction> v = {
+      F(GetDisplayData),           F(GetScaledMuxData),
+      F(GetResampledMuxData),      F(GetValueAtTime),
+      F(GetReducedMuxData),        F(GetSampleAtTime),
+      F(GetEstimatedTotalSize),    F(MakeValidTime),
+      F(TimeDifference),           F(RecordingTimeToDATE),
+      F(RecordingTimeToLocalTime), F(LocalTimeToRecordingTime),
+      F(GetEventTimesFromCollection), F(FindItemFromTimeCollection),
+      F(SaveRecording),            F(IsVoidNumber),
+  };
+  return v;
+}
+#undef F
+
+TEST(CatalogueModule, FunctionsMatchTheHeaderPrototypesInOrder) {
+  const idl::File& f = Idl();
+  ASSERT_TRUE(f.library);
+  ASSERT_EQ(f.library->modules.size(), 1u);
+  const auto& fns = f.library->modules[0].functions;
+  const auto& header = HeaderModuleFunctions();
+  ASSERT_EQ(fns.size(), header.size());
+  for (size_t k = 0; k < fns.size(); ++k) {
+    const idl::Member& m = fns[k];
+    const CppFunction& c = header[k];
+    EXPECT_EQ(m.name, c.name) << "function " << k;
+    EXPECT_EQ(m.attrs.arg("entry"), std::optional<std::string>(m.name)) << m.name;
+    EXPECT_EQ(m.calling_convention, "_stdcall") << m.name;
+    EXPECT_FALSE(m.dispid) << m.name << ": module members are numbered in order";
+    EXPECT_TRUE(m.help && !m.help->empty()) << m.name;
+    EXPECT_EQ(reduce_idl_type(m.return_type), c.result) << m.name;
+    std::vector<std::string> idl_params;
+    for (const idl::Param& p : m.params) idl_params.push_back(reduce_idl_type(p.type));
+    EXPECT_EQ(idl_params, c.params) << m.name;
+  }
+}
+
+TEST(IdlParser, ReadsTheConstructsOfTheLibrary) {
+  const idl::File f = idl::parse(R"(
+    import "oaidl.idl";
+    interface IA;
+    typedef enum kalX { [helpstring("one")] kalX_One = 1, kalX_High = 0x80000001 } kalX;
+    [object, uuid(4B524601-0001-4D4C-9A52-6C6567616379), dual, helpstring("IA Interface")]
+    interface IA : IDispatch {
+      [propget, id(DISPID_NEWENUM), restricted, hidden, helpstring("e")]
+      HRESULT _NewEnum([out, retval] IUnknown** pVal);
+      [id(3), helpstring("m")] /* a comment */
+      HRESULT M([in] SAFEARRAY(IA*)* A, [in, optional, defaultvalue(0)] VARIANT B);
+    };
+    [uuid(4B524600-0000-4D4C-9A52-6C6567616379), version(1.0)]
+    library L {
+      importlib("stdole2.tlb");
+      [uuid(4B524602-0001-4D4C-9A52-6C6567616379)] coclass C { [default] interface IA; };
+      [dllname("x.dll")] module M { [entry("F")] VARIANT_BOOL _stdcall F([in] double d); };
+    };
+  )");
+  ASSERT_EQ(f.enums.size(), 1u);
+  EXPECT_EQ(f.enums[0].consts[1].value, static_cast<int32_t>(0x80000001u));
+  EXPECT_EQ(f.enums[0].consts[0].help, std::optional<std::string>("one"));
+  EXPECT_FALSE(f.enums[0].consts[1].help);
+  ASSERT_EQ(f.interfaces.size(), 1u);
+  ASSERT_EQ(f.interfaces[0].members.size(), 2u);
+  EXPECT_EQ(f.interfaces[0].members[0].dispid, std::optional<int32_t>(-4));
+  const idl::Member& m = f.interfaces[0].members[1];
+  EXPECT_EQ(m.kind, idl::Kind::Method);
+  ASSERT_EQ(m.params.size(), 2u);
+  EXPECT_EQ(m.params[0].type, "SAFEARRAY(IA*)*");
+  EXPECT_EQ(m.params[1].attrs.arg("defaultvalue"), std::optional<std::string>("0"));
+  EXPECT_TRUE(m.params[1].optional());
+  ASSERT_TRUE(f.library);
+  EXPECT_EQ(f.library->modules[0].functions[0].return_type, "VARIANT_BOOL");
+  EXPECT_EQ(f.library->modules[0].functions[0].calling_convention, "_stdcall");
+  EXPECT_EQ(reduce_idl_type("SAFEARRAY(IChannelInfo*)*"), "SAFEARRAY**");
+  EXPECT_EQ(reduce_idl_type("BSTR*"), "OLECHAR**");
+}
+
+TEST(IdlParser, RejectsWhatItDoesNotUnderstandWithTheLine) {
+  const char* bad[] = {
+      "interface IA",                                         // no semicolon
+      "typedef enum E { A = 1 } F;",                          // names differ
+      "typedef enum E { A = one } E;",                        // not a number
+      "[object]\ninterface IA : IDispatch { HRESULT M(); };",  // member without id attributes
+      "[object] dispinterface D { };",                        // unknown construct
+      "\n\n[helpstring(\"open) interface IA : IDispatch {};",  // unterminated string
+      "struct S { int a; };",
+  };
+  for (const char* text : bad) {
+    try {
+      idl::parse(text);
+      ADD_FAILURE() << "accepted: " << text;
+    } catch (const idl::ParseError& e) {
+      EXPECT_NE(std::string(e.what()).find("line "), std::string::npos) << e.what();
+    }
+  }
+}
+
+}  // namespace
+}  // namespace catalogue_test

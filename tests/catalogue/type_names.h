@@ -1,0 +1,103 @@
+// Spelling C++ parameter types and IDL parameter types the same way, so that
+// a member's C++ signature can be compared with its IDL declaration.
+//
+// Both sides are reduced to what C++ can tell apart: VARIANT_BOOL is a short
+// and DATE a double in C++, so the IDL names are reduced to those; BSTR is
+// OLECHAR*; SAFEARRAY(T) is SAFEARRAY* whatever T is. Interfaces and
+// enumerations keep their names.
+#pragma once
+
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include "LegacyRecording.h"
+
+namespace catalogue_test {
+
+template <class T>
+struct TypeName {
+  // An unknown type spells as "?" and so never matches an IDL type.
+  static std::string get() { return "?"; }
+};
+
+template <class T>
+struct TypeName<T*> {
+  static std::string get() { return TypeName<T>::get() + "*"; }
+};
+
+#define CATALOGUE_TYPE_NAME(T, text) \
+  template <>                        \
+  struct TypeName<T> {               \
+    static std::string get() { return text; } \
+  };
+
+CATALOGUE_TYPE_NAME(LONG, "long")
+CATALOGUE_TYPE_NAME(short, "short")
+CATALOGUE_TYPE_NAME(double, "double")
+CATALOGUE_TYPE_NAME(float, "float")
+CATALOGUE_TYPE_NAME(OLECHAR, "OLECHAR")
+CATALOGUE_TYPE_NAME(VARIANT, "VARIANT")
+CATALOGUE_TYPE_NAME(SAFEARRAY, "SAFEARRAY")
+CATALOGUE_TYPE_NAME(IUnknown, "IUnknown")
+CATALOGUE_TYPE_NAME(IDispatch, "IDispatch")
+
+#define CATALOGUE_NAMED_TYPE(T) CATALOGUE_TYPE_NAME(T, #T)
+CATALOGUE_NAMED_TYPE(IRecording)
+CATALOGUE_NAMED_TYPE(IChannelGroups)
+CATALOGUE_NAMED_TYPE(IChannelGroup)
+CATALOGUE_NAMED_TYPE(IChannelInfos)
+CATALOGUE_NAMED_TYPE(IChannelInfo)
+CATALOGUE_NAMED_TYPE(IHNorms)
+CATALOGUE_NAMED_TYPE(IHNorm)
+CATALOGUE_NAMED_TYPE(IVNorms)
+CATALOGUE_NAMED_TYPE(IVNorm)
+CATALOGUE_NAMED_TYPE(ITimemark)
+CATALOGUE_NAMED_TYPE(ITimemarks)
+CATALOGUE_NAMED_TYPE(IVoiceMark)
+CATALOGUE_NAMED_TYPE(IVoiceMarks)
+CATALOGUE_NAMED_TYPE(ITriggerInfo)
+CATALOGUE_NAMED_TYPE(ITriggerInfos)
+CATALOGUE_NAMED_TYPE(IMarker)
+CATALOGUE_NAMED_TYPE(IMarkers)
+CATALOGUE_NAMED_TYPE(IBookmark)
+CATALOGUE_NAMED_TYPE(IBookmarks)
+CATALOGUE_NAMED_TYPE(IPhysicalChannel)
+CATALOGUE_NAMED_TYPE(IPhysicalChannels)
+CATALOGUE_NAMED_TYPE(IDisplayPage)
+CATALOGUE_NAMED_TYPE(IDisplayPages)
+CATALOGUE_NAMED_TYPE(IKrfLoader)
+CATALOGUE_NAMED_TYPE(ISaveRecordingProgress)
+CATALOGUE_NAMED_TYPE(IRecordingProgress)
+CATALOGUE_NAMED_TYPE(IChannelResampler)
+CATALOGUE_NAMED_TYPE(IRecordings)
+CATALOGUE_NAMED_TYPE(kalRecordingResamplerFlags)
+CATALOGUE_NAMED_TYPE(kalSaveRecordingFlags)
+CATALOGUE_NAMED_TYPE(kalSaveRecordingStatus)
+CATALOGUE_NAMED_TYPE(kalRecordingProgressStatus)
+CATALOGUE_NAMED_TYPE(kalSystemEvent)
+CATALOGUE_NAMED_TYPE(kalRecordingCollection)
+CATALOGUE_NAMED_TYPE(kalTriggerSource)
+#undef CATALOGUE_NAMED_TYPE
+#undef CATALOGUE_TYPE_NAME
+
+// The parameter types of a function type, spelled.
+template <class F>
+struct Signature;
+
+template <class R, class... A>
+struct Signature<R(A...)> {
+  static std::string result() { return TypeName<R>::get(); }
+  static std::vector<std::string> params() { return {TypeName<A>::get()...}; }
+};
+
+template <class R, class C, class... A>
+struct Signature<R (C::*)(A...)> : Signature<R(A...)> {};
+
+template <class R, class... A>
+struct Signature<R (*)(A...)> : Signature<R(A...)> {};
+
+// An IDL type reduced to the C++ spelling above.
+std::string reduce_idl_type(const std::string& idl_type);
+
+}  // namespace catalogue_test
