@@ -462,6 +462,7 @@ HRESULT CallMember(IDispatch* self, const Member& m, VARIANT* const* args, UINT*
       *bad_param = index;
     }
   };
+  (void)load;  // unused for a member without parameters
   (load(std::get<I>(holders), m.params[I], args[I], static_cast<UINT>(I)), ...);
   if (FAILED(hr)) return hr;
   hr = (static_cast<C*>(self)->*Pmf)(std::get<I>(holders).Get()...);
@@ -470,6 +471,7 @@ HRESULT CallMember(IDispatch* self, const Member& m, VARIANT* const* args, UINT*
     if (p.dir == Dir::kIn) return;
     Wrap(holder.value, p.vt, v);
   };
+  (void)store;
   (store(std::get<I>(holders), m.params[I], args[I]), ...);
   return hr;
 }
@@ -532,7 +534,8 @@ constexpr Member MakeMember(Kind kind, const char* name, DISPID dispid,
     Require(retvals == 1, "a property get needs a Retval parameter");
   }
   if (kind == Kind::kPropPut || kind == Kind::kPropPutRef) {
-    Require(retvals == 0 && inputs >= 1 && m.params[F::kArity - 1].dir == Dir::kIn,
+    Require(retvals == 0 && inputs >= 1 &&
+                m.params[F::kArity > 0 ? F::kArity - 1 : 0].dir == Dir::kIn,
             "a property put takes the new value as its last [in] parameter");
   }
   m.thunk = &ThunkFor<Pmf>;
