@@ -1,0 +1,209 @@
+// The engine below the interfaces: files written by CompoundFile read back
+// exactly (both versions, the mini stream cutoff, the DIFAT, many entries),
+// element operations keep the tree consistent, and freed space is reused.
+#include "storage/compound_file.h"
+#include "testing/memory_file.h"
+
+#include <gtest/gtest.h>
+
+#include <numeric>
+
+namespace mlr::storage {
+namespace {
+
+using testing::MemoryFile;
+
+std::vector<uint8_t> Pattern(size_t n, uint32_t seed) {
+  std::vector<uint8_t> v(n);
+  uint32_t x = seed * 2654435761u + 1;
+  for (auto& b : v) {
+    x = x * 1103515245u + 12345u;
+    b = static_cast<uint8_t>(x >> 16);
+  }
+  return v;
+}
+
+struct Fixture {
+  std::shared_ptr<MemoryFile::Bytes> bytes = std::make_shared<MemoryFile::Bytes>();
+
+  std::shared_ptr<CompoundFile> Create(uint16_t version) {
+    auto cf = CompoundFile::Create(std::make_unique<MemoryFile>(bytes), u"mem", version);
+    EXPECT_TRUE(cf.ok()) << cf.status().message();
+    return cf.ok() ? *cf : nullptr;
+  }
+  Result<std::shared_ptr<CompoundFile>> Open(bool writable = false) {
+    return CompoundFile::Open(std::make_unique<MemoryFile>(bytes, writable), u"mem");
+  }
+};
+
+void WriteStream(CompoundFile& cf, uint32_t storage, const std::u16string& name, const std::vector<uint8_t>& data,
+                 size_t chunk = 0) {
+  auto index = cf.CreateElement(storage, name, EntryType::kStream, false);
+  ASSERT_TRUE(index.ok()) << index.status().message();
+  auto node = cf.OpenStream(*index);
+  ASSERT_TRUE(node.ok());
+  if (chunk == 0) chunk = data.size() ? data.size() : 1;
+  for (size_t pos = 0; pos < data.size(); pos += chunk) {
+    size_t n = std::min(chunk, data.size() - pos);
+    ASSERT_TRUE(cf.Write(**node, pos, data.data() + pos, n).ok());
+  }
+}
+
+std::vector<uint8_t> ReadStream(CompoundFile& cf, uint32_t storage, const std::u16string& name) {
+  auto index = cf.Find(storage, name);
+  EXPECT_TRUE(index.ok()) << index.status().message();
+  if (!index.ok()) return {};
+  auto node = cf.OpenStream(*index);
+  EXPECT_TRUE(node.ok());
+  std::vector<uint8_t> out(cf.StreamSize(**node));
+  size_t got = 0;
+  EXPECT_TRUE(cf.Read(**node, 0, out.data(), out.size(), &got).ok());
+  EXPECT_EQ(got, out.size());
+  return out;
+}
+
+class EngineVersions : public ::testing::TestWithParam<uint16_t> {};
+
+TEST_P(EngineVersions, StreamsAroundTheCutoffAndNestedStoragesReadBack) {
+  Fixture f;
+  const std::vector<size_t> sizes = {0, 1, 63, 64, 65, 4095, 4096, 4097, 70000, 600000};
+  {
+    auto cf = f.Create(GetParam());
+    auto sub = cf->CreateElement(CompoundFile::kRoot, u"Data", EntryType::kStorage, false);
+    ASSERT_TRUE(sub.ok());
+    auto inner = cf->CreateElement(*sub, u"ChGroup1", EntryType::kStorage, false);
+    ASSERT_TRUE(inner.ok());
+    for (size_t i = 0; i < sizes.size(); ++i) {
+      std::u16string name = u"S" + std::u16string(1, static_cast<char16_t>(u'a' + i));
+      WriteStream(*cf, i % 2 ? *inner : *sub, name, Pattern(sizes[i], static_cast<uint32_t>(i)), 1000);
+    }
+  }
+  auto cf = f.Open();
+  ASSERT_TRUE(cf.ok()) << cf.status().message();
+  EXPECT_EQ((*cf)->major_version(), GetParam());
+  auto sub = (*cf)->Find(CompoundFile::kRoot, u"data");  // names compare without case
+  ASSERT_TRUE(sub.ok());
+  auto inner = (*cf)->Find(*sub, u"ChGroup1");
+  ASSERT_TRUE(inner.ok());
+  for (size_t i = 0; i < sizes.size(); ++i) {
+    std::u16string name = u"S" + std::u16string(1, static_cast<char16_t>(u'a' + i));
+    EXPECT_EQ(ReadStream(**cf, i % 2 ? *inner : *sub, name), Pattern(sizes[i], static_cast<uint32_t>(i))) << i;
+  }
+  EXPECT_EQ(f.bytes->data.size() % (GetParam() == 4 ? 4096 : 512), 0u);
+}
+
+TEST_P(EngineVersions, ThousandsOfEntriesAndADifatSizedStream) {
+  Fixture f;
+  // 109 FAT sectors cover 7 MB of 512-byte sectors; this needs DIFAT sectors
+  // in version 3 (in version 4 the header's list suffices).
+  const auto big = Pattern(9 << 20, 7);
+  {
+    auto cf = f.Create(GetParam());
+    for (int i = 0; i < 1200; ++i) {
+      std::string n = "Entry" + std::to_string(i);
+      WriteStream(*cf, CompoundFile::kRoot, std::u16string(n.begin(), n.end()), Pattern(i % 300, i));
+    }
+    WriteStream(*cf, CompoundFile::kRoot, u"Big", big, 1 << 16);
+  }
+  auto cf = f.Open();
+  ASSERT_TRUE(cf.ok()) << cf.status().message();
+  auto list = (*cf)->List(CompoundFile::kRoot);
+  ASSERT_EQ(list.size(), 1201u);
+  for (size_t i = 1; i < list.size(); ++i) EXPECT_LT(CompareNames(list[i - 1].name, list[i].name), 0);
+  EXPECT_EQ(ReadStream(**cf, CompoundFile::kRoot, u"Entry777"), Pattern(777 % 300, 777));
+  EXPECT_EQ(ReadStream(**cf, CompoundFile::kRoot, u"Big"), big);
+  if (GetParam() == 3) {
+    EXPECT_GT(f.bytes->data[72] | f.bytes->data[73], 0) << "no DIFAT sector counted";
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Both, EngineVersions, ::testing::Values(3, 4));
+
+TEST(Engine, StreamsMoveInAndOutOfTheMiniStream) {
+  Fixture f;
+  auto cf = f.Create(3);
+  WriteStream(*cf, CompoundFile::kRoot, u"A", Pattern(4000, 1));
+  WriteStream(*cf, CompoundFile::kRoot, u"B", Pattern(100, 2));
+  auto a = *cf->OpenStream(*cf->Find(CompoundFile::kRoot, u"A"));
+  auto grown = Pattern(4000, 1);
+  auto tail = Pattern(500, 3);
+  grown.insert(grown.end(), tail.begin(), tail.end());
+  ASSERT_TRUE(cf->Write(*a, 4000, tail.data(), tail.size()).ok());
+  ASSERT_TRUE(cf->SetSize(*a, 4500).ok());
+  a.reset();
+  EXPECT_EQ(ReadStream(*cf, CompoundFile::kRoot, u"A"), grown);
+  a = *cf->OpenStream(*cf->Find(CompoundFile::kRoot, u"A"));
+  ASSERT_TRUE(cf->SetSize(*a, 10).ok());
+  a.reset();
+  ASSERT_TRUE(cf->Flush().ok());
+  cf.reset();
+  auto again = f.Open();
+  ASSERT_TRUE(again.ok()) << again.status().message();
+  EXPECT_EQ(ReadStream(**again, CompoundFile::kRoot, u"A"), std::vector<uint8_t>(grown.begin(), grown.begin() + 10));
+  EXPECT_EQ(ReadStream(**again, CompoundFile::kRoot, u"B"), Pattern(100, 2));
+}
+
+TEST(Engine, ElementOperations) {
+  Fixture f;
+  auto cf = f.Create(4);
+  auto d = cf->CreateElement(CompoundFile::kRoot, u"Data", EntryType::kStorage, false);
+  ASSERT_TRUE(d.ok());
+  WriteStream(*cf, *d, u"X", Pattern(5000, 1));
+  WriteStream(*cf, *d, u"Y", Pattern(50, 2));
+  EXPECT_EQ(cf->CreateElement(*d, u"x", EntryType::kStream, false).status().code(), Code::kAlreadyExists);
+  EXPECT_EQ(cf->CreateElement(*d, u"bad/name", EntryType::kStream, false).status().code(), Code::kInvalidName);
+  EXPECT_EQ(cf->CreateElement(*d, std::u16string(32, u'n'), EntryType::kStream, false).status().code(),
+            Code::kInvalidName);
+  {
+    auto open = cf->OpenStream(*cf->Find(*d, u"X"));
+    ASSERT_TRUE(open.ok());
+    EXPECT_EQ(cf->OpenStream(*cf->Find(*d, u"X")).status().code(), Code::kInUse);
+    EXPECT_EQ(cf->DestroyElement(*d, u"X").code(), Code::kInUse);
+    EXPECT_EQ(cf->DestroyElement(CompoundFile::kRoot, u"Data").code(), Code::kInUse);
+    EXPECT_EQ(cf->CreateElement(*d, u"X", EntryType::kStream, true).status().code(), Code::kInUse);
+  }
+  ASSERT_TRUE(cf->RenameElement(*d, u"X", u"Z").ok());
+  EXPECT_EQ(cf->RenameElement(*d, u"Y", u"z").code(), Code::kAlreadyExists);
+  EXPECT_EQ(cf->Find(*d, u"X").status().code(), Code::kFileNotFound);
+  EXPECT_EQ(ReadStream(*cf, *d, u"Z"), Pattern(5000, 1));
+  auto replaced = cf->CreateElement(*d, u"Z", EntryType::kStream, true);
+  ASSERT_TRUE(replaced.ok());
+  EXPECT_EQ(cf->Stat(*replaced).size, 0u);
+  ASSERT_TRUE(cf->DestroyElement(CompoundFile::kRoot, u"Data").ok());
+  EXPECT_TRUE(cf->List(CompoundFile::kRoot).empty());
+  ASSERT_TRUE(cf->Flush().ok());
+  cf.reset();
+  auto again = f.Open();
+  ASSERT_TRUE(again.ok()) << again.status().message();
+  EXPECT_TRUE((*again)->List(CompoundFile::kRoot).empty());
+}
+
+TEST(Engine, ReplacedStreamsReuseFreedSectors) {
+  Fixture f;
+  auto cf = f.Create(3);
+  for (int round = 0; round < 5; ++round) {
+    auto index = cf->CreateElement(CompoundFile::kRoot, u"S", EntryType::kStream, true);
+    ASSERT_TRUE(index.ok());
+    auto node = *cf->OpenStream(*index);
+    auto data = Pattern(20000, round);
+    for (size_t pos = 0; pos < data.size(); pos += 512) ASSERT_TRUE(cf->Write(*node, pos, &data[pos], 512).ok());
+  }
+  ASSERT_TRUE(cf->Flush().ok());
+  EXPECT_LT(f.bytes->data.size(), 2u * 20000 + 8 * 512);
+}
+
+TEST(Engine, ReadOnlyFileRefusesChanges) {
+  Fixture f;
+  { WriteStream(*f.Create(3), CompoundFile::kRoot, u"S", Pattern(10, 1)); }
+  auto cf = f.Open(false);
+  ASSERT_TRUE(cf.ok());
+  EXPECT_EQ((*cf)->CreateElement(CompoundFile::kRoot, u"T", EntryType::kStream, false).status().code(),
+            Code::kAccessDenied);
+  auto node = (*cf)->OpenStream(*(*cf)->Find(CompoundFile::kRoot, u"S"));
+  uint8_t b = 0;
+  EXPECT_EQ((*cf)->Write(**node, 0, &b, 1).code(), Code::kAccessDenied);
+  EXPECT_EQ((*cf)->SetSize(**node, 0).code(), Code::kAccessDenied);
+}
+
+}  // namespace
+}  // namespace mlr::storage
