@@ -70,15 +70,15 @@ Status WalkChain(const std::vector<uint32_t>& table, uint32_t count, uint32_t st
     if (s >= count || s >= table.size())
       return Corrupt(std::string(layer) + ": " + what + " links to sector " + std::to_string(s) +
                      ", beyond the last sector " + std::to_string(count));
-    if (out->size() >= limit)
-      return Corrupt(std::string(layer) + ": " + what + " is longer than " + std::to_string(limit) +
-                     " sectors");
     if (visited) {
       if ((*visited)[s])
         return Corrupt(std::string(layer) + ": sector " + std::to_string(s) + " is linked twice (" +
                        what + ")");
       (*visited)[s] = true;
     }
+    if (out->size() >= limit)
+      return Corrupt(std::string(layer) + ": " + what + " is longer than " + std::to_string(limit) +
+                     " sectors");
     out->Append(s);
     s = table[s];
   }

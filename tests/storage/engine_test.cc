@@ -186,7 +186,8 @@ TEST(Engine, ReplacedStreamsReuseFreedSectors) {
     ASSERT_TRUE(index.ok());
     auto node = *cf->OpenStream(*index);
     auto data = Pattern(20000, round);
-    for (size_t pos = 0; pos < data.size(); pos += 512) ASSERT_TRUE(cf->Write(*node, pos, &data[pos], 512).ok());
+    for (size_t pos = 0; pos < data.size(); pos += 512)
+      ASSERT_TRUE(cf->Write(*node, pos, &data[pos], std::min<size_t>(512, data.size() - pos)).ok());
   }
   ASSERT_TRUE(cf->Flush().ok());
   EXPECT_LT(f.bytes->data.size(), 2u * 20000 + 8 * 512);
