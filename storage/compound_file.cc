@@ -1,5 +1,7 @@
 #include "storage/compound_file.h"
 
+#include "storage/hresult.h"
+
 #include <algorithm>
 #include <chrono>
 #include <cstring>
@@ -24,7 +26,7 @@ StreamNode::~StreamNode() {
   if (index_ != kNoStream) file_->ReleaseOpen(index_);
 }
 
-CompoundFile::CompoundFile(std::unique_ptr<platform::RandomAccessFile> file, std::u16string path,
+CompoundFile::CompoundFile(std::unique_ptr<File> file, std::u16string path,
                            const Header& h)
     : io_(std::move(file), h.sector_shift),
       path_(std::move(path)),
@@ -38,12 +40,11 @@ CompoundFile::~CompoundFile() {
   if (dirty_ && writable()) (void)FlushLocked();
 }
 
-Result<std::shared_ptr<CompoundFile>> CompoundFile::Open(std::unique_ptr<platform::RandomAccessFile> file,
+Result<std::shared_ptr<CompoundFile>> CompoundFile::Open(std::unique_ptr<File> file,
                                                          std::u16string path) {
   uint8_t bytes[kHeaderSize];
   size_t got = 0;
-  platform::FileStatus fs = file->ReadAt(0, bytes, sizeof(bytes), &got);
-  if (!fs.ok()) return FromFileStatus(fs, Code::kReadFault);
+  MLR_RETURN_IF_ERROR(FromHresult(file->ReadAt(0, bytes, sizeof(bytes), &got), Code::kReadFault, "read"));
   Result<Header> header = ParseHeader(bytes, got);
   if (!header.ok()) return header.status();
   std::shared_ptr<CompoundFile> cf(new CompoundFile(std::move(file), std::move(path), *header));
@@ -51,12 +52,12 @@ Result<std::shared_ptr<CompoundFile>> CompoundFile::Open(std::unique_ptr<platfor
   return cf;
 }
 
-Result<std::shared_ptr<CompoundFile>> CompoundFile::Create(std::unique_ptr<platform::RandomAccessFile> file,
+Result<std::shared_ptr<CompoundFile>> CompoundFile::Create(std::unique_ptr<File> file,
                                                            std::u16string path, uint16_t major_version) {
   if (major_version != 3 && major_version != 4)
     return Status(Code::kInvalidArg, "header: major version must be 3 or 4");
-  if (!file->writable()) return Status(Code::kAccessDenied, "cannot create in a read-only file");
-  MLR_RETURN_IF_ERROR(FromFileStatus(file->SetSize(0), Code::kWriteFault));
+  if (!file->Writable()) return Status(Code::kAccessDenied, "cannot create in a read-only file");
+  MLR_RETURN_IF_ERROR(FromHresult(file->SetSize(0), Code::kWriteFault, "resize"));
   std::shared_ptr<CompoundFile> cf(new CompoundFile(std::move(file), std::move(path), NewHeader(major_version)));
   MLR_RETURN_IF_ERROR(cf->InitNew());
   return cf;
@@ -71,7 +72,7 @@ Status CompoundFile::InitNew() {
 
 Status CompoundFile::Load() {
   uint64_t file_size = 0;
-  MLR_RETURN_IF_ERROR(FromFileStatus(io_.file()->Size(&file_size), Code::kReadFault));
+  MLR_RETURN_IF_ERROR(FromHresult(io_.file()->GetSize(&file_size), Code::kReadFault, "size"));
   const uint32_t ss = header_.sector_size();
   if (file_size < ss) return Corrupt("header: the file is shorter than its header sector");
   uint64_t file_sectors = CeilDiv(file_size - ss, ss);
@@ -402,8 +403,8 @@ Status CompoundFile::FlushLocked() {
   const uint64_t ss = header_.sector_size();
   const uint64_t need = (static_cast<uint64_t>(fat_.sector_count()) + 1) * ss;
   uint64_t have = 0;
-  MLR_RETURN_IF_ERROR(FromFileStatus(io_.file()->Size(&have), Code::kReadFault));
-  if (have < need) MLR_RETURN_IF_ERROR(FromFileStatus(io_.file()->SetSize(need), Code::kWriteFault));
+  MLR_RETURN_IF_ERROR(FromHresult(io_.file()->GetSize(&have), Code::kReadFault, "size"));
+  if (have < need) MLR_RETURN_IF_ERROR(FromHresult(io_.file()->SetSize(need), Code::kWriteFault, "resize"));
   std::vector<uint8_t> sector(static_cast<size_t>(ss), 0);
   SerializeHeader(header_, sector.data());
   MLR_RETURN_IF_ERROR(io_.WriteAt(0, sector.data(), sector.size()));

@@ -20,7 +20,7 @@
 // destroying, renaming or replacing an open element, give kInUse.
 #pragma once
 
-#include "platform/random_access_file.h"
+#include "platform/file.h"
 #include "storage/chain.h"
 #include "storage/directory.h"
 #include "storage/fat.h"
@@ -73,14 +73,14 @@ class CompoundFile : public std::enable_shared_from_this<CompoundFile> {
   static constexpr uint32_t kRoot = 0;
 
   // Opens an existing file and validates all of its structures.
-  static Result<std::shared_ptr<CompoundFile>> Open(std::unique_ptr<platform::RandomAccessFile> file,
+  static Result<std::shared_ptr<CompoundFile>> Open(std::unique_ptr<File> file,
                                                     std::u16string path);
   // Writes a new empty compound file of major version 3 or 4 into `file`.
-  static Result<std::shared_ptr<CompoundFile>> Create(std::unique_ptr<platform::RandomAccessFile> file,
+  static Result<std::shared_ptr<CompoundFile>> Create(std::unique_ptr<File> file,
                                                       std::u16string path, uint16_t major_version);
   ~CompoundFile();
 
-  bool writable() const { return io_.file()->writable(); }
+  bool writable() const { return io_.file()->Writable(); }
   uint16_t major_version() const { return header_.major_version; }
   const std::u16string& path() const { return path_; }
 
@@ -114,7 +114,7 @@ class CompoundFile : public std::enable_shared_from_this<CompoundFile> {
   Status Flush();
 
  private:
-  CompoundFile(std::unique_ptr<platform::RandomAccessFile> file, std::u16string path, const Header& header);
+  CompoundFile(std::unique_ptr<File> file, std::u16string path, const Header& header);
   Status Load();
   Status InitNew();
   Status ValidateStreams(std::vector<bool>* visited);

@@ -1,34 +1,20 @@
 #include "storage/sector_io.h"
 
+#include "storage/hresult.h"
+
 #include <cstring>
 
 namespace mlr::storage {
 
-using platform::FileError;
-
-Status FromFileStatus(const platform::FileStatus& s, Code io_code) {
-  switch (s.error) {
-    case FileError::kOk: return Status::Ok();
-    case FileError::kNotFound: return Status(Code::kFileNotFound, s.message);
-    case FileError::kAccessDenied: return Status(Code::kAccessDenied, s.message);
-    case FileError::kAlreadyExists: return Status(Code::kAlreadyExists, s.message);
-    case FileError::kNoSpace: return Status(Code::kMediumFull, s.message);
-    case FileError::kInvalid: return Status(Code::kInvalidArg, s.message);
-    case FileError::kIo: break;
-  }
-  return Status(io_code, s.message);
-}
-
 Status SectorIo::ReadAt(uint64_t offset, void* buf, size_t n) const {
   size_t got = 0;
-  platform::FileStatus s = file_->ReadAt(offset, buf, n, &got);
-  if (!s.ok()) return FromFileStatus(s, Code::kReadFault);
+  MLR_RETURN_IF_ERROR(FromHresult(file_->ReadAt(offset, buf, n, &got), Code::kReadFault, "read"));
   if (got < n) std::memset(static_cast<uint8_t*>(buf) + got, 0, n - got);
   return Status::Ok();
 }
 
 Status SectorIo::WriteAt(uint64_t offset, const void* buf, size_t n) const {
-  return FromFileStatus(file_->WriteAt(offset, buf, n), Code::kWriteFault);
+  return FromHresult(file_->WriteAt(offset, buf, n), Code::kWriteFault, "write");
 }
 
 template <typename Fn>

@@ -6,7 +6,7 @@
 // Thread-safe as the underlying file is: positionless reads and writes.
 #pragma once
 
-#include "platform/random_access_file.h"
+#include "platform/file.h"
 #include "storage/chain.h"
 #include "storage/status.h"
 
@@ -15,17 +15,15 @@
 
 namespace mlr::storage {
 
-Status FromFileStatus(const platform::FileStatus& s, Code io_code);
-
 class SectorIo {
  public:
-  SectorIo(std::unique_ptr<platform::RandomAccessFile> file, uint16_t sector_shift)
+  SectorIo(std::unique_ptr<File> file, uint16_t sector_shift)
       : file_(std::move(file)), shift_(sector_shift) {}
 
   uint32_t sector_size() const { return 1u << shift_; }
   uint16_t shift() const { return shift_; }
   uint64_t Offset(uint32_t sector) const { return (static_cast<uint64_t>(sector) + 1) << shift_; }
-  platform::RandomAccessFile* file() const { return file_.get(); }
+  File* file() const { return file_.get(); }
   void set_shift(uint16_t shift) { shift_ = shift; }
 
   Status ReadAt(uint64_t offset, void* buf, size_t n) const;
@@ -45,7 +43,7 @@ class SectorIo {
   template <typename Fn>
   Status ForEachPiece(const Chain& chain, uint64_t pos, size_t n, Fn&& fn) const;
 
-  std::unique_ptr<platform::RandomAccessFile> file_;
+  std::unique_ptr<File> file_;
   uint16_t shift_;
 };
 

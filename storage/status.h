@@ -30,6 +30,9 @@ enum class Code {
   kInUse,          // the element is open already (STG_E_ACCESSDENIED as on Windows)
   kReverted,       // the object's element was destroyed (STG_E_REVERTED)
   kNoMemory,       // an allocation failed (E_OUTOFMEMORY)
+  kShareViolation, // another open holds the file (STG_E_SHAREVIOLATION)
+  kPathNotFound,   // a directory on the path is missing (STG_E_PATHNOTFOUND)
+  kTooManyFiles,   // no file handle left (STG_E_TOOMANYOPENFILES)
 };
 
 class [[nodiscard]] Status {

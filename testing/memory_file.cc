@@ -5,8 +5,6 @@
 
 namespace mlr::testing {
 
-using platform::FileError;
-using platform::FileStatus;
 
 namespace {
 // Keeps a fuzz input or a runaway test from asking for more than this.
@@ -19,47 +17,47 @@ std::unique_ptr<MemoryFile> MemoryFile::FromVector(std::vector<uint8_t> data, bo
   return std::make_unique<MemoryFile>(std::move(bytes), writable);
 }
 
-FileStatus MemoryFile::ReadAt(uint64_t offset, void* buf, size_t n, size_t* read) {
+HRESULT MemoryFile::ReadAt(uint64_t offset, void* buf, size_t n, size_t* read) {
   std::lock_guard<std::mutex> lock(bytes_->mu);
   const auto& d = bytes_->data;
   if (offset >= d.size()) {
     *read = 0;
-    return FileStatus::Ok();
+    return S_OK;
   }
   size_t count = static_cast<size_t>(std::min<uint64_t>(n, d.size() - offset));
   std::memcpy(buf, d.data() + offset, count);
   *read = count;
-  return FileStatus::Ok();
+  return S_OK;
 }
 
-FileStatus MemoryFile::WriteAt(uint64_t offset, const void* buf, size_t n) {
-  if (!writable_) return FileStatus::Fail(FileError::kAccessDenied, "memory file is read-only");
+HRESULT MemoryFile::WriteAt(uint64_t offset, const void* buf, size_t n) {
+  if (!writable_) return STG_E_ACCESSDENIED;
   if (offset > kMaxMemoryFile || n > kMaxMemoryFile - offset)
-    return FileStatus::Fail(FileError::kNoSpace, "memory file too large");
+    return STG_E_MEDIUMFULL;
   std::lock_guard<std::mutex> lock(bytes_->mu);
   auto& d = bytes_->data;
   if (d.size() < offset + n) d.resize(static_cast<size_t>(offset + n));
   if (n) std::memcpy(d.data() + offset, buf, n);
-  return FileStatus::Ok();
+  return S_OK;
 }
 
-FileStatus MemoryFile::Size(uint64_t* size) {
+HRESULT MemoryFile::GetSize(uint64_t* size) {
   std::lock_guard<std::mutex> lock(bytes_->mu);
   *size = bytes_->data.size();
-  return FileStatus::Ok();
+  return S_OK;
 }
 
-FileStatus MemoryFile::SetSize(uint64_t size) {
-  if (!writable_) return FileStatus::Fail(FileError::kAccessDenied, "memory file is read-only");
-  if (size > kMaxMemoryFile) return FileStatus::Fail(FileError::kNoSpace, "memory file too large");
+HRESULT MemoryFile::SetSize(uint64_t size) {
+  if (!writable_) return STG_E_ACCESSDENIED;
+  if (size > kMaxMemoryFile) return STG_E_MEDIUMFULL;
   std::lock_guard<std::mutex> lock(bytes_->mu);
   bytes_->data.resize(static_cast<size_t>(size));
-  return FileStatus::Ok();
+  return S_OK;
 }
 
-FileStatus MemoryFile::Sync() {
-  if (!writable_) return FileStatus::Fail(FileError::kAccessDenied, "memory file is read-only");
-  return FileStatus::Ok();
+HRESULT MemoryFile::Flush() {
+  if (!writable_) return STG_E_ACCESSDENIED;
+  return S_OK;
 }
 
 std::vector<uint8_t> MemoryFile::Snapshot() const {
@@ -72,28 +70,28 @@ bool FaultyFile::TakeWrite() {
   return writes_left_.fetch_sub(1) > 0;
 }
 
-FileStatus FaultyFile::ReadAt(uint64_t offset, void* buf, size_t n, size_t* read) {
+HRESULT FaultyFile::ReadAt(uint64_t offset, void* buf, size_t n, size_t* read) {
   ++reads_;
   if (n > 0 && offset + n > fail_reads_from_) {
     *read = 0;
-    return FileStatus::Fail(FileError::kIo, "injected read error");
+    return STG_E_READFAULT;
   }
   return base_->ReadAt(offset, buf, n, read);
 }
 
-FileStatus FaultyFile::WriteAt(uint64_t offset, const void* buf, size_t n) {
-  if (!TakeWrite()) return FileStatus::Fail(FileError::kNoSpace, "injected write error");
+HRESULT FaultyFile::WriteAt(uint64_t offset, const void* buf, size_t n) {
+  if (!TakeWrite()) return STG_E_MEDIUMFULL;
   return base_->WriteAt(offset, buf, n);
 }
 
-FileStatus FaultyFile::SetSize(uint64_t size) {
-  if (!TakeWrite()) return FileStatus::Fail(FileError::kNoSpace, "injected resize error");
+HRESULT FaultyFile::SetSize(uint64_t size) {
+  if (!TakeWrite()) return STG_E_MEDIUMFULL;
   return base_->SetSize(size);
 }
 
-FileStatus FaultyFile::Sync() {
-  if (fail_syncs_) return FileStatus::Fail(FileError::kIo, "injected sync error");
-  return base_->Sync();
+HRESULT FaultyFile::Flush() {
+  if (fail_syncs_) return STG_E_WRITEFAULT;
+  return base_->Flush();
 }
 
 }  // namespace mlr::testing

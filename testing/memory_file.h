@@ -10,7 +10,7 @@
 // read-only open wrote nothing.
 #pragma once
 
-#include "platform/random_access_file.h"
+#include "platform/file.h"
 
 #include <atomic>
 #include <cstdint>
@@ -20,7 +20,7 @@
 
 namespace mlr::testing {
 
-class MemoryFile final : public platform::RandomAccessFile {
+class MemoryFile final : public File {
  public:
   struct Bytes {
     std::mutex mu;
@@ -31,12 +31,12 @@ class MemoryFile final : public platform::RandomAccessFile {
       : bytes_(std::move(bytes)), writable_(writable) {}
   static std::unique_ptr<MemoryFile> FromVector(std::vector<uint8_t> data, bool writable = true);
 
-  platform::FileStatus ReadAt(uint64_t offset, void* buf, size_t n, size_t* read) override;
-  platform::FileStatus WriteAt(uint64_t offset, const void* buf, size_t n) override;
-  platform::FileStatus Size(uint64_t* size) override;
-  platform::FileStatus SetSize(uint64_t size) override;
-  platform::FileStatus Sync() override;
-  bool writable() const override { return writable_; }
+  HRESULT ReadAt(uint64_t offset, void* buf, size_t n, size_t* read) override;
+  HRESULT WriteAt(uint64_t offset, const void* buf, size_t n) override;
+  HRESULT GetSize(uint64_t* size) override;
+  HRESULT SetSize(uint64_t size) override;
+  HRESULT Flush() override;
+  bool Writable() const override { return writable_; }
 
   const std::shared_ptr<Bytes>& bytes() const { return bytes_; }
   std::vector<uint8_t> Snapshot() const;
@@ -46,30 +46,30 @@ class MemoryFile final : public platform::RandomAccessFile {
   bool writable_;
 };
 
-class FaultyFile final : public platform::RandomAccessFile {
+class FaultyFile final : public File {
  public:
-  explicit FaultyFile(std::unique_ptr<platform::RandomAccessFile> base) : base_(std::move(base)) {}
+  explicit FaultyFile(std::unique_ptr<File> base) : base_(std::move(base)) {}
 
-  // Writes (and resizes) succeed this many times, then fail with kNoSpace.
+  // Writes (and resizes) succeed this many times, then fail with STG_E_MEDIUMFULL.
   void FailWritesAfter(int64_t successful) { writes_left_ = successful; }
-  // Reads that touch bytes at or beyond this offset fail with kIo.
+  // Reads that touch bytes at or beyond this offset fail with STG_E_READFAULT.
   void FailReadsFrom(uint64_t offset) { fail_reads_from_ = offset; }
   void FailSyncs(bool fail) { fail_syncs_ = fail; }
 
   int64_t writes() const { return writes_; }
   int64_t reads() const { return reads_; }
 
-  platform::FileStatus ReadAt(uint64_t offset, void* buf, size_t n, size_t* read) override;
-  platform::FileStatus WriteAt(uint64_t offset, const void* buf, size_t n) override;
-  platform::FileStatus Size(uint64_t* size) override { return base_->Size(size); }
-  platform::FileStatus SetSize(uint64_t size) override;
-  platform::FileStatus Sync() override;
-  bool writable() const override { return base_->writable(); }
+  HRESULT ReadAt(uint64_t offset, void* buf, size_t n, size_t* read) override;
+  HRESULT WriteAt(uint64_t offset, const void* buf, size_t n) override;
+  HRESULT GetSize(uint64_t* size) override { return base_->GetSize(size); }
+  HRESULT SetSize(uint64_t size) override;
+  HRESULT Flush() override;
+  bool Writable() const override { return base_->Writable(); }
 
  private:
   bool TakeWrite();
 
-  std::unique_ptr<platform::RandomAccessFile> base_;
+  std::unique_ptr<File> base_;
   std::atomic<int64_t> writes_left_{INT64_MAX};
   std::atomic<uint64_t> fail_reads_from_{UINT64_MAX};
   std::atomic<bool> fail_syncs_{false};

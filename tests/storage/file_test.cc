@@ -1,0 +1,120 @@
+// The POSIX file seam: error kinds, short reads at the end, sharing locks,
+// and a read-only open that neither writes nor touches the file's times.
+#include "platform/file.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace mlr {
+namespace {
+
+std::string TempPath(const std::string& name) {
+  auto dir = std::filesystem::temp_directory_path() / ("mlr_file_" + std::to_string(::getpid()));
+  std::filesystem::create_directories(dir);
+  return (dir / name).string();
+}
+
+TEST(File, ErrorKinds) {
+  std::unique_ptr<File> f;
+  EXPECT_EQ(OpenFile(TempPath("missing").c_str(), FileMode::kOpenRead, FileShare::kDenyNone, &f), STG_E_FILENOTFOUND);
+  EXPECT_EQ(f, nullptr);
+  const std::string path = TempPath("exists");
+  ASSERT_EQ(OpenFile(path.c_str(), FileMode::kCreateAlways, FileShare::kDenyNone, &f), S_OK);
+  f.reset();
+  EXPECT_EQ(OpenFile(path.c_str(), FileMode::kCreateNew, FileShare::kDenyNone, &f), STG_E_FILEALREADYEXISTS);
+  const std::string dir = std::filesystem::path(path).parent_path().string();
+  EXPECT_EQ(OpenFile(dir.c_str(), FileMode::kOpenReadWrite, FileShare::kDenyNone, &f), STG_E_ACCESSDENIED);
+  if (::geteuid() != 0) {  // permissions do not bind the superuser
+    ::chmod(path.c_str(), 0444);
+    EXPECT_EQ(OpenFile(path.c_str(), FileMode::kOpenReadWrite, FileShare::kDenyNone, &f), STG_E_ACCESSDENIED);
+    ::chmod(path.c_str(), 0644);
+  }
+  std::filesystem::remove(path);
+}
+
+TEST(File, SharingConflictsWithinTheProcess) {
+  const std::string path = TempPath("shared");
+  std::unique_ptr<File> a, b;
+  ASSERT_EQ(OpenFile(path.c_str(), FileMode::kCreateAlways, FileShare::kExclusive, &a), S_OK);
+  ASSERT_EQ(a->WriteAt(0, "data", 4), S_OK);
+  EXPECT_EQ(OpenFile(path.c_str(), FileMode::kOpenRead, FileShare::kDenyWrite, &b), STG_E_SHAREVIOLATION);
+  // A refused create must not have truncated the file.
+  EXPECT_EQ(OpenFile(path.c_str(), FileMode::kCreateAlways, FileShare::kExclusive, &b), STG_E_SHAREVIOLATION);
+  uint64_t size = 0;
+  ASSERT_EQ(a->GetSize(&size), S_OK);
+  EXPECT_EQ(size, 4u);
+  a.reset();
+  ASSERT_EQ(OpenFile(path.c_str(), FileMode::kOpenRead, FileShare::kDenyWrite, &a), S_OK);
+  EXPECT_EQ(OpenFile(path.c_str(), FileMode::kOpenRead, FileShare::kDenyWrite, &b), S_OK);
+  std::filesystem::remove(path);
+}
+
+TEST(File, ReadsWritesAndSizes) {
+  const std::string path = TempPath("rw");
+  std::unique_ptr<File> f;
+  ASSERT_EQ(OpenFile(path.c_str(), FileMode::kCreateAlways, FileShare::kDenyNone, &f), S_OK);
+  ASSERT_EQ(f->WriteAt(100, "abc", 3), S_OK);
+  uint64_t size = 0;
+  ASSERT_EQ(f->GetSize(&size), S_OK);
+  EXPECT_EQ(size, 103u);
+  char buf[10] = {1, 1, 1, 1, 1, 1, 1, 1, 1, 1};
+  size_t got = 0;
+  ASSERT_EQ(f->ReadAt(98, buf, 10, &got), S_OK);
+  EXPECT_EQ(got, 5u);
+  EXPECT_EQ(std::string(buf, 5), std::string("\0\0abc", 5));
+  ASSERT_EQ(f->SetSize(4096), S_OK);
+  ASSERT_EQ(f->GetSize(&size), S_OK);
+  EXPECT_EQ(size, 4096u);
+  ASSERT_EQ(f->SetSize(101), S_OK);
+  ASSERT_EQ(f->ReadAt(100, buf, 10, &got), S_OK);
+  EXPECT_EQ(got, 1u);
+  EXPECT_EQ(f->Flush(), S_OK);
+  std::filesystem::remove(path);
+}
+
+TEST(File, ReadOnlyOpenLeavesTheFileAlone) {
+  const std::string path = TempPath("ro");
+  std::ofstream(path) << "some bytes";
+  struct timespec old_times[2] = {{1000000000, 0}, {1000000000, 0}};  // atime, mtime in 2001
+  ASSERT_EQ(::utimensat(AT_FDCWD, path.c_str(), old_times, 0), 0);
+  {
+    std::unique_ptr<File> f;
+    ASSERT_EQ(OpenFile(path.c_str(), FileMode::kOpenRead, FileShare::kDenyWrite, &f), S_OK);
+    EXPECT_FALSE(f->Writable());
+    char buf[4];
+    size_t got = 0;
+    ASSERT_EQ(f->ReadAt(0, buf, 4, &got), S_OK);
+    EXPECT_EQ(f->WriteAt(0, "x", 1), STG_E_ACCESSDENIED);
+    EXPECT_EQ(f->SetSize(0), STG_E_ACCESSDENIED);
+    EXPECT_EQ(f->Flush(), STG_E_ACCESSDENIED);
+  }
+  struct stat st;
+  ASSERT_EQ(::stat(path.c_str(), &st), 0);
+  EXPECT_EQ(st.st_mtim.tv_sec, 1000000000);
+  EXPECT_EQ(st.st_atim.tv_sec, 1000000000);
+  EXPECT_EQ(st.st_size, 10);
+  std::filesystem::remove(path);
+}
+
+TEST(File, MemoryFiles) {
+  auto f = NewMemoryFile("hello", 5, true);
+  char buf[8];
+  size_t got = 0;
+  ASSERT_EQ(f->ReadAt(3, buf, 8, &got), S_OK);
+  EXPECT_EQ(std::string(buf, got), "lo");
+  EXPECT_EQ(f->WriteAt(0, "x", 1), STG_E_ACCESSDENIED);
+  auto g = NewMemoryFile();
+  ASSERT_EQ(g->WriteAt(2, "x", 1), S_OK);
+  uint64_t size = 0;
+  ASSERT_EQ(g->GetSize(&size), S_OK);
+  EXPECT_EQ(size, 3u);
+}
+
+}  // namespace
+}  // namespace mlr
