@@ -14,8 +14,10 @@ void ResetStart(RecordingProperties* p) {
 
 }  // namespace
 
-RecordingProperties DecodeRecordingProperties(const uint8_t* data, size_t size) {
+RecordingProperties DecodeRecordingProperties(const uint8_t* data, size_t size,
+                                              uint32_t initial_version) {
   RecordingProperties p;
+  p.version = initial_version;
   TaggedRecordWalker walk(data, size);
   ByteReader& in = walk.in();
   while (walk.Next()) {

@@ -39,7 +39,10 @@ struct RecordingProperties {
   uint32_t version = kVersionUnknown;
 };
 
-RecordingProperties DecodeRecordingProperties(const uint8_t* data, size_t size);
+// `initial_version` is the version known before the stream is read (the
+// conversion path knows 0x30000).
+RecordingProperties DecodeRecordingProperties(const uint8_t* data, size_t size,
+                                              uint32_t initial_version = kVersionUnknown);
 
 // One in-place write into "Intern01" that stamps the version 0x20000.
 struct VersionStamp {

@@ -1,0 +1,87 @@
+#include "reader/text_convert.h"
+
+#include <cstdint>
+
+namespace mlr::reader {
+
+std::string Utf16ToAnsi(const char16_t* text) {
+  return text ? Utf16ToAnsi(std::u16string(text)) : std::string();
+}
+
+std::string Utf16ToAnsi(const std::u16string& text) {
+  std::string out;
+  out.reserve(text.size());
+  for (size_t i = 0; i < text.size(); ++i) {
+    uint32_t c = text[i];
+    if (c >= 0xD800 && c <= 0xDBFF && i + 1 < text.size() && text[i + 1] >= 0xDC00 &&
+        text[i + 1] <= 0xDFFF) {
+      c = 0x10000 + ((c - 0xD800) << 10) + (text[i + 1] - 0xDC00);
+      ++i;
+    } else if (c >= 0xD800 && c <= 0xDFFF) {
+      c = 0xFFFD;
+    }
+    if (c < 0x80) {
+      out.push_back(static_cast<char>(c));
+    } else if (c < 0x800) {
+      out.push_back(static_cast<char>(0xC0 | (c >> 6)));
+      out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
+    } else if (c < 0x10000) {
+      out.push_back(static_cast<char>(0xE0 | (c >> 12)));
+      out.push_back(static_cast<char>(0x80 | ((c >> 6) & 0x3F)));
+      out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
+    } else {
+      out.push_back(static_cast<char>(0xF0 | (c >> 18)));
+      out.push_back(static_cast<char>(0x80 | ((c >> 12) & 0x3F)));
+      out.push_back(static_cast<char>(0x80 | ((c >> 6) & 0x3F)));
+      out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
+    }
+  }
+  return out;
+}
+
+std::u16string AnsiToUtf16(const std::string& text) {
+  std::u16string out;
+  out.reserve(text.size());
+  size_t i = 0;
+  while (i < text.size()) {
+    const uint8_t b = static_cast<uint8_t>(text[i]);
+    uint32_t c = 0xFFFD;
+    size_t n = 1;
+    if (b < 0x80) {
+      c = b;
+    } else if ((b & 0xE0) == 0xC0) {
+      n = 2;
+    } else if ((b & 0xF0) == 0xE0) {
+      n = 3;
+    } else if ((b & 0xF8) == 0xF0) {
+      n = 4;
+    }
+    if (n > 1) {
+      if (i + n > text.size()) {
+        n = 1;
+      } else {
+        c = b & (0xFF >> (n + 1));
+        for (size_t k = 1; k < n; ++k) {
+          const uint8_t t = static_cast<uint8_t>(text[i + k]);
+          if ((t & 0xC0) != 0x80) {
+            c = 0xFFFD;
+            n = k;
+            break;
+          }
+          c = (c << 6) | (t & 0x3F);
+        }
+      }
+    }
+    i += n;
+    if (c >= 0x10000 && c <= 0x10FFFF) {
+      c -= 0x10000;
+      out.push_back(static_cast<char16_t>(0xD800 + (c >> 10)));
+      out.push_back(static_cast<char16_t>(0xDC00 + (c & 0x3FF)));
+    } else {
+      out.push_back(static_cast<char16_t>(c > 0x10FFFF ? 0xFFFD : c));
+    }
+  }
+  return out;
+}
+
+}  // namespace mlr::reader
