@@ -464,14 +464,21 @@ HRESULT CallMember(IDispatch* self, const Member& m, VARIANT* const* args, UINT*
   };
   (void)load;  // unused for a member without parameters
   (load(std::get<I>(holders), m.params[I], args[I], static_cast<UINT>(I)), ...);
-  if (FAILED(hr)) return hr;
-  hr = (static_cast<C*>(self)->*Pmf)(std::get<I>(holders).Get()...);
-  if (FAILED(hr)) return hr;
+  // Outputs go to the runtime's VARIANTs. On failure only [in, out] values
+  // go back (they stay valid and are freed there); [out] values are null by
+  // contract.
+  bool called = false;
   auto store = [&](auto& holder, const Param& p, VARIANT* v) {
-    if (p.dir == Dir::kIn) return;
+    if (p.dir == Dir::kIn || ((!called || FAILED(hr)) && p.dir != Dir::kInOut)) return;
+    if (p.dir == Dir::kInOut && !called && v->vt != VT_EMPTY) return;  // not taken yet
     Wrap(holder.value, p.vt, v);
   };
   (void)store;
+  (void)m, (void)args, (void)bad_param;
+  if (SUCCEEDED(hr)) {
+    hr = (static_cast<C*>(self)->*Pmf)(std::get<I>(holders).Get()...);
+    called = true;
+  }
   (store(std::get<I>(holders), m.params[I], args[I]), ...);
   return hr;
 }

@@ -1,0 +1,297 @@
+// BSTR allocation and VARIANT ownership and conversion, checked against the
+// documented Windows behaviour.
+#include "platform/strings.h"
+#include "platform/win.h"
+#include "tests/platform/test_objects.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <string>
+
+namespace {
+
+TEST(Bstr, LengthPrefixTerminatorAndNullIsEmpty) {
+  BSTR s = SysAllocString(OLESTR("abc"));
+  ASSERT_NE(s, nullptr);
+  EXPECT_EQ(SysStringLen(s), 3u);
+  EXPECT_EQ(SysStringByteLen(s), 6u);
+  DWORD prefix;
+  std::memcpy(&prefix, reinterpret_cast<char*>(s) - 4, 4);
+  EXPECT_EQ(prefix, 6u);
+  EXPECT_EQ(s[3], 0);
+  SysFreeString(s);
+
+  EXPECT_EQ(SysStringLen(nullptr), 0u);
+  EXPECT_EQ(SysAllocString(nullptr), nullptr);
+  SysFreeString(nullptr);  // no effect
+
+  // Embedded NULs and a null source with a length.
+  const OLECHAR with_nul[] = {u'a', 0, u'b'};
+  BSTR n = SysAllocStringLen(with_nul, 3);
+  EXPECT_EQ(SysStringLen(n), 3u);
+  EXPECT_EQ(n[2], u'b');
+  SysFreeString(n);
+  BSTR z = SysAllocStringLen(nullptr, 4);
+  EXPECT_EQ(SysStringLen(z), 4u);
+  SysFreeString(z);
+
+  BSTR odd = SysAllocStringByteLen("xyz", 3);
+  EXPECT_EQ(SysStringByteLen(odd), 3u);
+  EXPECT_EQ(SysStringLen(odd), 1u);
+  SysFreeString(odd);
+
+  EXPECT_EQ(SysAllocStringLen(nullptr, 0x80000000u), nullptr);  // byte length overflows
+}
+
+TEST(Bstr, ReAllocFromItsOwnCharacters) {
+  BSTR s = SysAllocString(OLESTR("hello world"));
+  ASSERT_TRUE(SysReAllocString(&s, s + 6));
+  EXPECT_EQ(std::u16string(s), u"world");
+  ASSERT_TRUE(SysReAllocStringLen(&s, s, 2));
+  EXPECT_EQ(std::u16string(s), u"wo");
+  EXPECT_FALSE(SysReAllocString(nullptr, OLESTR("x")));
+  SysFreeString(s);
+}
+
+TEST(Variant, ClearReleasesAndFreesCopyIsDeep) {
+  CountedObject object;
+  VARIANT a;
+  VariantInit(&a);
+  a.vt = VT_DISPATCH;
+  a.pdispVal = &object;
+  object.AddRef();
+  VARIANT b;
+  VariantInit(&b);
+  ASSERT_EQ(VariantCopy(&b, &a), S_OK);
+  EXPECT_EQ(object.Count(), 3u);
+  EXPECT_EQ(VariantClear(&a), S_OK);
+  EXPECT_EQ(a.vt, VT_EMPTY);
+  EXPECT_EQ(VariantClear(&b), S_OK);
+  EXPECT_EQ(object.Count(), 1u);
+
+  VARIANT s;
+  VariantInit(&s);
+  s.vt = VT_BSTR;
+  s.bstrVal = SysAllocString(OLESTR("text"));
+  VARIANT t;
+  VariantInit(&t);
+  ASSERT_EQ(VariantCopy(&t, &s), S_OK);
+  EXPECT_NE(t.bstrVal, s.bstrVal);
+  EXPECT_EQ(std::u16string(t.bstrVal), u"text");
+  VariantClear(&s);
+  VariantClear(&t);
+
+  // By-reference values are not owned: clearing leaves the target alone.
+  LONG target = 7;
+  VARIANT r;
+  r.vt = VT_BYREF | VT_I4;
+  r.plVal = &target;
+  EXPECT_EQ(VariantClear(&r), S_OK);
+  EXPECT_EQ(target, 7);
+
+  VARIANT bad;
+  bad.vt = 0x7F;
+  EXPECT_EQ(VariantClear(&bad), DISP_E_BADVARTYPE);
+  EXPECT_EQ(VariantClear(nullptr), E_INVALIDARG);
+}
+
+TEST(Variant, CopyIndDereferences) {
+  BSTR text = SysAllocString(OLESTR("ref"));
+  VARIANT r;
+  r.vt = VT_BYREF | VT_BSTR;
+  r.pbstrVal = &text;
+  VARIANT out;
+  VariantInit(&out);
+  ASSERT_EQ(VariantCopyInd(&out, &r), S_OK);
+  EXPECT_EQ(out.vt, VT_BSTR);
+  EXPECT_NE(out.bstrVal, text);
+  EXPECT_EQ(std::u16string(out.bstrVal), u"ref");
+  VariantClear(&out);
+  SysFreeString(text);
+}
+
+struct Conversion {
+  const char* name;
+  VARIANT (*make)();
+  VARTYPE to;
+  HRESULT expect;
+  double value;  // numeric result (VT_BOOL: -1/0)
+};
+
+VARIANT I4(LONG v) {
+  VARIANT x;
+  x.vt = VT_I4;
+  x.lVal = v;
+  return x;
+}
+VARIANT R8(double v) {
+  VARIANT x;
+  x.vt = VT_R8;
+  x.dblVal = v;
+  return x;
+}
+VARIANT Str(const char* s) {
+  VARIANT x;
+  x.vt = VT_BSTR;
+  x.bstrVal = mlr::AllocBstrUtf8(s);
+  return x;
+}
+VARIANT Bool(bool b) {
+  VARIANT x;
+  x.vt = VT_BOOL;
+  x.boolVal = b ? VARIANT_TRUE : VARIANT_FALSE;
+  return x;
+}
+
+double Numeric(const VARIANT& v) {
+  switch (v.vt) {
+    case VT_I1: return v.cVal;
+    case VT_UI1: return v.bVal;
+    case VT_I2: return v.iVal;
+    case VT_UI2: return v.uiVal;
+    case VT_I4: return v.lVal;
+    case VT_UI4: return v.ulVal;
+    case VT_I8: return static_cast<double>(v.llVal);
+    case VT_UI8: return static_cast<double>(v.ullVal);
+    case VT_R4: return v.fltVal;
+    case VT_R8: return v.dblVal;
+    case VT_DATE: return v.date;
+    case VT_BOOL: return v.boolVal;
+    case VT_CY: return static_cast<double>(v.cyVal.int64) / 10000.0;
+    default: return NAN;
+  }
+}
+
+TEST(VariantChangeType, NumericTable) {
+  const Conversion cases[] = {
+      {"I4 to I2", [] { return I4(32767); }, VT_I2, S_OK, 32767},
+      {"I4 to I2 overflow", [] { return I4(32768); }, VT_I2, DISP_E_OVERFLOW, 0},
+      {"I4 to UI1 negative", [] { return I4(-1); }, VT_UI1, DISP_E_OVERFLOW, 0},
+      {"I4 to UI4", [] { return I4(5); }, VT_UI4, S_OK, 5},
+      {"R8 rounds half to even (2.5)", [] { return R8(2.5); }, VT_I4, S_OK, 2},
+      {"R8 rounds half to even (3.5)", [] { return R8(3.5); }, VT_I4, S_OK, 4},
+      {"R8 rounds half to even (-2.5)", [] { return R8(-2.5); }, VT_I4, S_OK, -2},
+      {"R8 rounds 2.6", [] { return R8(2.6); }, VT_I2, S_OK, 3},
+      {"R8 to I4 overflow", [] { return R8(2147483647.6); }, VT_I4, DISP_E_OVERFLOW, 0},
+      {"R8 to I4 max", [] { return R8(2147483647.4); }, VT_I4, S_OK, 2147483647},
+      {"R8 NaN to I4", [] { return R8(NAN); }, VT_I4, DISP_E_OVERFLOW, 0},
+      {"R8 to R4 overflow", [] { return R8(1e300); }, VT_R4, DISP_E_OVERFLOW, 0},
+      {"R8 to BOOL", [] { return R8(0.1); }, VT_BOOL, S_OK, -1},
+      {"BOOL to I4", [] { return Bool(true); }, VT_I4, S_OK, -1},
+      {"BOOL to UI1", [] { return Bool(true); }, VT_UI1, S_OK, 255},
+      {"I4 to DATE", [] { return I4(2); }, VT_DATE, S_OK, 2},
+      {"R8 to DATE out of range", [] { return R8(3e6); }, VT_DATE, DISP_E_OVERFLOW, 0},
+      {"R8 to CY", [] { return R8(1.23456); }, VT_CY, S_OK, 1.2346},
+      {"EMPTY to I4", [] { VARIANT v; v.vt = VT_EMPTY; return v; }, VT_I4, S_OK, 0},
+      {"NULL to I4", [] { VARIANT v; v.vt = VT_NULL; return v; }, VT_I4, DISP_E_TYPEMISMATCH, 0},
+      {"string to I4", [] { return Str("  -42 "); }, VT_I4, S_OK, -42},
+      {"string to R8", [] { return Str("1.5e3"); }, VT_R8, S_OK, 1500},
+      {"string rounds", [] { return Str("2.5"); }, VT_I4, S_OK, 2},
+      {"string hex", [] { return Str("&H1F"); }, VT_I4, S_OK, 31},
+      {"string hex short is signed", [] { return Str("&HFFFF"); }, VT_I4, S_OK, -1},
+      {"string overflow", [] { return Str("40000"); }, VT_I2, DISP_E_OVERFLOW, 0},
+      {"string garbage", [] { return Str("12abc"); }, VT_I4, DISP_E_TYPEMISMATCH, 0},
+      {"empty string", [] { return Str(""); }, VT_R8, DISP_E_TYPEMISMATCH, 0},
+      {"string True", [] { return Str("True"); }, VT_BOOL, S_OK, -1},
+      {"string false", [] { return Str("false"); }, VT_BOOL, S_OK, 0},
+      {"string 0 to BOOL", [] { return Str("0"); }, VT_BOOL, S_OK, 0},
+      {"string date", [] { return Str("1900-01-01"); }, VT_DATE, S_OK, 2},
+      {"string date and time", [] { return Str("1899-12-30 12:00:00"); }, VT_DATE, S_OK, 0.5},
+      {"string US date", [] { return Str("1/2/1900 6:00 PM"); }, VT_DATE, S_OK, 3.75},
+      {"string bad date", [] { return Str("1900-02-30"); }, VT_DATE, DISP_E_TYPEMISMATCH, 0},
+  };
+  for (const Conversion& c : cases) {
+    SCOPED_TRACE(c.name);
+    VARIANT src = c.make();
+    VARIANT dst;
+    VariantInit(&dst);
+    HRESULT hr = VariantChangeType(&dst, &src, 0, c.to);
+    EXPECT_EQ(hr, c.expect);
+    if (SUCCEEDED(hr)) {
+      EXPECT_EQ(dst.vt, c.to);
+      EXPECT_NEAR(Numeric(dst), c.value, 1e-9);
+    } else {
+      EXPECT_EQ(dst.vt, VT_EMPTY);  // destination untouched on failure
+    }
+    VariantClear(&dst);
+    VariantClear(&src);
+  }
+}
+
+TEST(VariantChangeType, LargeIntegersStayExact) {
+  VARIANT src = Str("9007199254740993");
+  VARIANT dst;
+  VariantInit(&dst);
+  ASSERT_EQ(VariantChangeType(&dst, &src, 0, VT_I8), S_OK);
+  EXPECT_EQ(dst.llVal, 9007199254740993LL);
+  VariantClear(&src);
+  src = Str("18446744073709551615");
+  ASSERT_EQ(VariantChangeType(&dst, &src, 0, VT_UI8), S_OK);
+  EXPECT_EQ(dst.ullVal, 18446744073709551615ULL);
+  EXPECT_EQ(VariantChangeType(&dst, &src, 0, VT_I8), DISP_E_OVERFLOW);
+  VariantClear(&src);
+}
+
+TEST(VariantChangeType, ToStringTable) {
+  struct Case {
+    const char* name;
+    VARIANT (*make)();
+    USHORT flags;
+    const char16_t* expect;
+  } cases[] = {
+      {"I4", [] { return I4(-17); }, 0, u"-17"},
+      {"R8 short", [] { return R8(0.1); }, 0, u"0.1"},
+      {"R8 15 digits", [] { return R8(1.0 / 3.0); }, 0, u"0.333333333333333"},
+      {"R8 exponent", [] { return R8(1e20); }, 0, u"1E+20"},
+      {"BOOL numeric", [] { return Bool(true); }, 0, u"-1"},
+      {"BOOL alpha", [] { return Bool(false); }, VARIANT_ALPHABOOL, u"False"},
+      {"DATE", [] { VARIANT v; v.vt = VT_DATE; v.date = 2.75; return v; }, 0,
+       u"1900-01-01 18:00:00"},
+      {"DATE day only", [] { VARIANT v; v.vt = VT_DATE; v.date = 36526; return v; }, 0,
+       u"2000-01-01"},
+      {"EMPTY", [] { VARIANT v; v.vt = VT_EMPTY; return v; }, 0, u""},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    VARIANT src = c.make();
+    VARIANT dst;
+    VariantInit(&dst);
+    ASSERT_EQ(VariantChangeType(&dst, &src, c.flags, VT_BSTR), S_OK);
+    EXPECT_EQ(std::u16string(dst.bstrVal, SysStringLen(dst.bstrVal)), c.expect);
+    VariantClear(&dst);
+    VariantClear(&src);
+  }
+}
+
+TEST(VariantChangeType, ByRefInPlaceAndObjects) {
+  // By-reference source is dereferenced; in-place conversion works.
+  SHORT value = 12;
+  VARIANT r;
+  r.vt = VT_BYREF | VT_I2;
+  r.piVal = &value;
+  VARIANT out;
+  VariantInit(&out);
+  ASSERT_EQ(VariantChangeType(&out, &r, 0, VT_R8), S_OK);
+  EXPECT_EQ(out.dblVal, 12.0);
+  ASSERT_EQ(VariantChangeType(&out, &out, 0, VT_BSTR), S_OK);
+  EXPECT_EQ(std::u16string(out.bstrVal), u"12");
+  VariantClear(&out);
+
+  // An object converts through its DISPID_VALUE property.
+  CountedObject object;
+  VARIANT d;
+  d.vt = VT_DISPATCH;
+  d.pdispVal = &object;
+  ASSERT_EQ(VariantChangeType(&out, &d, 0, VT_I2), S_OK);
+  EXPECT_EQ(out.iVal, 42);
+  EXPECT_EQ(VariantChangeType(&out, &d, VARIANT_NOVALUEPROP, VT_I2), DISP_E_TYPEMISMATCH);
+  ASSERT_EQ(VariantChangeType(&out, &d, 0, VT_UNKNOWN), S_OK);
+  EXPECT_EQ(object.Count(), 2u);
+  VariantClear(&out);
+  EXPECT_EQ(object.Count(), 1u);
+  EXPECT_EQ(VariantChangeType(&out, &d, 0, VT_BYREF | VT_I4), DISP_E_BADVARTYPE);
+}
+
+}  // namespace
