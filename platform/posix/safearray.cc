@@ -2,7 +2,7 @@
 // element VARTYPE in its last four bytes (FADF_HAVEVARTYPE), as on Windows.
 // rgsabound is stored rightmost dimension first; the leftmost index varies
 // fastest. Every size computation is checked for overflow; element offsets
-// (counts) and byte offsets are kept apart.
+// (counts) and byte offsets are kept apart; a data block is at most 4 GiB.
 #if !defined(_WIN32)
 
 #include "platform/win.h"
@@ -14,6 +14,9 @@
 namespace {
 
 constexpr size_t kPrefix = 16;
+// The largest data block an array may have (4 GiB); larger sizes fail as
+// out of memory rather than asking the allocator for absurd amounts.
+constexpr uint64_t kMaxDataBytes = uint64_t{1} << 32;
 constexpr USHORT kTypeFlags = FADF_HAVEVARTYPE | FADF_BSTR | FADF_UNKNOWN | FADF_DISPATCH |
                               FADF_VARIANT | FADF_HAVEIID | FADF_RECORD;
 
@@ -89,7 +92,7 @@ bool ByteCount(const SAFEARRAY* psa, size_t* bytes) {
   if (!CellCount(psa, &cells)) return false;
   uint64_t total;
   if (__builtin_mul_overflow(cells, uint64_t{psa->cbElements}, &total)) return false;
-  if (total > SIZE_MAX / 2) return false;
+  if (total > kMaxDataBytes) return false;
   *bytes = static_cast<size_t>(total);
   return true;
 }
@@ -408,7 +411,7 @@ HRESULT SafeArrayRedim(SAFEARRAY* psa, SAFEARRAYBOUND* psaboundNew) {
   }
   uint64_t new_bytes;
   if (__builtin_mul_overflow(new_cells, uint64_t{psa->cbElements}, &new_bytes) ||
-      new_bytes > SIZE_MAX / 2) {
+      new_bytes > kMaxDataBytes) {
     return E_OUTOFMEMORY;
   }
   if (psa->fFeatures & (FADF_STATIC | FADF_EMBEDDED | FADF_AUTO)) {
