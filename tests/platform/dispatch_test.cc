@@ -1,0 +1,416 @@
+// The table-driven IDispatch end to end, through a small sample interface:
+// names, property get/put, methods with [out] and optional arguments,
+// retval, DISPID_NEWENUM, errors with EXCEPINFO and argument positions.
+#include "platform/com_ptr.h"
+#include "platform/dispatch.h"
+#include "platform/error_info.h"
+#include "platform/ref_count.h"
+#include "platform/win.h"
+#include "tests/platform/test_objects.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+struct ISample : public IDispatch {
+  virtual HRESULT STDMETHODCALLTYPE get_Name(BSTR* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE put_Name(BSTR newVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Enabled(VARIANT_BOOL* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE put_Enabled(VARIANT_BOOL newVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Item(LONG index, IDispatch** pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE Scale(double value, LONG* rounded, SHORT factor,
+                                          double* result) = 0;
+  virtual HRESULT STDMETHODCALLTYPE Describe(VARIANT what, BSTR prefix, BSTR* pVal) = 0;
+  virtual HRESULT STDMETHODCALLTYPE Fail(LONG code) = 0;
+  virtual HRESULT STDMETHODCALLTYPE Swap(LONG* a, BSTR* b) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get__NewEnum(IUnknown** ppEnum) = 0;
+  virtual HRESULT STDMETHODCALLTYPE Reset() = 0;
+};
+
+inline constexpr IID IID_ISample = {
+    0x4B5246FF, 0x0001, 0x4D4C, {0x9A, 0x52, 0x6C, 0x65, 0x67, 0x61, 0x63, 0x79}};
+MLR_DECLARE_IID(ISample, IID_ISample)
+
+namespace {
+
+constexpr mlr::dispatch::Member kSampleMembers[] = {
+    MLR_DISP_PROPGET(ISample, get_Name, "Name", DISPID_VALUE),
+    MLR_DISP_PROPPUT(ISample, put_Name, "Name", DISPID_VALUE),
+    MLR_DISP_PROPGET(ISample, get_Enabled, "Enabled", 2, RetBool),
+    MLR_DISP_PROPPUT(ISample, put_Enabled, "Enabled", 2, InBool),
+    MLR_DISP_PROPGET(ISample, get_Item, "Item", 3),
+    MLR_DISP_METHOD(ISample, Scale, "Scale", 4, In, Out, Opt(10), Retval),
+    MLR_DISP_METHOD(ISample, Describe, "Describe", 5, Opt(), Opt(OLESTR("<")), Retval),
+    MLR_DISP_METHOD(ISample, Fail, "Fail", 6),
+    MLR_DISP_METHOD(ISample, Swap, "Swap", 7, InOut, InOut),
+    MLR_DISP_PROPGET(ISample, get__NewEnum, "_NewEnum", DISPID_NEWENUM),
+    MLR_DISP_METHOD(ISample, Reset, "Reset", 8),
+};
+constexpr mlr::dispatch::Table kSampleTable = MLR_DISP_TABLE(ISample, kSampleMembers);
+
+class Sample final : public mlr::DispatchImpl<ISample, &kSampleTable>,
+                     public mlr::SupportErrorInfoImpl<ISample> {
+ public:
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
+    if (!ppv) return E_POINTER;
+    if (riid == IID_IUnknown || riid == IID_IDispatch || riid == IID_ISample) {
+      *ppv = static_cast<ISample*>(this);
+    } else if (riid == IID_ISupportErrorInfo) {
+      *ppv = static_cast<ISupportErrorInfo*>(this);
+    } else {
+      *ppv = nullptr;
+      return E_NOINTERFACE;
+    }
+    AddRef();
+    return S_OK;
+  }
+  ULONG STDMETHODCALLTYPE AddRef() override { return refs_.AddRef(); }
+  ULONG STDMETHODCALLTYPE Release() override { return refs_.Release(); }  // stack object
+
+  HRESULT STDMETHODCALLTYPE get_Name(BSTR* pVal) override {
+    if (!pVal) return E_POINTER;
+    *pVal = SysAllocString(name_.c_str());
+    return S_OK;
+  }
+  HRESULT STDMETHODCALLTYPE put_Name(BSTR newVal) override {
+    name_ = newVal ? newVal : u"";
+    return S_OK;
+  }
+  HRESULT STDMETHODCALLTYPE get_Enabled(VARIANT_BOOL* pVal) override {
+    *pVal = enabled_;
+    return S_OK;
+  }
+  HRESULT STDMETHODCALLTYPE put_Enabled(VARIANT_BOOL newVal) override {
+    enabled_ = newVal;
+    return S_OK;
+  }
+  HRESULT STDMETHODCALLTYPE get_Item(LONG index, IDispatch** pVal) override {
+    *pVal = nullptr;
+    if (index != 1) return S_OK;  // out of range: S_OK with null
+    *pVal = &item;
+    item.AddRef();
+    return S_OK;
+  }
+  HRESULT STDMETHODCALLTYPE Scale(double value, LONG* rounded, SHORT factor,
+                                  double* result) override {
+    *rounded = static_cast<LONG>(value + 0.5);
+    *result = value * factor;
+    return S_OK;
+  }
+  HRESULT STDMETHODCALLTYPE Describe(VARIANT what, BSTR prefix, BSTR* pVal) override {
+    std::u16string s = prefix ? prefix : u"";
+    if (what.vt == VT_ERROR && what.scode == DISP_E_PARAMNOTFOUND) {
+      s += u"missing";
+    } else {
+      VARIANT text;
+      VariantInit(&text);
+      if (FAILED(VariantChangeType(&text, &what, 0, VT_BSTR))) return E_INVALIDARG;
+      s += text.bstrVal;
+      VariantClear(&text);
+    }
+    *pVal = SysAllocString(s.c_str());
+    return S_OK;
+  }
+  HRESULT STDMETHODCALLTYPE Fail(LONG code) override {
+    if (code == 0) return E_FAIL;  // no error info
+    return mlr::ReportError(MAKE_HRESULT(1, FACILITY_ITF, code), IID_ISample, OLESTR("Sample"),
+                            OLESTR("It failed"));
+  }
+  HRESULT STDMETHODCALLTYPE Swap(LONG* a, BSTR* b) override {
+    *a += 1;
+    SysFreeString(*b);
+    *b = SysAllocString(OLESTR("swapped"));
+    return S_OK;
+  }
+  HRESULT STDMETHODCALLTYPE get__NewEnum(IUnknown** ppEnum) override {
+    *ppEnum = static_cast<IUnknown*>(&item);
+    item.AddRef();
+    return S_OK;
+  }
+  HRESULT STDMETHODCALLTYPE Reset() override {
+    ++resets;
+    return S_OK;
+  }
+
+  CountedObject item;
+  int resets = 0;
+  mlr::RefCount refs_{1};
+
+ private:
+  std::u16string name_ = u"initial";
+  VARIANT_BOOL enabled_ = VARIANT_FALSE;
+};
+
+// Calls Invoke with arguments given in natural order.
+struct Call {
+  HRESULT hr;
+  VARIANT result;
+  EXCEPINFO excep;
+  UINT arg_err;
+};
+
+Call Invoke(IDispatch* d, DISPID id, WORD flags, std::vector<VARIANT> args, bool named_put = false) {
+  std::vector<VARIANT> reversed(args.rbegin(), args.rend());
+  DISPID put = DISPID_PROPERTYPUT;
+  DISPPARAMS dp = {reversed.data(), named_put ? &put : nullptr,
+                   static_cast<UINT>(reversed.size()), named_put ? 1u : 0u};
+  Call c;
+  VariantInit(&c.result);
+  c.excep = EXCEPINFO{};
+  c.arg_err = 999;
+  c.hr = d->Invoke(id, IID_NULL, 0, flags, &dp, &c.result, &c.excep, &c.arg_err);
+  for (VARIANT& v : reversed) VariantClear(&v);  // the caller's arguments
+  return c;
+}
+
+VARIANT V(LONG v) {
+  VARIANT x;
+  x.vt = VT_I4;
+  x.lVal = v;
+  return x;
+}
+VARIANT V(const char16_t* s) {
+  VARIANT x;
+  x.vt = VT_BSTR;
+  x.bstrVal = SysAllocString(s);
+  return x;
+}
+VARIANT Missing() {
+  VARIANT x;
+  x.vt = VT_ERROR;
+  x.scode = DISP_E_PARAMNOTFOUND;
+  return x;
+}
+
+class DispatchTest : public ::testing::Test {
+ protected:
+  void TearDown() override {
+    EXPECT_EQ(sample.refs_.Peek(), 1u);
+    EXPECT_EQ(sample.item.Count(), 1u);
+  }
+  Sample sample;
+  IDispatch* disp = static_cast<ISample*>(&sample);
+};
+
+TEST_F(DispatchTest, NamesAreCaseInsensitive) {
+  DISPID id = 0;
+  LPOLESTR name = const_cast<LPOLESTR>(OLESTR("sCALE"));
+  EXPECT_EQ(disp->GetIDsOfNames(IID_NULL, &name, 1, 0, &id), S_OK);
+  EXPECT_EQ(id, 4);
+  LPOLESTR unknown = const_cast<LPOLESTR>(OLESTR("Nope"));
+  EXPECT_EQ(disp->GetIDsOfNames(IID_NULL, &unknown, 1, 0, &id), DISP_E_UNKNOWNNAME);
+  EXPECT_EQ(id, DISPID_UNKNOWN);
+  LPOLESTR two[2] = {name, const_cast<LPOLESTR>(OLESTR("value"))};
+  DISPID ids[2];
+  EXPECT_EQ(disp->GetIDsOfNames(IID_NULL, two, 2, 0, ids), DISP_E_UNKNOWNNAME);
+  EXPECT_EQ(ids[0], 4);
+  EXPECT_EQ(ids[1], DISPID_UNKNOWN);
+  EXPECT_EQ(disp->GetIDsOfNames(IID_IDispatch, &name, 1, 0, &id), DISP_E_UNKNOWNINTERFACE);
+  UINT count = 9;
+  EXPECT_EQ(disp->GetTypeInfoCount(&count), S_OK);
+  EXPECT_EQ(count, 0u);
+}
+
+TEST_F(DispatchTest, PropertyGetAndPut) {
+  Call get = Invoke(disp, DISPID_VALUE, DISPATCH_PROPERTYGET, {});
+  ASSERT_EQ(get.hr, S_OK);
+  EXPECT_EQ(get.result.vt, VT_BSTR);
+  EXPECT_EQ(std::u16string(get.result.bstrVal), u"initial");
+  VariantClear(&get.result);
+
+  // The new value converts from any type; named DISPID_PROPERTYPUT.
+  Call put = Invoke(disp, DISPID_VALUE, DISPATCH_PROPERTYPUT, {V(123)}, true);
+  ASSERT_EQ(put.hr, S_OK);
+  EXPECT_EQ(put.result.vt, VT_EMPTY);
+  get = Invoke(disp, DISPID_VALUE, DISPATCH_METHOD | DISPATCH_PROPERTYGET, {});
+  EXPECT_EQ(std::u16string(get.result.bstrVal), u"123");
+  VariantClear(&get.result);
+
+  Call on = Invoke(disp, 2, DISPATCH_PROPERTYPUT, {V(u"True")}, true);
+  ASSERT_EQ(on.hr, S_OK);
+  Call enabled = Invoke(disp, 2, DISPATCH_PROPERTYGET, {});
+  ASSERT_EQ(enabled.hr, S_OK);
+  EXPECT_EQ(enabled.result.vt, VT_BOOL);
+  EXPECT_EQ(enabled.result.boolVal, VARIANT_TRUE);
+
+  // A put with no value, and a get through the put-only flag.
+  EXPECT_EQ(Invoke(disp, 2, DISPATCH_PROPERTYPUT, {}).hr, DISP_E_BADPARAMCOUNT);
+  EXPECT_EQ(Invoke(disp, 3, DISPATCH_PROPERTYPUT, {V(1)}, true).hr, DISP_E_MEMBERNOTFOUND);
+}
+
+TEST_F(DispatchTest, IndexedGetReturnsObjects) {
+  Call c = Invoke(disp, 3, DISPATCH_PROPERTYGET, {V(u"1")});
+  ASSERT_EQ(c.hr, S_OK);
+  EXPECT_EQ(c.result.vt, VT_DISPATCH);
+  EXPECT_EQ(c.result.pdispVal, static_cast<IDispatch*>(&sample.item));
+  VariantClear(&c.result);
+  Call none = Invoke(disp, 3, DISPATCH_PROPERTYGET, {V(5)});
+  ASSERT_EQ(none.hr, S_OK);
+  EXPECT_EQ(none.result.vt, VT_DISPATCH);
+  EXPECT_EQ(none.result.pdispVal, nullptr);
+}
+
+TEST_F(DispatchTest, MethodWithOutOptionalAndRetval) {
+  LONG rounded = 0;
+  VARIANT out;
+  out.vt = VT_BYREF | VT_I4;
+  out.plVal = &rounded;
+  Call c = Invoke(disp, 4, DISPATCH_METHOD, {V(u"2.75"), out});
+  ASSERT_EQ(c.hr, S_OK);
+  EXPECT_EQ(rounded, 3);
+  EXPECT_EQ(c.result.vt, VT_R8);
+  EXPECT_DOUBLE_EQ(c.result.dblVal, 27.5);  // default factor 10
+
+  // An [out] through a by-reference VARIANT of another type is converted.
+  VARIANT holder;
+  holder.vt = VT_BSTR;
+  holder.bstrVal = SysAllocString(OLESTR("old"));  // freed by the write-back
+  VARIANT ref;
+  ref.vt = VT_BYREF | VT_VARIANT;
+  ref.pvarVal = &holder;
+  c = Invoke(disp, 4, DISPATCH_METHOD, {V(4), ref, V(3)});
+  ASSERT_EQ(c.hr, S_OK);
+  EXPECT_EQ(holder.vt, VT_I4);
+  EXPECT_EQ(holder.lVal, 4);
+  EXPECT_DOUBLE_EQ(c.result.dblVal, 12.0);
+
+  // Explicitly missing optional argument takes the default.
+  c = Invoke(disp, 4, DISPATCH_METHOD, {V(1), out, Missing()});
+  ASSERT_EQ(c.hr, S_OK);
+  EXPECT_DOUBLE_EQ(c.result.dblVal, 10.0);
+
+  // An [out] given by value is refused, pointing at its position.
+  c = Invoke(disp, 4, DISPATCH_METHOD, {V(1), V(2)});
+  EXPECT_EQ(c.hr, DISP_E_TYPEMISMATCH);
+  EXPECT_EQ(c.arg_err, 0u);  // rgvarg index of the second of two arguments
+}
+
+TEST_F(DispatchTest, VariantParameterSeesMissingArguments) {
+  Call c = Invoke(disp, 5, DISPATCH_METHOD, {});
+  ASSERT_EQ(c.hr, S_OK);
+  EXPECT_EQ(std::u16string(c.result.bstrVal), u"<missing");
+  VariantClear(&c.result);
+  c = Invoke(disp, 5, DISPATCH_METHOD, {V(7), V(u"#")});
+  ASSERT_EQ(c.hr, S_OK);
+  EXPECT_EQ(std::u16string(c.result.bstrVal), u"#7");
+  VariantClear(&c.result);
+}
+
+TEST_F(DispatchTest, InOutArgumentsAreReadAndWrittenBack) {
+  LONG a = 41;
+  BSTR b = SysAllocString(OLESTR("before"));
+  VARIANT va, vb;
+  va.vt = VT_BYREF | VT_I4;
+  va.plVal = &a;
+  vb.vt = VT_BYREF | VT_BSTR;
+  vb.pbstrVal = &b;
+  Call c = Invoke(disp, 7, DISPATCH_METHOD, {va, vb});
+  ASSERT_EQ(c.hr, S_OK);
+  EXPECT_EQ(a, 42);
+  EXPECT_EQ(std::u16string(b), u"swapped");
+  SysFreeString(b);
+}
+
+TEST_F(DispatchTest, FailingMemberBecomesException) {
+  Call c = Invoke(disp, 6, DISPATCH_METHOD, {V(10001)});
+  ASSERT_EQ(c.hr, DISP_E_EXCEPTION);
+  EXPECT_EQ(c.excep.scode, MAKE_HRESULT(1, FACILITY_ITF, 10001));
+  EXPECT_EQ(std::u16string(c.excep.bstrSource), u"Sample");
+  EXPECT_EQ(std::u16string(c.excep.bstrDescription), u"It failed");
+  SysFreeString(c.excep.bstrSource);
+  SysFreeString(c.excep.bstrDescription);
+  SysFreeString(c.excep.bstrHelpFile);
+  // The error info was handed to EXCEPINFO: nothing remains on the thread.
+  IErrorInfo* left = nullptr;
+  EXPECT_EQ(GetErrorInfo(0, &left), S_FALSE);
+
+  // A failure without error info still gives the code; stale info from an
+  // earlier call is not reported.
+  mlr::ReportError(E_FAIL, IID_ISample, OLESTR("stale"), OLESTR("stale"));
+  c = Invoke(disp, 6, DISPATCH_METHOD, {V(0)});
+  ASSERT_EQ(c.hr, DISP_E_EXCEPTION);
+  EXPECT_EQ(c.excep.scode, E_FAIL);
+  EXPECT_EQ(c.excep.bstrDescription, nullptr);
+
+  // Without EXCEPINFO the member's code comes back.
+  VARIANT arg = V(0);
+  DISPPARAMS dp = {&arg, nullptr, 1, 0};
+  EXPECT_EQ(disp->Invoke(6, IID_NULL, 0, DISPATCH_METHOD, &dp, nullptr, nullptr, nullptr), E_FAIL);
+
+  ISupportErrorInfo* support = nullptr;
+  ASSERT_EQ(sample.QueryInterface(IID_ISupportErrorInfo, reinterpret_cast<void**>(&support)), S_OK);
+  EXPECT_EQ(support->InterfaceSupportsErrorInfo(IID_ISample), S_OK);
+  EXPECT_EQ(support->InterfaceSupportsErrorInfo(IID_IDispatch), S_FALSE);
+  support->Release();
+}
+
+TEST_F(DispatchTest, DispatchErrors) {
+  EXPECT_EQ(Invoke(disp, 99, DISPATCH_METHOD, {}).hr, DISP_E_MEMBERNOTFOUND);
+  EXPECT_EQ(Invoke(disp, 4, DISPATCH_PROPERTYGET, {}).hr, DISP_E_MEMBERNOTFOUND);
+  EXPECT_EQ(Invoke(disp, 6, DISPATCH_METHOD, {}).hr, DISP_E_BADPARAMCOUNT);
+  EXPECT_EQ(Invoke(disp, 6, DISPATCH_METHOD, {Missing()}).hr, DISP_E_PARAMNOTOPTIONAL);
+  EXPECT_EQ(Invoke(disp, 6, DISPATCH_METHOD, {V(1), V(2)}).hr, DISP_E_BADPARAMCOUNT);
+  EXPECT_EQ(Invoke(disp, 8, DISPATCH_METHOD, {V(1)}).hr, DISP_E_BADPARAMCOUNT);
+
+  Call c = Invoke(disp, 4, DISPATCH_METHOD, {V(u"abc"), V(0)});
+  EXPECT_EQ(c.hr, DISP_E_TYPEMISMATCH);
+  EXPECT_EQ(c.arg_err, 1u);  // the first of two arguments is rgvarg[1]
+  LONG r;
+  VARIANT out;
+  out.vt = VT_BYREF | VT_I4;
+  out.plVal = &r;
+  c = Invoke(disp, 4, DISPATCH_METHOD, {V(1), out, V(100000)});
+  EXPECT_EQ(c.hr, DISP_E_OVERFLOW);
+  EXPECT_EQ(c.arg_err, 0u);
+
+  // Named arguments other than the put value are not supported.
+  VARIANT arg = V(1);
+  DISPID named = 0;
+  DISPPARAMS dp = {&arg, &named, 1, 1};
+  EXPECT_EQ(disp->Invoke(6, IID_NULL, 0, DISPATCH_METHOD, &dp, nullptr, nullptr, nullptr),
+            DISP_E_NONAMEDARGS);
+  DISPPARAMS none = {nullptr, nullptr, 0, 0};
+  EXPECT_EQ(disp->Invoke(8, IID_IUnknown, 0, DISPATCH_METHOD, &none, nullptr, nullptr, nullptr),
+            DISP_E_UNKNOWNINTERFACE);
+  EXPECT_EQ(disp->Invoke(8, IID_NULL, 0, DISPATCH_METHOD, &none, nullptr, nullptr, nullptr), S_OK);
+  EXPECT_EQ(sample.resets, 1);
+}
+
+TEST_F(DispatchTest, NewEnumAnswersGetAndMethod) {
+  for (WORD flags : {WORD{DISPATCH_PROPERTYGET}, WORD{DISPATCH_METHOD | DISPATCH_PROPERTYGET}}) {
+    Call c = Invoke(disp, DISPID_NEWENUM, flags, {});
+    ASSERT_EQ(c.hr, S_OK);
+    EXPECT_EQ(c.result.vt, VT_UNKNOWN);
+    EXPECT_NE(c.result.punkVal, nullptr);
+    VariantClear(&c.result);
+  }
+}
+
+TEST_F(DispatchTest, TableListsMembersWithVtableSlots) {
+  const mlr::dispatch::Table& t = decltype(sample)::DispatchTable();
+  EXPECT_STREQ(t.interface_name, "ISample");
+  ASSERT_EQ(t.count, 11u);
+  // Slots count IUnknown (0-2) and IDispatch (3-6) first.
+  struct {
+    const char* name;
+    mlr::dispatch::Kind kind;
+    int slot;
+  } expect[] = {{"Name", mlr::dispatch::Kind::kPropGet, 7},
+                {"Name", mlr::dispatch::Kind::kPropPut, 8},
+                {"Scale", mlr::dispatch::Kind::kMethod, 12},
+                {"Reset", mlr::dispatch::Kind::kMethod, 17}};
+  for (const auto& e : expect) {
+    bool found = false;
+    for (size_t i = 0; i < t.count; ++i) {
+      const mlr::dispatch::Member& m = t.members[i];
+      if (std::string(m.name) == e.name && m.kind == e.kind) {
+        EXPECT_EQ(m.vtable_slot(), e.slot) << e.name;
+        found = true;
+      }
+    }
+    EXPECT_TRUE(found) << e.name;
+  }
+}
+
+}  // namespace
