@@ -6,3 +6,4 @@ root="$(cd "$(dirname "$0")/.." && pwd)"
 cmake -S "$root" -B "$root/build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
 cmake --build "$root/build" -j "$(nproc)" --target krf
 "$root/build/tools/krf/krf" version
+"$root/build/tools/krf/krf" smoke
