@@ -21,11 +21,11 @@
 // - Sums saturate instead of wrapping; an estimate beyond 2^31-1 KB is
 //   reported as 2^31-1.
 // - A null Recording or Result gives E_POINTER.
+#include "api/estimated_size.h"
+
 #include <cmath>
 #include <cstdint>
 #include <limits>
-
-#include "api/estimated_size.h"
 
 #include "LegacyRecording.h"
 #include "api/void_number.h"
@@ -93,8 +93,8 @@ int64_t EstimatedGroupBytes(IChannelGroup* group, double start, double end) {
 
   mlr::ComPtr<IHNorms> hnorms;
   LONG count = 0;
-  if (FAILED(group->get_HNorms(hnorms.put())) || !hnorms ||
-      FAILED(hnorms->get_Count(&count)) || count < 1) {
+  if (FAILED(group->get_HNorms(hnorms.put())) || !hnorms || FAILED(hnorms->get_Count(&count)) ||
+      count < 1) {
     return size;
   }
 
@@ -131,8 +131,8 @@ int64_t EstimatedGroupBytes(IChannelGroup* group, double start, double end) {
     if (duration > end) b = SampleNumber((end - t0) / step + 1.0, 0, length);
     if (b < a) continue;
     // At most 2^31 samples times 2^31 channels times 2 bytes: fits unsigned.
-    const uint64_t bytes = static_cast<uint64_t>(b - a + 1) *
-                           static_cast<uint64_t>(channels) * kBytesPerSample;
+    const uint64_t bytes =
+        static_cast<uint64_t>(b - a + 1) * static_cast<uint64_t>(channels) * kBytesPerSample;
     AddSaturating(size, bytes > static_cast<uint64_t>(std::numeric_limits<int64_t>::max())
                             ? std::numeric_limits<int64_t>::max()
                             : static_cast<int64_t>(bytes));
@@ -142,8 +142,8 @@ int64_t EstimatedGroupBytes(IChannelGroup* group, double start, double end) {
 
 }  // namespace mlr
 
-MLR_API HRESULT GetEstimatedTotalSize(IRecording* Recording, double StartTime,
-                                      double EndTime, LONG* Result) {
+MLR_API HRESULT STDAPICALLTYPE GetEstimatedTotalSize(IRecording* Recording, double StartTime,
+                                                     double EndTime, LONG* Result) {
   if (!Result || !Recording) return E_POINTER;
   if (mlr::HasVoidHighWord(StartTime)) (void)Recording->get_StartTime(&StartTime);
   if (mlr::HasVoidHighWord(EndTime)) (void)Recording->get_EndTime(&EndTime);
@@ -162,8 +162,7 @@ MLR_API HRESULT GetEstimatedTotalSize(IRecording* Recording, double StartTime,
   }
 
   const int64_t kilobytes = total / 1024 + (total % 1024 != 0 ? 1 : 0);
-  *Result = kilobytes > std::numeric_limits<LONG>::max()
-                ? std::numeric_limits<LONG>::max()
-                : static_cast<LONG>(kilobytes);
+  *Result = kilobytes > std::numeric_limits<LONG>::max() ? std::numeric_limits<LONG>::max()
+                                                         : static_cast<LONG>(kilobytes);
   return S_OK;
 }

@@ -771,3 +771,14 @@ MLR_API HRESULT STDAPICALLTYPE SaveRecording(
     kalSaveRecordingFlags Options,
     ISaveRecordingProgress** Result);
 MLR_API VARIANT_BOOL STDAPICALLTYPE IsVoidNumber(double dValue);
+
+// Exported beside the module but not part of the type library: splits a
+// recording time (UTC year, day of the year, seconds since midnight) into a
+// SYSTEMTIME, day of the week included. Days outside 1 .. length of the year
+// leave wMonth and wDay as they were. S_OK, or E_POINTER for a null
+// SystemTime.
+MLR_API HRESULT STDAPICALLTYPE RecordingTimeToSystemTime(
+    LONG Year,
+    LONG YearDay,
+    double Time,
+    SYSTEMTIME* SystemTime);

@@ -1,0 +1,368 @@
+// The exported recording-time functions, checked against the C library's
+// own calendar (timegm/gmtime_r, proleptic Gregorian over 64-bit time_t)
+// rather than against a second copy of our formulas.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <ctime>
+#include <limits>
+#include <random>
+#include <string>
+
+#include "LegacyRecording.h"
+#include "platform/win.h"
+
+namespace {
+
+constexpr double kDay = 86400.0;
+
+// Seconds since the Unix epoch of 00:00 UTC, 1 January `year`.
+int64_t YearStart(int64_t year) {
+  std::tm t{};
+  t.tm_year = static_cast<int>(year - 1900);
+  t.tm_mday = 1;
+  return static_cast<int64_t>(timegm(&t));
+}
+
+// The instant a (possibly unnormalised) recording time with whole seconds
+// denotes, in Unix seconds; timegm itself rolls the days over.
+int64_t Instant(int64_t year, int64_t day, int64_t seconds) {
+  std::tm t{};
+  t.tm_year = static_cast<int>(year - 1900);
+  t.tm_mday = static_cast<int>(day);
+  t.tm_sec = 0;
+  return static_cast<int64_t>(timegm(&t)) + seconds;
+}
+
+struct Utc {
+  int64_t year;
+  int32_t yday;      // 1-based
+  int32_t seconds;   // of the day
+  int32_t month;     // 1-based
+  int32_t mday;
+  int32_t wday;      // 0 = Sunday
+};
+
+Utc Split(int64_t instant) {
+  time_t tt = static_cast<time_t>(instant);
+  std::tm g{};
+  gmtime_r(&tt, &g);
+  return {g.tm_year + 1900LL, g.tm_yday + 1, g.tm_hour * 3600 + g.tm_min * 60 + g.tm_sec,
+          g.tm_mon + 1, g.tm_mday, g.tm_wday};
+}
+
+// Sets TZ for the duration of a test and restores the previous value.
+class ScopedTimeZone {
+ public:
+  explicit ScopedTimeZone(const char* tz) {
+    if (const char* old = std::getenv("TZ")) {
+      had_old_ = true;
+      old_ = old;
+    }
+    setenv("TZ", tz, 1);
+    tzset();
+  }
+  ~ScopedTimeZone() {
+    if (had_old_) {
+      setenv("TZ", old_.c_str(), 1);
+    } else {
+      unsetenv("TZ");
+    }
+    tzset();
+  }
+
+ private:
+  bool had_old_ = false;
+  std::string old_;
+};
+
+// The C library's view of the current UTC-minus-local offset.
+int32_t CurrentBias() {
+  time_t now = time(nullptr);
+  std::tm local{};
+  localtime_r(&now, &local);
+  return static_cast<int32_t>(-local.tm_gmtoff);
+}
+
+TEST(MakeValidTime, RollsDaysAndYearsOver) {
+  struct Case {
+    LONG year, day;
+    double time;
+    LONG want_year, want_day;
+    double want_time;
+  } cases[] = {
+      {2003, 365, 86400.0, 2004, 1, 0.0},       // year boundary, forward
+      {2004, 1, -1.0, 2003, 365, 86399.0},      // year boundary, backward
+      {2000, 367, 0.0, 2001, 1, 0.0},           // day past a leap year
+      {2001, 0, 0.0, 2000, 366, 0.0},           // day 0 into a leap year
+      {2004, 366, 100.0, 2004, 366, 100.0},     // day 366 of a leap year is valid
+      {2003, 366, 0.0, 2004, 1, 0.0},           // ...of a common year is not
+      {1900, 366, 0.0, 1901, 1, 0.0},           // 1900 is not a leap year
+      {2000, 3 * 365, 3 * 86400.0 + 5.0, 2003, 2, 5.0},
+      {2004, 10, 86399.999999, 2004, 10, 86399.999999},
+      {2004, 10, -86400.0 * 800, 2001, 305, 0.0},
+      {0, 0, 0.0, -1, 365, 0.0},                // year 0 is a leap year, -1 is not
+      {-4, 367, 0.0, -3, 1, 0.0},               // negative leap year
+  };
+  for (const Case& c : cases) {
+    LONG y = c.year, d = c.day;
+    double t = c.time;
+    ASSERT_EQ(MakeValidTime(&y, &d, &t), S_OK);
+    EXPECT_EQ(y, c.want_year) << c.year << "/" << c.day << "/" << c.time;
+    EXPECT_EQ(d, c.want_day) << c.year << "/" << c.day << "/" << c.time;
+    EXPECT_EQ(t, c.want_time) << c.year << "/" << c.day << "/" << c.time;
+  }
+}
+
+TEST(MakeValidTime, AgreesWithTheCLibraryOverWideRanges) {
+  std::mt19937_64 rng(20040229);
+  for (int i = 0; i < 20000; ++i) {
+    const LONG year = static_cast<LONG>(rng() % 12000) - 1000;
+    const LONG day = static_cast<LONG>(rng() % 4000) - 1500;
+    const int64_t whole = static_cast<int64_t>(rng() % 40000000) - 20000000;
+    const double time = static_cast<double>(whole) + 0.375;
+
+    LONG y = year, d = day;
+    double t = time;
+    ASSERT_EQ(MakeValidTime(&y, &d, &t), S_OK);
+    const Utc want = Split(Instant(year, day, whole));
+    ASSERT_EQ(y, want.year) << year << "/" << day << "/" << time;
+    ASSERT_EQ(d, want.yday) << year << "/" << day << "/" << time;
+    ASSERT_EQ(t, want.seconds + 0.375) << year << "/" << day << "/" << time;
+  }
+}
+
+TEST(MakeValidTime, KeepsTheTimeBelowOneDay) {
+  // A tiny negative time plus 86400 rounds to 86400 itself; the result must
+  // still be a valid time of day.
+  LONG y = 2004, d = 10;
+  double t = -1e-20;
+  ASSERT_EQ(MakeValidTime(&y, &d, &t), S_OK);
+  EXPECT_GE(t, 0.0);
+  EXPECT_LT(t, kDay);
+  EXPECT_EQ(y, 2004);
+  EXPECT_EQ(d, 10);
+  EXPECT_EQ(t, 0.0);
+
+  // Just below a day boundary stays on its day.
+  y = 2004, d = 366;
+  t = std::nextafter(kDay, 0.0);
+  ASSERT_EQ(MakeValidTime(&y, &d, &t), S_OK);
+  EXPECT_EQ(y, 2004);
+  EXPECT_EQ(d, 366);
+  EXPECT_EQ(t, std::nextafter(kDay, 0.0));
+}
+
+TEST(MakeValidTime, RejectsWhatCannotBeNormalised) {
+  LONG y = 2004, d = 5;
+  double t = 1.0;
+  EXPECT_EQ(MakeValidTime(nullptr, &d, &t), E_POINTER);
+  EXPECT_EQ(MakeValidTime(&y, nullptr, &t), E_POINTER);
+  EXPECT_EQ(MakeValidTime(&y, &d, nullptr), E_POINTER);
+
+  y = 2004, d = 500;
+  t = std::numeric_limits<double>::infinity();
+  EXPECT_EQ(MakeValidTime(&y, &d, &t), E_INVALIDARG);
+  EXPECT_EQ(y, 2004);
+  EXPECT_EQ(d, 500);
+
+  // Past the last 32-bit year: refused, nothing written.
+  y = 2147483647, d = 366;
+  t = 0.0;
+  EXPECT_EQ(MakeValidTime(&y, &d, &t), E_INVALIDARG);
+  EXPECT_EQ(y, 2147483647);
+  EXPECT_EQ(d, 366);
+
+  // A large day count is normalised quickly and exactly.
+  y = 0, d = 2000000000;
+  t = 0.0;
+  ASSERT_EQ(MakeValidTime(&y, &d, &t), S_OK);
+  const Utc want = Split(Instant(0, 2000000000, 0));
+  EXPECT_EQ(y, want.year);
+  EXPECT_EQ(d, want.yday);
+
+  // NaN passes; the day is still normalised.
+  y = 2001, d = 0;
+  t = std::nan("");
+  ASSERT_EQ(MakeValidTime(&y, &d, &t), S_OK);
+  EXPECT_EQ(y, 2000);
+  EXPECT_EQ(d, 366);
+  EXPECT_TRUE(std::isnan(t));
+}
+
+TEST(TimeDifference, AgreesWithTheCLibrary) {
+  double diff = 0.0;
+  ASSERT_EQ(TimeDifference(2001, 1, 0.0, 2000, 1, 0.0, &diff), S_OK);
+  EXPECT_EQ(diff, 366 * kDay);
+  ASSERT_EQ(TimeDifference(2000, 1, 0.0, 2001, 1, 0.0, &diff), S_OK);
+  EXPECT_EQ(diff, -366 * kDay);
+  // Unnormalised days count as offsets: day 400 of 2000 is day 34 of 2001.
+  ASSERT_EQ(TimeDifference(2000, 400, 10.0, 2001, 35, 0.0, &diff), S_OK);
+  EXPECT_EQ(diff, -kDay + 10.0);
+  EXPECT_EQ(TimeDifference(2000, 1, 0.0, 2000, 1, 0.0, nullptr), E_POINTER);
+
+  std::mt19937_64 rng(1900);
+  for (int i = 0; i < 20000; ++i) {
+    const LONG y1 = static_cast<LONG>(rng() % 12000) - 1000;
+    const LONG y2 = static_cast<LONG>(rng() % 12000) - 1000;
+    const LONG d1 = static_cast<LONG>(rng() % 2000) - 500;
+    const LONG d2 = static_cast<LONG>(rng() % 2000) - 500;
+    const int64_t s1 = static_cast<int64_t>(rng() % 400000) - 100000;
+    const int64_t s2 = static_cast<int64_t>(rng() % 400000) - 100000;
+    ASSERT_EQ(TimeDifference(y1, d1, s1 + 0.5, y2, d2, s2 + 0.25, &diff), S_OK);
+    const int64_t want = Instant(y1, d1, s1) - Instant(y2, d2, s2);
+    ASSERT_EQ(diff, static_cast<double>(want) + 0.25)
+        << y1 << "/" << d1 << " - " << y2 << "/" << d2;
+  }
+
+  // Far apart: 64-bit day counts do not wrap.
+  ASSERT_EQ(TimeDifference(2000000, 1, 0.0, -2000000, 1, 0.0, &diff), S_OK);
+  EXPECT_EQ(diff, static_cast<double>(YearStart(2000000) - YearStart(-2000000)));
+}
+
+TEST(RecordingTimeToDATE, CountsDaysFrom1899) {
+  DATE date = -1.0;
+  ASSERT_EQ(RecordingTimeToDATE(1899, 364, 0.0, VARIANT_FALSE, &date), S_OK);
+  EXPECT_EQ(date, 0.0);
+  ASSERT_EQ(RecordingTimeToDATE(1900, 1, 43200.0, VARIANT_FALSE, &date), S_OK);
+  EXPECT_EQ(date, 2.5);
+  // Before the epoch the fraction counts away from zero: 29 Dec 1899 06:00.
+  ASSERT_EQ(RecordingTimeToDATE(1899, 363, 21600.0, VARIANT_FALSE, &date), S_OK);
+  EXPECT_EQ(date, -1.25);
+
+  for (auto bad : {std::pair<LONG, LONG>{10000, 1}, {-1, 1}, {2000, 367}, {2000, 0}}) {
+    date = 7.0;
+    EXPECT_EQ(RecordingTimeToDATE(bad.first, bad.second, 0.0, VARIANT_FALSE, &date), E_FAIL);
+    EXPECT_EQ(date, 0.0);
+  }
+  EXPECT_EQ(RecordingTimeToDATE(2000, 1, 0.0, VARIANT_FALSE, nullptr), E_POINTER);
+
+  // Every accepted year against the C library, with day 366 of leap years
+  // and the last seconds of a day.
+  const int64_t epoch = YearStart(1899) + 363 * 86400;  // 30 Dec 1899
+  std::mt19937_64 rng(30121899);
+  for (int i = 0; i < 20000; ++i) {
+    const LONG year = static_cast<LONG>(rng() % 10000);
+    const LONG length = (YearStart(year + 1) - YearStart(year)) / 86400;
+    const LONG day = (i % 10 == 0) ? length : 1 + static_cast<LONG>(rng() % length);
+    const int64_t seconds = (i % 7 == 0) ? 86399 : static_cast<int64_t>(rng() % 86400);
+    ASSERT_EQ(RecordingTimeToDATE(year, day, seconds + 0.5, VARIANT_FALSE, &date), S_OK);
+    const int64_t since = Instant(year, day, 0) - epoch;
+    ASSERT_EQ(since % 86400, 0);
+    const double days = static_cast<double>(since / 86400);
+    const double fraction = (seconds + 0.5) / kDay;
+    const double want = days >= 0 ? days + fraction : days - fraction;
+    ASSERT_DOUBLE_EQ(date, want) << year << "/" << day << "/" << seconds;
+  }
+}
+
+// Time zones with a fixed bias, one with daylight saving all year round (so
+// its daylight bias is in force whatever today is), and a real zone whose
+// expectation comes from the C library at run time.
+struct Zone {
+  const char* tz;
+  int32_t bias;  // UTC minus local, seconds; checked against the C library too
+};
+const Zone kZones[] = {
+    {"UTC0", 0},
+    {"JST-9", -32400},
+    {"NST+3:30", 12600},
+    {"EST5EDT,0/0,J365/25", 14400},
+};
+
+TEST(LocalTime, ConvertsWithTheCurrentBias) {
+  for (const Zone& zone : kZones) {
+    ScopedTimeZone scoped(zone.tz);
+    ASSERT_EQ(CurrentBias(), zone.bias) << zone.tz;
+
+    // Across a year boundary in both directions.
+    for (int64_t seconds : {int64_t{10}, int64_t{86390}, int64_t{43200}}) {
+      for (auto start : {std::pair<LONG, LONG>{2003, 365}, {2004, 1}, {2004, 366}}) {
+        LONG y = start.first, d = start.second;
+        double t = seconds + 0.5;
+        ASSERT_EQ(RecordingTimeToLocalTime(&y, &d, &t), S_OK);
+        Utc want = Split(Instant(start.first, start.second, seconds) - zone.bias);
+        EXPECT_EQ(y, want.year) << zone.tz;
+        EXPECT_EQ(d, want.yday) << zone.tz;
+        EXPECT_EQ(t, want.seconds + 0.5) << zone.tz;
+
+        ASSERT_EQ(LocalTimeToRecordingTime(&y, &d, &t), S_OK);
+        EXPECT_EQ(y, start.first) << zone.tz;
+        EXPECT_EQ(d, start.second) << zone.tz;
+        EXPECT_EQ(t, seconds + 0.5) << zone.tz;
+      }
+    }
+
+    // A local DATE is the UTC one shifted by the bias, not renormalised.
+    DATE utc = 0.0, local = 0.0;
+    ASSERT_EQ(RecordingTimeToDATE(2004, 60, 600.0, VARIANT_FALSE, &utc), S_OK);
+    ASSERT_EQ(RecordingTimeToDATE(2004, 60, 600.0, VARIANT_TRUE, &local), S_OK);
+    EXPECT_DOUBLE_EQ(local, utc - zone.bias / kDay) << zone.tz;
+  }
+}
+
+TEST(LocalTime, FollowsARealZoneAndRejectsNullPointers) {
+  ScopedTimeZone scoped("Europe/Berlin");
+  const int32_t bias = CurrentBias();
+  EXPECT_TRUE(bias == -3600 || bias == -7200);
+  LONG y = 2004, d = 1;
+  double t = 1800.0;
+  ASSERT_EQ(LocalTimeToRecordingTime(&y, &d, &t), S_OK);
+  const Utc want = Split(Instant(2004, 1, 1800) + bias);
+  EXPECT_EQ(y, want.year);
+  EXPECT_EQ(d, want.yday);
+  EXPECT_EQ(t, want.seconds);
+
+  y = 2004, d = 1;
+  t = 5.0;
+  EXPECT_EQ(RecordingTimeToLocalTime(&y, nullptr, &t), E_POINTER);
+  EXPECT_EQ(LocalTimeToRecordingTime(nullptr, &d, &t), E_POINTER);
+  EXPECT_EQ(LocalTimeToRecordingTime(&y, &d, nullptr), E_POINTER);
+  EXPECT_EQ(t, 5.0);
+}
+
+TEST(RecordingTimeToSystemTime, SplitsIntoCalendarFields) {
+  SYSTEMTIME st{};
+  ASSERT_EQ(RecordingTimeToSystemTime(2004, 60, 3723.5, &st), S_OK);
+  EXPECT_EQ(st.wYear, 2004);
+  EXPECT_EQ(st.wMonth, 2);
+  EXPECT_EQ(st.wDay, 29);
+  EXPECT_EQ(st.wDayOfWeek, 0);  // Sunday
+  EXPECT_EQ(st.wHour, 1);
+  EXPECT_EQ(st.wMinute, 2);
+  EXPECT_EQ(st.wSecond, 3);
+  EXPECT_EQ(st.wMilliseconds, 500);
+
+  ASSERT_EQ(RecordingTimeToSystemTime(2003, 60, 0.0, &st), S_OK);
+  EXPECT_EQ(st.wMonth, 3);
+  EXPECT_EQ(st.wDay, 1);
+
+  // Days outside the year leave month and day as they were.
+  for (LONG day : {0, 367}) {
+    st.wMonth = 11;
+    st.wDay = 22;
+    ASSERT_EQ(RecordingTimeToSystemTime(2004, day, 0.0, &st), S_OK);
+    EXPECT_EQ(st.wMonth, 11);
+    EXPECT_EQ(st.wDay, 22);
+  }
+  EXPECT_EQ(RecordingTimeToSystemTime(2004, 1, 0.0, nullptr), E_POINTER);
+
+  std::mt19937_64 rng(7);
+  for (int i = 0; i < 20000; ++i) {
+    const LONG year = 1 + static_cast<LONG>(rng() % 9999);
+    const LONG length = (YearStart(year + 1) - YearStart(year)) / 86400;
+    const LONG day = (i % 5 == 0) ? length : 1 + static_cast<LONG>(rng() % length);
+    const int64_t seconds = static_cast<int64_t>(rng() % 86400);
+    ASSERT_EQ(RecordingTimeToSystemTime(year, day, seconds + 0.25, &st), S_OK);
+    const Utc want = Split(Instant(year, day, seconds));
+    ASSERT_EQ(st.wYear, year);
+    ASSERT_EQ(st.wMonth, want.month) << year << "/" << day;
+    ASSERT_EQ(st.wDay, want.mday) << year << "/" << day;
+    ASSERT_EQ(st.wDayOfWeek, want.wday) << year << "/" << day;
+    ASSERT_EQ(st.wHour * 3600 + st.wMinute * 60 + st.wSecond, want.seconds);
+    ASSERT_EQ(st.wMilliseconds, 250);
+  }
+}
+
+}  // namespace
