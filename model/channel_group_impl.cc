@@ -1,0 +1,244 @@
+#include "model/channel_group_impl.h"
+
+#include <new>
+
+#include "model/api_entry_table.h"
+#include "model/channel_info_impl.h"
+#include "model/channel_infos_impl.h"
+#include "model/hnorm_impl.h"
+#include "model/recording_impl.h"
+
+namespace {
+
+// "No horizontal normsets", answered as a bare number with success severity.
+constexpr HRESULT kNoHorizontalNormsets = 10202;
+
+}  // namespace
+
+CURIChannelGroupImpl::CURIChannelGroupImpl(CURIRecordingImpl* owner)
+    : refs_(owner), channel_infos_(new CURIChannelInfosImpl(this)) {}
+
+CURIChannelGroupImpl::~CURIChannelGroupImpl() = default;
+
+HRESULT CURIChannelGroupImpl::QueryInterface(REFIID riid, void** ppv) {
+  if (ppv == nullptr) return E_POINTER;
+  if (riid == IID_IUnknown || riid == IID_IDispatch || riid == IID_IChannelGroup) {
+    *ppv = static_cast<IChannelGroup*>(this);
+  } else if (riid == IID_ISupportErrorInfo) {
+    *ppv = static_cast<ISupportErrorInfo*>(this);
+  } else {
+    *ppv = nullptr;
+    return E_NOINTERFACE;
+  }
+  AddRef();
+  return S_OK;
+}
+
+ULONG CURIChannelGroupImpl::AddRef() { return refs_.AddRef(); }
+ULONG CURIChannelGroupImpl::Release() { return refs_.Release(); }
+
+HRESULT CURIChannelGroupImpl::get_Parent(IChannelGroups** pVal) {
+  if (pVal == nullptr) return E_POINTER;
+  *pVal = nullptr;
+  return owner()->get_ChannelGroups(pVal);
+}
+
+CURIHNormsImpl* CURIChannelGroupImpl::HNormsCollection() {
+  if (!hnorms_) hnorms_.reset(new (std::nothrow) CURIHNormsImpl(this));
+  return hnorms_.get();
+}
+
+HRESULT CURIChannelGroupImpl::get_HNorms(IHNorms** pVal) {
+  if (pVal == nullptr) return E_POINTER;
+  *pVal = nullptr;
+  CURIHNormsImpl* hnorms = HNormsCollection();
+  if (hnorms == nullptr) return E_OUTOFMEMORY;
+  return hnorms->QueryInterface(IID_IHNorms, reinterpret_cast<void**>(pVal));
+}
+
+HRESULT CURIChannelGroupImpl::get_ChannelInfos(IChannelInfos** pVal) {
+  if (pVal == nullptr) return E_POINTER;
+  *pVal = nullptr;
+  return channel_infos_->QueryInterface(IID_IChannelInfos, reinterpret_cast<void**>(pVal));
+}
+
+HRESULT CURIChannelGroupImpl::GetBestReductionFactor(LONG, LONG* ReductionFactor) {
+  if (ReductionFactor == nullptr) return E_POINTER;
+  return S_OK;
+}
+
+HRESULT CURIChannelGroupImpl::get_StartTime(double* pVal) {
+  if (pVal == nullptr) return E_POINTER;
+  *pVal = 0.0;
+  IHNorms* hnorms = nullptr;
+  HRESULT hr = get_HNorms(&hnorms);
+  if (FAILED(hr)) return hr;
+  hr = kNoHorizontalNormsets;
+  if (hnorms != nullptr) {
+    IHNorm* first = nullptr;
+    hnorms->get_Item(1, &first);
+    if (first != nullptr) {
+      first->get_StartTime(pVal);
+      first->Release();
+      hr = S_OK;
+    }
+    hnorms->Release();
+  }
+  return hr;
+}
+
+HRESULT CURIChannelGroupImpl::get_EndTime(double* pVal) {
+  if (pVal == nullptr) return E_POINTER;
+  *pVal = 0.0;
+  IHNorms* hnorms = nullptr;
+  HRESULT hr = get_HNorms(&hnorms);
+  if (FAILED(hr)) return hr;
+  hr = kNoHorizontalNormsets;
+  if (hnorms != nullptr) {
+    LONG count = 0;
+    hnorms->get_Count(&count);
+    IHNorm* last = nullptr;
+    hnorms->get_Item(count, &last);
+    if (last != nullptr) {
+      last->get_EndTime(pVal);
+      last->Release();
+      hr = S_OK;
+    }
+    hnorms->Release();
+  }
+  return hr;
+}
+
+HRESULT CURIChannelGroupImpl::get_Duration(double* pVal) {
+  if (pVal == nullptr) return E_POINTER;
+  double start = 0.0;
+  double end = 0.0;
+  get_StartTime(&start);
+  get_EndTime(&end);
+  *pVal = end - start;
+  return S_OK;
+}
+
+HRESULT CURIChannelGroupImpl::GetMuxData(SAFEARRAY**, LONG, LONG, LONG, LONG, SAFEARRAY** Result) {
+  if (Result == nullptr) return E_POINTER;
+  return E_NOTIMPL;
+}
+
+HRESULT CURIChannelGroupImpl::GetScaledMuxData(SAFEARRAY** ChInfo, LONG HNormIndex,
+                                               LONG FirstSample, LONG ItemCount, LONG Reduction,
+                                               SAFEARRAY** Result) {
+  if (Result == nullptr) return E_POINTER;
+  const mlr::ApiEntries api = mlr::api_entry_table::Resolve();
+  if (api.GetScaledMuxData == nullptr) return E_NOTIMPL;
+  return api.GetScaledMuxData(static_cast<IChannelGroup*>(this), ChInfo, HNormIndex, FirstSample,
+                              ItemCount, Reduction, Result);
+}
+
+HRESULT CURIChannelGroupImpl::GetResampledMuxData(SAFEARRAY** ChInfo, LONG HNormIndex,
+                                                  LONG FirstSample, LONG ItemCount, LONG Resample,
+                                                  SAFEARRAY** Result) {
+  if (Result == nullptr) return E_POINTER;
+  const mlr::ApiEntries api = mlr::api_entry_table::Resolve();
+  if (api.GetResampledMuxData == nullptr) return E_NOTIMPL;
+  return api.GetResampledMuxData(static_cast<IChannelGroup*>(this), ChInfo, HNormIndex,
+                                 FirstSample, ItemCount, Resample, Result);
+}
+
+HRESULT CURIChannelGroupImpl::GetDisplayData(IChannelInfo* ChInfo, double StartTime,
+                                             double EndTime, LONG Count, SAFEARRAY** Result) {
+  if (Result == nullptr) return E_POINTER;
+  const mlr::ApiEntries api = mlr::api_entry_table::Resolve();
+  if (api.GetDisplayData == nullptr) return E_NOTIMPL;
+  return api.GetDisplayData(static_cast<IChannelGroup*>(this), ChInfo, StartTime, EndTime, Count,
+                            Result);
+}
+
+HRESULT CURIChannelGroupImpl::get_Recording(IRecording** pVal) {
+  if (pVal == nullptr) return E_POINTER;
+  *pVal = nullptr;
+  return owner()->QueryInterface(IID_IRecording, reinterpret_cast<void**>(pVal));
+}
+
+HRESULT CURIChannelGroupImpl::get_Index(LONG* pVal) {
+  if (pVal == nullptr) return E_POINTER;
+  *pVal = index_;
+  return S_OK;
+}
+
+// --- Protected operations ---------------------------------------------------
+
+HRESULT CURIChannelGroupImpl::AddHNorm(double startTime, double xStep, LONG length) {
+  auto* hnorm = new (std::nothrow) CURIHNormImpl(this, startTime, xStep, length);
+  if (hnorm == nullptr) return E_OUTOFMEMORY;
+  CURIHNormsImpl* hnorms = HNormsCollection();
+  if (hnorms == nullptr) {
+    delete hnorm;
+    return E_OUTOFMEMORY;
+  }
+  return hnorms->Append(hnorm) ? S_OK : E_OUTOFMEMORY;
+}
+
+HRESULT CURIChannelGroupImpl::AddChannelInfo(CURIChannelInfoImpl* channel) {
+  if (channel == nullptr) return E_POINTER;
+  return channel_infos_->Append(channel) ? S_OK : E_OUTOFMEMORY;
+}
+
+HRESULT CURIChannelGroupImpl::MapChannelIndices(SAFEARRAY* channels, std::vector<LONG>* indices) {
+  if (indices == nullptr) return E_POINTER;
+  indices->clear();
+  if (channels == nullptr || SafeArrayGetDim(channels) != 1) return E_INVALIDARG;
+  VARTYPE vt = VT_EMPTY;
+  if (FAILED(SafeArrayGetVartype(channels, &vt)) ||
+      (vt != VT_DISPATCH && vt != VT_UNKNOWN && vt != VT_VARIANT)) {
+    return E_INVALIDARG;
+  }
+  LONG lower = 0;
+  LONG upper = -1;
+  SafeArrayGetLBound(channels, 1, &lower);
+  SafeArrayGetUBound(channels, 1, &upper);
+  const LONG n = upper >= lower ? upper - lower + 1 : 0;
+  try {
+    indices->assign(static_cast<size_t>(n) + 1, 0);
+  } catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
+  }
+  (*indices)[static_cast<size_t>(n)] = -1;
+  void* data = nullptr;
+  HRESULT hr = SafeArrayAccessData(channels, &data);
+  if (FAILED(hr)) return hr;
+  bool all_found = true;
+  for (LONG i = 0; i < n; ++i) {
+    IUnknown* element = nullptr;
+    if (vt == VT_VARIANT) {
+      const VARIANT& v = static_cast<const VARIANT*>(data)[i];
+      if (v.vt == VT_DISPATCH) element = v.pdispVal;
+      if (v.vt == VT_UNKNOWN) element = v.punkVal;
+    } else {
+      element = static_cast<IUnknown* const*>(data)[i];
+    }
+    IChannelInfo* channel = nullptr;
+    if (element != nullptr) {
+      element->QueryInterface(IID_IChannelInfo, reinterpret_cast<void**>(&channel));
+    }
+    CURIChannelInfoImpl* item = channel_infos_->FindItem(channel);
+    if (channel != nullptr) channel->Release();
+    if (item != nullptr) {
+      (*indices)[static_cast<size_t>(i)] = item->index();
+    } else {
+      all_found = false;
+    }
+  }
+  SafeArrayUnaccessData(channels);
+  return all_found ? S_OK : E_FAIL;
+}
+
+HRESULT CURIChannelGroupImpl::CallGetReducedMuxData(SAFEARRAY** ChInfo, LONG HNormIndex,
+                                                    LONG FirstSample, LONG ItemCount,
+                                                    LONG Reduction, LONG RequestReduction,
+                                                    SAFEARRAY** Result) {
+  if (Result == nullptr) return E_POINTER;
+  const mlr::ApiEntries api = mlr::api_entry_table::Resolve();
+  if (api.GetReducedMuxData == nullptr) return E_NOTIMPL;
+  return api.GetReducedMuxData(static_cast<IChannelGroup*>(this), ChInfo, HNormIndex, FirstSample,
+                               ItemCount, Reduction, RequestReduction, Result);
+}

@@ -1,0 +1,170 @@
+// Normsets: derived values and the three time searches, on small collections
+// (edge cases) and on large ones, checked against a linear scan.
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "model_test_util.h"
+
+namespace mlr::model::testing {
+namespace {
+
+LONG IndexOf(IHNorm* hnorm) {
+  LONG index = 0;
+  if (hnorm != nullptr) hnorm->get_Index(&index);
+  return index;
+}
+LONG IndexOf(IVNorm* vnorm) {
+  LONG index = 0;
+  if (vnorm != nullptr) vnorm->get_Index(&index);
+  return index;
+}
+
+LONG FirstEndingAfter(IHNorms* hnorms, double t) {
+  ComPtr<IHNorm> found;
+  EXPECT_EQ(S_OK, hnorms->GetFirstEndingAfter(t, found.put()));
+  return IndexOf(found.get());
+}
+LONG LastStartingBefore(IHNorms* hnorms, double t) {
+  ComPtr<IHNorm> found;
+  EXPECT_EQ(S_OK, hnorms->GetLastStartingBefore(t, found.put()));
+  return IndexOf(found.get());
+}
+LONG ValidAt(IVNorms* vnorms, double t) {
+  ComPtr<IVNorm> found;
+  EXPECT_EQ(S_OK, vnorms->GetFromTime(t, found.put()));
+  return IndexOf(found.get());
+}
+
+TEST(ModelNormsets, HorizontalDerivedValues) {
+  ComPtr<IRecording> recording =
+      MakeRecording({MakeGroup(1, {{2.0, 0.25, 1}, {3.0, 0.25, 0}, {4.0, 0.5, 9}})});
+  ComPtr<IHNorms> hnorms = HNorms(recording.get(), 1);
+  struct Expect {
+    LONG index;
+    double duration;
+    double end;
+  };
+  for (const Expect& e : {Expect{1, 0.0, 2.0}, Expect{2, -0.25, 2.75}, Expect{3, 4.0, 8.0}}) {
+    ComPtr<IHNorm> hnorm;
+    ASSERT_EQ(S_OK, hnorms->get_Item(e.index, hnorm.put()));
+    double duration = 1e9;
+    double end = 1e9;
+    EXPECT_EQ(S_OK, hnorm->get_Duration(&duration));
+    EXPECT_EQ(S_OK, hnorm->get_EndTime(&end));
+    EXPECT_DOUBLE_EQ(e.duration, duration) << e.index;
+    EXPECT_DOUBLE_EQ(e.end, end) << e.index;
+    EXPECT_EQ(E_POINTER, hnorm->get_EndTime(nullptr));
+  }
+}
+
+TEST(ModelNormsets, HorizontalSearchEdgeCases) {
+  // Empty collection.
+  ComPtr<IRecording> empty = MakeRecording({MakeGroup(1, {})});
+  ComPtr<IHNorms> none = HNorms(empty.get(), 1);
+  EXPECT_EQ(0, FirstEndingAfter(none.get(), 0.0));
+  EXPECT_EQ(0, LastStartingBefore(none.get(), 0.0));
+  EXPECT_EQ(E_POINTER, none->GetFirstEndingAfter(0.0, nullptr));
+  EXPECT_EQ(E_POINTER, none->GetLastStartingBefore(0.0, nullptr));
+
+  // One segment [0, 10].
+  ComPtr<IRecording> one = MakeRecording({MakeGroup(1, {{0.0, 1.0, 11}})});
+  ComPtr<IHNorms> single = HNorms(one.get(), 1);
+  EXPECT_EQ(1, FirstEndingAfter(single.get(), 10.0));
+  EXPECT_EQ(0, FirstEndingAfter(single.get(), 10.001));
+  EXPECT_EQ(1, LastStartingBefore(single.get(), 0.0));
+  EXPECT_EQ(0, LastStartingBefore(single.get(), -0.001));
+  EXPECT_EQ(1, LastStartingBefore(single.get(), 1e6));  // past the end: still the last
+
+  // Two segments [0, 10] and [20, 30]: a time in the gap.
+  ComPtr<IRecording> two = MakeRecording({MakeGroup(1, {{0.0, 1.0, 11}, {20.0, 1.0, 11}})});
+  ComPtr<IHNorms> pair = HNorms(two.get(), 1);
+  EXPECT_EQ(2, FirstEndingAfter(pair.get(), 15.0));
+  EXPECT_EQ(1, LastStartingBefore(pair.get(), 15.0));
+  EXPECT_EQ(1, FirstEndingAfter(pair.get(), -5.0));
+}
+
+// Segment i (1-based) covers [10 (i - 1), 10 (i - 1) + 5].
+TEST(ModelNormsets, HorizontalSearchesOnLargeCollections) {
+  for (LONG n : {3, 4, 7, 100, 1001}) {
+    std::vector<Segment> segments;
+    for (LONG i = 0; i < n; ++i) segments.push_back({10.0 * i, 1.0, 6});
+    ComPtr<IRecording> recording = MakeRecording({MakeGroup(1, segments)});
+    ComPtr<IHNorms> hnorms = HNorms(recording.get(), 1);
+    LONG count = 0;
+    ASSERT_EQ(S_OK, hnorms->get_Count(&count));
+    ASSERT_EQ(n, count);
+    const double last_end = 10.0 * (n - 1) + 5.0;
+    for (double t = -3.0; t <= last_end + 3.0; t += 2.5) {
+      // Linear oracles of the documented meaning.
+      LONG first_ending = 0;
+      for (LONG i = 1; i <= n && first_ending == 0; ++i) {
+        if (10.0 * (i - 1) + 5.0 >= t) first_ending = i;
+      }
+      LONG last_starting = 0;
+      for (LONG i = 1; i <= n; ++i) {
+        if (10.0 * (i - 1) <= t) last_starting = i;
+      }
+      EXPECT_EQ(first_ending, FirstEndingAfter(hnorms.get(), t)) << "n " << n << " t " << t;
+      EXPECT_EQ(last_starting, LastStartingBefore(hnorms.get(), t)) << "n " << n << " t " << t;
+    }
+    // Exact ends and starts are found.
+    EXPECT_EQ(n / 2, FirstEndingAfter(hnorms.get(), 10.0 * (n / 2 - 1) + 5.0));
+    EXPECT_EQ(n / 2, LastStartingBefore(hnorms.get(), 10.0 * (n / 2 - 1)));
+  }
+}
+
+TEST(ModelNormsets, VerticalEndTimesAndSearch) {
+  MemoryGroupSpec group = MakeGroup(1, {{0.0, 1.0, 201}});  // ends at 200
+  group.channels[0].vnorms = {{0.0, 1.0, 0.0}, {5.0, 2.0, 100.0}};
+  ComPtr<IRecording> recording = MakeRecording({group});
+  ComPtr<IVNorms> vnorms = VNorms(recording.get(), 1, 1);
+  ComPtr<IVNorm> first;
+  ComPtr<IVNorm> second;
+  ASSERT_EQ(S_OK, vnorms->get_Item(1, first.put()));
+  ASSERT_EQ(S_OK, vnorms->get_Item(2, second.put()));
+  double end = 0.0;
+  EXPECT_EQ(S_OK, first->get_EndTime(&end));
+  EXPECT_DOUBLE_EQ(100.0, end);
+  EXPECT_EQ(S_OK, second->get_EndTime(&end));
+  EXPECT_DOUBLE_EQ(205.0, end);  // the group's end plus five seconds
+  double y0 = 0.0;
+  double step = 0.0;
+  EXPECT_EQ(S_OK, second->get_Y0(&y0));
+  EXPECT_EQ(S_OK, second->get_YStep(&step));
+  EXPECT_DOUBLE_EQ(5.0, y0);
+  EXPECT_DOUBLE_EQ(2.0, step);
+
+  EXPECT_EQ(1, ValidAt(vnorms.get(), 99.0));
+  EXPECT_EQ(2, ValidAt(vnorms.get(), 100.0));  // the first's end is not after 100
+  EXPECT_EQ(2, ValidAt(vnorms.get(), 1000.0));
+  EXPECT_EQ(1, ValidAt(vnorms.get(), -50.0));
+
+  ComPtr<IRecording> bare = MakeRecording({MakeGroup(1, {{0.0, 1.0, 2}})});
+  ComPtr<IChannelInfo> channel = Channel(bare.get(), 1, 1);
+  ComPtr<IVNorms> single = VNorms(bare.get(), 1, 1);
+  EXPECT_EQ(1, ValidAt(single.get(), 1e9));
+  EXPECT_EQ(E_POINTER, single->GetFromTime(0.0, nullptr));
+}
+
+TEST(ModelNormsets, VerticalSearchOnLargeCollections) {
+  for (LONG n : {0, 1, 3, 4, 9, 500}) {
+    MemoryGroupSpec group = MakeGroup(1, {{0.0, 1.0, 2 * n + 1}});  // ends at 2n
+    group.channels[0].vnorms.clear();
+    for (LONG i = 0; i < n; ++i) group.channels[0].vnorms.push_back({0.0, 1.0, 2.0 * i});
+    ComPtr<IRecording> recording = MakeRecording({group});
+    ComPtr<IVNorms> vnorms = VNorms(recording.get(), 1, 1);
+    for (double t = -1.0; t <= 2.0 * n + 10.0; t += 0.5) {
+      // Normset i is valid on [2 (i - 1), 2 i); the last one beyond.
+      LONG expected = 0;
+      if (n > 0) {
+        expected = t < 0 ? 1 : static_cast<LONG>(t / 2.0) + 1;
+        if (expected > n) expected = n;
+      }
+      EXPECT_EQ(expected, ValidAt(vnorms.get(), t)) << "n " << n << " t " << t;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace mlr::model::testing

@@ -1,0 +1,232 @@
+// Event collections: ordered insertion with equal times (and the markers'
+// refusal rule), GetIndicesFromTime, and the item objects.
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "model/time_ordered_array.h"
+#include "model_test_util.h"
+
+namespace mlr::model::testing {
+namespace {
+
+struct Named {
+  double time;
+  int id;
+};
+
+std::vector<int> Ids(const TimeOrderedArray<Named>& array) {
+  std::vector<int> ids;
+  for (LONG i = 0; i < array.size(); ++i) ids.push_back(array.at(i).id);
+  return ids;
+}
+
+TEST(ModelTimemarks, OrderedInsertionPutsEqualTimesAfterTheScannedOnes) {
+  TimeOrderedArray<Named> array;
+  EXPECT_EQ(0, array.Insert({5.0, 1}, false));
+  EXPECT_EQ(0, array.Insert({1.0, 2}, false));
+  EXPECT_EQ(2, array.Insert({5.0, 3}, false));  // after its twin
+  EXPECT_EQ(1, array.Insert({3.0, 4}, false));
+  EXPECT_EQ((std::vector<int>{2, 4, 1, 3}), Ids(array));
+}
+
+// Eleven records 0, 1, 2, 3, 4, 5, 5, 7, 8, 9, 10: the bisection (taken from
+// ten records on) narrows to [0, 5], so the final scan stops in front of the
+// second 5.
+TimeOrderedArray<Named> ElevenWithTwinFives() {
+  TimeOrderedArray<Named> array;
+  const double times[] = {0, 1, 2, 3, 4, 5, 5, 7, 8, 9, 10};
+  int id = 0;
+  for (double t : times) array.Insert({t, id++}, false);
+  return array;
+}
+
+TEST(ModelTimemarks, BisectionPathLandsBetweenEqualTimes) {
+  TimeOrderedArray<Named> array = ElevenWithTwinFives();
+  EXPECT_EQ(6, array.Insert({5.0, 100}, false));
+  EXPECT_EQ((std::vector<int>{0, 1, 2, 3, 4, 5, 100, 6, 7, 8, 9, 10}), Ids(array));
+  // The markers' equality test refuses the same insertion: the record at the
+  // insertion point has the same time.
+  TimeOrderedArray<Named> markers = ElevenWithTwinFives();
+  EXPECT_EQ(-1, markers.Insert({5.0, 100}, true));
+  EXPECT_EQ(11, markers.size());
+  // ... but an ordinary repeat is accepted after its twin.
+  EXPECT_EQ(9, markers.Insert({8.0, 101}, true));
+  EXPECT_EQ(101, markers.at(9).id);
+  EXPECT_EQ(8, markers.at(8).id);
+}
+
+TEST(ModelTimemarks, MarkersAddAndLiveIndexedItems) {
+  MemoryRecordingSpec spec;
+  spec.markers = {1.0, 3.0};
+  ComPtr<IRecording> recording = MakeRecording(spec);
+  auto markers =
+      QueryAs<IMarkers>(CollectionOf(recording.get(), kalRecColMarkers).get(), IID_IMarkers);
+  ComPtr<IUnknown> item;
+  ASSERT_EQ(S_OK, markers->get_Item(2, item.put()));
+  ComPtr<IMarker> marker = QueryAs<IMarker>(item.get(), IID_IMarker);
+  double time = 0.0;
+  ASSERT_EQ(S_OK, marker->get_Time(&time));
+  EXPECT_DOUBLE_EQ(3.0, time);
+
+  EXPECT_EQ(S_OK, markers->Add(2.0));
+  EXPECT_EQ(S_OK, markers->Add(3.0));
+  LONG count = 0;
+  ASSERT_EQ(S_OK, markers->get_Count(&count));
+  EXPECT_EQ(4, count);
+  std::vector<double> times;
+  for (LONG i = 1; i <= count; ++i) {
+    ComPtr<IUnknown> each;
+    ASSERT_EQ(S_OK, markers->get_Item(i, each.put()));
+    QueryAs<IMarker>(each.get(), IID_IMarker)->get_Time(&time);
+    times.push_back(time);
+  }
+  EXPECT_EQ((std::vector<double>{1.0, 2.0, 3.0, 3.0}), times);
+  // The held item keeps index 2 and now reads the inserted time there.
+  ASSERT_EQ(S_OK, marker->get_Time(&time));
+  EXPECT_DOUBLE_EQ(2.0, time);
+  LONG index = 0;
+  ASSERT_EQ(S_OK, marker->get_Index(&index));
+  EXPECT_EQ(2, index);
+  EXPECT_EQ(E_POINTER, marker->get_Time(nullptr));
+}
+
+TEST(ModelTimemarks, GetIndicesFromTimeOnEveryEventCollection) {
+  MemoryRecordingSpec spec;
+  spec.markers = {1.0, 2.0, 3.0};
+  spec.bookmarks = {{1.0, u"a"}, {2.0, u"b"}, {3.0, u"c"}};
+  spec.triggers = {{1.0, kalTriggerSrcUnknown, u"", 0, 0},
+                   {2.0, kalTriggerSrcUnknown, u"", 0, 0},
+                   {3.0, kalTriggerSrcUnknown, u"", 0, 0}};
+  ComPtr<IRecording> filled = MakeRecording(spec);
+  ComPtr<IRecording> empty = MakeRecording(MemoryRecordingSpec{});
+  for (LONG type : {kalRecColMarkers, kalRecColBookmarks, kalRecColTriggers}) {
+    SCOPED_TRACE(type);
+    auto marks = QueryAs<ITimemarks>(CollectionOf(filled.get(), type).get(), IID_ITimemarks);
+    ASSERT_TRUE(marks);
+    struct Case {
+      double start, end;
+      LONG first, last;
+    };
+    for (const Case& c : {Case{1.5, 2.5, 2, 2}, Case{2.1, 2.9, -1, -1}, Case{0.0, 10.0, 1, 3},
+                          Case{1.0, 1.0, 1, 1}, Case{3.0, 3.0, 3, 3}, Case{3.5, 9.0, -1, -1},
+                          Case{2.5, 1.0, -1, -1}}) {
+      LONG first = 0;
+      LONG last = 0;
+      EXPECT_EQ(S_OK, marks->GetIndicesFromTime(c.start, c.end, &first, &last));
+      EXPECT_EQ(c.first, first) << c.start << ".." << c.end;
+      EXPECT_EQ(c.last, last) << c.start << ".." << c.end;
+    }
+    LONG first = 0;
+    EXPECT_EQ(E_POINTER, marks->GetIndicesFromTime(0.0, 1.0, &first, nullptr));
+    auto none = QueryAs<ITimemarks>(CollectionOf(empty.get(), type).get(), IID_ITimemarks);
+    LONG last = 0;
+    EXPECT_EQ(S_OK, none->GetIndicesFromTime(0.0, 10.0, &first, &last));
+    EXPECT_EQ(-1, first);
+    EXPECT_EQ(-1, last);
+  }
+}
+
+TEST(ModelTimemarks, BookmarksAddRemoveAndItems) {
+  ComPtr<IRecording> recording = MakeRecording(MemoryRecordingSpec{});
+  auto bookmarks =
+      QueryAs<IBookmarks>(CollectionOf(recording.get(), kalRecColBookmarks).get(), IID_IBookmarks);
+  ASSERT_TRUE(bookmarks);
+  BSTR text = SysAllocString(u"first");
+  ComPtr<IBookmark> added;
+  ASSERT_EQ(S_OK, bookmarks->Add(4.0, text, added.put()));
+  // Two bookmarks at the same time: the second is returned at index 2.
+  ComPtr<IBookmark> again;
+  ASSERT_EQ(S_OK, bookmarks->Add(4.0, text, again.put()));
+  ComPtr<ITimemark> mark = QueryAs<ITimemark>(again.get(), IID_ITimemark);
+  ASSERT_TRUE(mark);
+  LONG index = 0;
+  ASSERT_EQ(S_OK, mark->get_Index(&index));
+  EXPECT_EQ(2, index);
+  double time = 0.0;
+  ASSERT_EQ(S_OK, mark->get_Time(&time));
+  EXPECT_DOUBLE_EQ(4.0, time);
+  // The ITimemark face shares the bookmark's identity.
+  EXPECT_EQ(QueryAs<IUnknown>(mark.get(), IID_IUnknown),
+            QueryAs<IUnknown>(again.get(), IID_IUnknown));
+
+  // A null out pointer still adds the bookmark, then answers E_POINTER.
+  EXPECT_EQ(E_POINTER, bookmarks->Add(1.0, text, nullptr));
+  SysFreeString(text);
+  LONG count = 0;
+  ASSERT_EQ(S_OK, bookmarks->get_Count(&count));
+  EXPECT_EQ(3, count);
+  ComPtr<IBookmark> first;
+  ASSERT_EQ(S_OK, bookmarks->get_Item(1, first.put()));
+  ASSERT_EQ(S_OK, first->get_Time(&time));
+  EXPECT_DOUBLE_EQ(1.0, time);
+
+  EXPECT_EQ(E_NOTIMPL, first->Remove());
+  ASSERT_EQ(S_OK, bookmarks->get_Count(&count));
+  EXPECT_EQ(3, count);
+  BSTR name = nullptr;
+  ASSERT_EQ(S_OK, first->get_Name(&name));
+  EXPECT_EQ(u"first", ToU16(name));
+  SysFreeString(name);
+  ComPtr<IBookmarks> parent;
+  ASSERT_EQ(S_OK, first->get_Parent(parent.put()));
+  EXPECT_EQ(QueryAs<IUnknown>(parent.get(), IID_IUnknown),
+            QueryAs<IUnknown>(bookmarks.get(), IID_IUnknown));
+}
+
+TEST(ModelTimemarks, TriggerItemsAreSnapshotsWithTheirChannel) {
+  MemoryRecordingSpec spec;
+  spec.groups.push_back(MakeGroup(2, {{0.0, 1.0, 3}}));
+  spec.triggers = {{2.0, kalTriggerSrcChannel, u"on Ch2", 1, 2},
+                   {1.0, kalTriggerSrcManual, u"manual"},
+                   {2.0, kalTriggerSrcExternal, u"later twin"}};
+  ComPtr<IRecording> recording = MakeRecording(spec);
+  auto triggers = QueryAs<ITriggerInfos>(CollectionOf(recording.get(), kalRecColTriggers).get(),
+                                         IID_ITriggerInfos);
+  struct Expect {
+    double time;
+    kalTriggerSource source;
+    const char16_t* name;
+    LONG channel;
+  };
+  const Expect expected[] = {{1.0, kalTriggerSrcManual, u"manual", 0},
+                             {2.0, kalTriggerSrcChannel, u"on Ch2", 2},
+                             {2.0, kalTriggerSrcExternal, u"later twin", 0}};
+  for (LONG i = 1; i <= 3; ++i) {
+    const Expect& e = expected[i - 1];
+    ComPtr<IUnknown> item;
+    ASSERT_EQ(S_OK, triggers->get_Item(i, item.put()));
+    ComPtr<ITriggerInfo> trigger = QueryAs<ITriggerInfo>(item.get(), IID_ITriggerInfo);
+    ASSERT_TRUE(trigger);
+    double time = 0.0;
+    kalTriggerSource source = kalTriggerSrcUnknown;
+    BSTR name = nullptr;
+    LONG index = 0;
+    EXPECT_EQ(S_OK, trigger->get_Time(&time));
+    EXPECT_EQ(S_OK, trigger->get_Source(&source));
+    EXPECT_EQ(S_OK, trigger->get_Name(&name));
+    EXPECT_EQ(S_OK, trigger->get_Index(&index));
+    EXPECT_DOUBLE_EQ(e.time, time);
+    EXPECT_EQ(e.source, source);
+    EXPECT_EQ(std::u16string(e.name), ToU16(name));
+    EXPECT_EQ(i, index);
+    SysFreeString(name);
+    ComPtr<IChannelInfo> channel;
+    EXPECT_EQ(S_OK, trigger->get_ChannelInfo(channel.put()));
+    if (e.channel == 0) {
+      EXPECT_FALSE(channel);
+    } else {
+      ASSERT_TRUE(channel);
+      LONG channel_index = 0;
+      channel->get_Index(&channel_index);
+      EXPECT_EQ(e.channel, channel_index);
+    }
+    ComPtr<ITriggerInfos> parent;
+    ASSERT_EQ(S_OK, trigger->get_Parent(parent.put()));
+    EXPECT_EQ(QueryAs<IUnknown>(parent.get(), IID_IUnknown),
+              QueryAs<IUnknown>(triggers.get(), IID_IUnknown));
+  }
+}
+
+}  // namespace
+}  // namespace mlr::model::testing
