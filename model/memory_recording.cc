@@ -137,30 +137,37 @@ class CMemoryChannelGroup : public CURIChannelGroupImpl {
     }
     auto* out = static_cast<SHORT*>(raw);
     const size_t width = channel_count_;
-    for (LONG j = 0; j < m; ++j) {
-      for (size_t c = 0; c < n; ++c) {
-        const size_t channel = static_cast<size_t>(indices[c] - 1);
-        if (!reduced) {
-          const size_t frame = static_cast<size_t>(FirstSample - 1 + j);
-          *out++ = frames[frame * width + channel];
-          continue;
-        }
-        const size_t first = (static_cast<size_t>(FirstSample - 1) / Reduction + j) * Reduction;
+    std::vector<size_t> columns(n);
+    for (size_t c = 0; c < n; ++c) columns[c] = static_cast<size_t>(indices[c] - 1);
+    if (!reduced) {
+      // Straight strided copy: frame after frame, the asked channels in order.
+      const int16_t* frame = frames.data() + static_cast<size_t>(FirstSample - 1) * width;
+      for (LONG j = 0; j < m; ++j, frame += width) {
+        for (size_t c = 0; c < n; ++c) *out++ = frame[columns[c]];
+      }
+    } else {
+      for (LONG j = 0; j < m; ++j) {
+        const size_t first =
+            (static_cast<size_t>(FirstSample - 1) / static_cast<size_t>(Reduction) + j) *
+            static_cast<size_t>(Reduction);
         const size_t last = std::min(first + Reduction, static_cast<size_t>(length));
-        int16_t high = frames[first * width + channel];
-        int16_t low = high;
-        for (size_t frame = first + 1; frame < last; ++frame) {
-          const int16_t v = frames[frame * width + channel];
-          if (event_[channel]) {
-            high = static_cast<int16_t>(high | v);
-            low = static_cast<int16_t>(low & v);
-          } else {
-            high = std::max(high, v);
-            low = std::min(low, v);
+        for (size_t c = 0; c < n; ++c) {
+          const size_t channel = columns[c];
+          int16_t high = frames[first * width + channel];
+          int16_t low = high;
+          for (size_t f = first + 1; f < last; ++f) {
+            const int16_t v = frames[f * width + channel];
+            if (event_[channel]) {
+              high = static_cast<int16_t>(high | v);
+              low = static_cast<int16_t>(low & v);
+            } else {
+              high = std::max(high, v);
+              low = std::min(low, v);
+            }
           }
+          *out++ = high;
+          *out++ = low;
         }
-        *out++ = high;
-        *out++ = low;
       }
     }
     SafeArrayUnaccessData(array);

@@ -168,6 +168,63 @@ TEST(ModelCollections, ParentsLeadToTheOwners) {
   }
 }
 
+TEST(ModelCollections, InterfacesAndErrorInfoSupport) {
+  ComPtr<IRecording> recording = MakeRecording(TwoOfEverything());
+  struct Object {
+    const char* name;
+    ComPtr<IUnknown> object;
+    const IID* own;
+  };
+  ComPtr<IChannelGroups> groups;
+  recording->get_ChannelGroups(groups.put());
+  ComPtr<IHNorm> hnorm;
+  HNorms(recording.get(), 1)->get_Item(1, hnorm.put());
+  ComPtr<IVNorm> vnorm;
+  VNorms(recording.get(), 1, 1)->get_Item(1, vnorm.put());
+  auto item = [&](LONG type) {
+    ComPtr<ITimemarks> marks =
+        QueryAs<ITimemarks>(CollectionOf(recording.get(), type).get(), IID_ITimemarks);
+    ComPtr<IUnknown> result;
+    marks->get_Item(1, result.put());
+    return result;
+  };
+  const std::vector<Object> objects = {
+      {"recording", QueryAs<IUnknown>(recording.get(), IID_IUnknown), &IID_IRecording},
+      {"groups", QueryAs<IUnknown>(groups.get(), IID_IUnknown), &IID_IChannelGroups},
+      {"group", QueryAs<IUnknown>(Group(recording.get(), 1).get(), IID_IUnknown), &IID_IChannelGroup},
+      {"channel", QueryAs<IUnknown>(Channel(recording.get(), 1, 1).get(), IID_IUnknown),
+       &IID_IChannelInfo},
+      {"hnorms", QueryAs<IUnknown>(HNorms(recording.get(), 1).get(), IID_IUnknown), &IID_IHNorms},
+      {"hnorm", QueryAs<IUnknown>(hnorm.get(), IID_IUnknown), &IID_IHNorm},
+      {"vnorms", QueryAs<IUnknown>(VNorms(recording.get(), 1, 1).get(), IID_IUnknown), &IID_IVNorms},
+      {"vnorm", QueryAs<IUnknown>(vnorm.get(), IID_IUnknown), &IID_IVNorm},
+      {"triggers", CollectionOf(recording.get(), kalRecColTriggers), &IID_ITriggerInfos},
+      {"trigger", item(kalRecColTriggers), &IID_ITriggerInfo},
+      {"markers", CollectionOf(recording.get(), kalRecColMarkers), &IID_IMarkers},
+      {"marker", item(kalRecColMarkers), &IID_IMarker},
+      {"bookmarks", CollectionOf(recording.get(), kalRecColBookmarks), &IID_IBookmarks},
+      {"bookmark", item(kalRecColBookmarks), &IID_IBookmark},
+  };
+  for (const Object& o : objects) {
+    SCOPED_TRACE(o.name);
+    ASSERT_TRUE(o.object);
+    ComPtr<ISupportErrorInfo> support =
+        QueryAs<ISupportErrorInfo>(o.object.get(), IID_ISupportErrorInfo);
+    ASSERT_TRUE(support);
+    EXPECT_EQ(S_OK, support->InterfaceSupportsErrorInfo(*o.own));
+    EXPECT_EQ(S_FALSE, support->InterfaceSupportsErrorInfo(IID_IDispatch));
+    // Every interface answered leads back to the same identity.
+    ComPtr<IUnknown> own = QueryAs<IUnknown>(o.object.get(), *o.own);
+    ASSERT_TRUE(own);
+    EXPECT_EQ(o.object, QueryAs<IUnknown>(own.get(), IID_IUnknown));
+    EXPECT_EQ(o.object, QueryAs<IUnknown>(support.get(), IID_IUnknown));
+    EXPECT_TRUE(QueryAs<IDispatch>(o.object.get(), IID_IDispatch));
+    void* none = reinterpret_cast<void*>(0x1);
+    EXPECT_EQ(E_NOINTERFACE, o.object->QueryInterface(IID_IStream, &none));
+    EXPECT_EQ(nullptr, none);
+  }
+}
+
 // --- Enumerators -------------------------------------------------------------
 
 ComPtr<IEnumVARIANT> EnumOf(IUnknown* unknown) {
