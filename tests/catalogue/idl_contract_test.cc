@@ -1,17 +1,24 @@
 // The type library's declarations against each other and against the public
 // header: identifiers, enumerations, classes, the module's prototypes, and the
 // rules every automation member follows.
+// The public header comes first: it must compile on its own.
+#include "LegacyRecording.h"
+
 #include <gtest/gtest.h>
 
 #include <map>
 #include <set>
 
-#include "LegacyRecording.h"
 #include "tests/catalogue/catalogue_fixture.h"
 #include "tests/catalogue/type_names.h"
 
 namespace catalogue_test {
 namespace {
+
+// The identifiers are constants: usable where the compiler needs a value.
+static_assert(IID_IRecording != IID_IChannelGroup);
+static_assert(CLSID_KrfLoader.Data1 == 0x4B524602 && CLSID_KrfLoader.Data2 == 0x16);
+static_assert(sizeof(kalRecordingCollection) == 4 && kalRecColDisplayPages < 0);
 
 bool SameGuid(const GUID& a, const GUID& b) {
   return GuidText(a) == GuidText(b);
