@@ -44,8 +44,7 @@ HRESULT CURIChannelGroupImpl::get_Parent(IChannelGroups** pVal) {
 }
 
 CURIHNormsImpl* CURIChannelGroupImpl::HNormsCollection() {
-  if (!hnorms_) hnorms_.reset(new (std::nothrow) CURIHNormsImpl(this));
-  return hnorms_.get();
+  return hnorms_.GetOrCreate(this);
 }
 
 HRESULT CURIChannelGroupImpl::get_HNorms(IHNorms** pVal) {

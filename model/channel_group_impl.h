@@ -33,7 +33,8 @@
 //     function of the same name called with this group through the API entry
 //     table (resolved first); E_NOTIMPL when the entry is missing.
 //
-// Threading: free-threaded; the lazy normset collection is not locked.
+// Threading: free-threaded; the normset collection is made on first use
+// without a lock, one kept for all racing callers (model/lazy_child.h).
 #pragma once
 
 #include <memory>
@@ -42,6 +43,7 @@
 #include "LegacyRecording.h"
 #include "model/dispatch_tables.h"
 #include "model/error_info_support.h"
+#include "model/lazy_child.h"
 #include "model/live_objects.h"
 #include "model/owned_ref_count.h"
 #include "platform/win.h"
@@ -131,5 +133,5 @@ class CURIChannelGroupImpl : public mlr::model::DispatchImplFor<IChannelGroup>,
   mlr::model::ChildRefCount<CURIRecordingImpl> refs_;
   LONG index_ = 0;
   std::unique_ptr<CURIChannelInfosImpl> channel_infos_;
-  std::unique_ptr<CURIHNormsImpl> hnorms_;
+  mlr::model::LazyChild<CURIHNormsImpl> hnorms_;
 };

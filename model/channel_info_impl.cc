@@ -56,8 +56,7 @@ HRESULT CURIChannelInfoImpl::get_SystemEventMask(kalSystemEvent, SHORT* pVal) {
 }
 
 CURIVNormsImpl* CURIChannelInfoImpl::VNormsCollection() {
-  if (!vnorms_) vnorms_.reset(new (std::nothrow) CURIVNormsImpl(this));
-  return vnorms_.get();
+  return vnorms_.GetOrCreate(this);
 }
 
 HRESULT CURIChannelInfoImpl::get_VNorms(IVNorms** pVal) {

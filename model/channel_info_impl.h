@@ -33,6 +33,7 @@
 #include "model/bstr_value.h"
 #include "model/dispatch_tables.h"
 #include "model/error_info_support.h"
+#include "model/lazy_child.h"
 #include "model/live_objects.h"
 #include "model/owned_ref_count.h"
 #include "platform/win.h"
@@ -104,5 +105,5 @@ class CURIChannelInfoImpl : public mlr::model::DispatchImplFor<IChannelInfo>,
   mlr::model::BstrValue yunits_;
   LONG event_flag_ = 0;
   LONG index_ = 0;
-  std::unique_ptr<CURIVNormsImpl> vnorms_;
+  mlr::model::LazyChild<CURIVNormsImpl> vnorms_;
 };

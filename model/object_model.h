@@ -69,8 +69,10 @@
 // plain pointer for that reason.
 //
 // Threading: the classes are free-threaded; counts are atomic. The generic
-// classes do not lock: lazy collections are made without a lock (the model
-// is read-only after loading). Sources lock their own lazy loads.
+// classes do not lock: lazy collections are made without a lock, racing
+// first uses agreeing on one object by compare-and-swap. The fill operations
+// are not synchronised with readers (the model is read-only after loading).
+// Sources lock their own lazy loads.
 #pragma once
 
 #include "model/bookmarks_impl.h"

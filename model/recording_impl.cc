@@ -274,18 +274,15 @@ void CURIRecordingImpl::SetStartTimeFromUTC(LONG year, LONG yearDay, double seco
 }
 
 CURITriggerInfosImpl* CURIRecordingImpl::TriggersCollection() {
-  if (!triggers_) triggers_.reset(new (std::nothrow) CURITriggerInfosImpl(this));
-  return triggers_.get();
+  return triggers_.GetOrCreate(this);
 }
 
 CURIMarkersImpl* CURIRecordingImpl::MarkersCollection() {
-  if (!markers_) markers_.reset(new (std::nothrow) CURIMarkersImpl(this));
-  return markers_.get();
+  return markers_.GetOrCreate(this);
 }
 
 CURIBookmarksImpl* CURIRecordingImpl::BookmarksCollection() {
-  if (!bookmarks_) bookmarks_.reset(new (std::nothrow) CURIBookmarksImpl(this));
-  return bookmarks_.get();
+  return bookmarks_.GetOrCreate(this);
 }
 
 HRESULT CURIRecordingImpl::AddTrigger(double time, LONG source, const OLECHAR* name,

@@ -58,9 +58,11 @@
 // values.
 //
 // Threading: free-threaded. Reference counts are atomic. The lazy creation of
-// collections is not locked: the model is read-only after loading, and two
-// threads racing on a first use may each make a collection (one is kept).
-// Derived classes that load lazily lock their own loads.
+// collections takes no lock; threads racing on a first use may each build
+// one, but a compare-and-swap keeps exactly one and every caller gets it
+// (model/lazy_child.h). The fill operations are for the loading source only
+// and are not synchronised with readers. Derived classes that load lazily
+// lock their own loads.
 #pragma once
 
 #include <memory>
@@ -69,6 +71,7 @@
 #include "model/bstr_value.h"
 #include "model/dispatch_tables.h"
 #include "model/error_info_support.h"
+#include "model/lazy_child.h"
 #include "model/live_objects.h"
 #include "model/owned_ref_count.h"
 #include "platform/strings.h"
@@ -200,9 +203,9 @@ class CURIRecordingImpl : public mlr::model::DispatchImplFor<IRecording>,
   SHORT utc_year_day_ = 1;
   SHORT utc_year_ = 1999;
   std::unique_ptr<CURIChannelGroupsImpl> groups_;
-  std::unique_ptr<CURITriggerInfosImpl> triggers_;
-  std::unique_ptr<CURIMarkersImpl> markers_;
-  std::unique_ptr<CURIBookmarksImpl> bookmarks_;
+  mlr::model::LazyChild<CURITriggerInfosImpl> triggers_;
+  mlr::model::LazyChild<CURIMarkersImpl> markers_;
+  mlr::model::LazyChild<CURIBookmarksImpl> bookmarks_;
   std::unique_ptr<CURIPhysicalChannelsImpl> physical_channels_;
   mlr::model::BstrValue title_;
   mlr::model::BstrValue comment_;

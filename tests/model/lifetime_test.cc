@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <array>
 #include <functional>
+#include <thread>
+#include <vector>
 
 #include "model/live_objects.h"
 #include "model_test_util.h"
@@ -159,6 +161,50 @@ TEST(ModelLifetime, EventItemsAreSeparateSelfDeletingObjects) {
   parent.reset();
   marker.reset();
   second.reset();
+  EXPECT_EQ(baseline, LiveObjectCount());
+}
+
+}  // namespace
+}  // namespace mlr::model::testing
+
+namespace mlr::model::testing {
+namespace {
+
+TEST(ModelLifetime, RacingFirstUsesAgreeOnOneCollection) {
+  const long baseline = LiveObjectCount();
+  for (int round = 0; round < 20; ++round) {
+    // No segments and no vertical normsets: every collection below is made
+    // by the racing threads.
+    MemoryGroupSpec group = MakeGroup(2, {});
+    group.channels[1].vnorms.clear();
+    ComPtr<IRecording> recording = MakeRecording({group});
+    ComPtr<IChannelGroup> g = Group(recording.get(), 1);
+    ComPtr<IChannelInfo> channel = Channel(recording.get(), 1, 2);
+    constexpr int kThreads = 6;
+    std::vector<ComPtr<IUnknown>> markers(kThreads);
+    std::vector<ComPtr<IUnknown>> vnorms(kThreads);
+    std::vector<ComPtr<IUnknown>> hnorms(kThreads);
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kThreads; ++i) {
+      threads.emplace_back([&, i] {
+        recording->get_Collection(kalRecColMarkers, markers[static_cast<size_t>(i)].put());
+        IVNorms* v = nullptr;
+        channel->get_VNorms(&v);
+        vnorms[static_cast<size_t>(i)].attach(v);
+        IHNorms* h = nullptr;
+        g->get_HNorms(&h);
+        hnorms[static_cast<size_t>(i)].attach(h);
+      });
+    }
+    for (std::thread& t : threads) t.join();
+    for (int i = 1; i < kThreads; ++i) {
+      EXPECT_EQ(markers[0], markers[static_cast<size_t>(i)]);
+      EXPECT_EQ(QueryAs<IUnknown>(vnorms[0].get(), IID_IUnknown),
+                QueryAs<IUnknown>(vnorms[static_cast<size_t>(i)].get(), IID_IUnknown));
+      EXPECT_EQ(QueryAs<IUnknown>(hnorms[0].get(), IID_IUnknown),
+                QueryAs<IUnknown>(hnorms[static_cast<size_t>(i)].get(), IID_IUnknown));
+    }
+  }
   EXPECT_EQ(baseline, LiveObjectCount());
 }
 
