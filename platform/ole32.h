@@ -6,8 +6,9 @@
 // Apartments: CoInitializeEx records the thread's model; a second call on the
 // same thread returns S_FALSE (RPC_E_CHANGED_MODE when the model differs) and
 // must be balanced by CoUninitialize. Objects are free-threaded whatever the
-// model. Classes: CoCreateInstance/CoGetClassObject look up the classes
-// registered in-process (CoRegisterClassObject, mlr::RegisterClassObject in
+// model, and CoCreateInstance works on any thread, initialised or not.
+// Classes: CoCreateInstance/CoGetClassObject look up the classes registered
+// in-process (CoRegisterClassObject, mlr::RegisterClassObject in
 // platform/class_registry.h) and return REGDB_E_CLASSNOTREG for others;
 // CLSID_StdGlobalInterfaceTable is always available.
 #pragma once

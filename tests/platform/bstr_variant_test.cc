@@ -7,6 +7,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 
@@ -145,6 +147,29 @@ VARIANT Bool(bool b) {
   return x;
 }
 
+// Leaves a string conversion case as a seed for the platform fuzzer: byte 0
+// the target type's index, byte 1 the flags, then the text.
+void WriteSeed(const char* name, const VARIANT& src, VARTYPE to) {
+  const char* dir = std::getenv("MLR_CORPUS_DIR");
+  if (!dir || src.vt != VT_BSTR) return;
+  static const VARTYPE kTargets[] = {VT_I1, VT_UI1, VT_I2, VT_UI2, VT_I4,  VT_UI4,  VT_I8,  VT_UI8,
+                                     VT_R4, VT_R8,  VT_CY, VT_DATE, VT_BOOL, VT_BSTR, VT_INT, VT_UINT};
+  unsigned char index = 0;
+  while (index < 16 && kTargets[index] != to) ++index;
+  std::string path = std::string(dir) + "/platform";
+  std::string mkdir = "mkdir -p '" + path + "'";
+  if (std::system(mkdir.c_str()) != 0) return;
+  std::string file = path + "/";
+  for (const char* c = name; *c; ++c) file += (*c == ' ' ? '_' : *c);
+  if (FILE* f = std::fopen(file.c_str(), "wb")) {
+    std::string text = mlr::ToUtf8(src.bstrVal);
+    std::fputc(index, f);
+    std::fputc(0, f);
+    std::fwrite(text.data(), 1, text.size(), f);
+    std::fclose(f);
+  }
+}
+
 double Numeric(const VARIANT& v) {
   switch (v.vt) {
     case VT_I1: return v.cVal;
@@ -205,6 +230,7 @@ TEST(VariantChangeType, NumericTable) {
   for (const Conversion& c : cases) {
     SCOPED_TRACE(c.name);
     VARIANT src = c.make();
+    WriteSeed(c.name, src, c.to);
     VARIANT dst;
     VariantInit(&dst);
     HRESULT hr = VariantChangeType(&dst, &src, 0, c.to);
