@@ -50,6 +50,10 @@ class CMemoryChannelGroup : public CURIChannelGroupImpl {
                               : segment.frames.size() % channel_count_ != 0) {
         return E_INVALIDARG;
       }
+      // A normset's length is a 32-bit count of frames.
+      if (channel_count_ != 0 && segment.frames.size() / channel_count_ > 0x7FFFFFFF) {
+        return E_INVALIDARG;
+      }
     }
     for (const MemoryChannelSpec& channel_spec : spec.channels) {
       auto* channel = new CMemoryChannelInfo(this);

@@ -126,9 +126,9 @@ struct MemoryRecordingSpec {
 
 // Builds a recording from `spec` into *result (a new reference). E_POINTER
 // for a null result; E_INVALIDARG when a segment's frames do not divide by
-// the group's channel count, a reduction factor is below 1 or a trigger
-// names a channel that does not exist; E_OUTOFMEMORY. *result is null on
-// failure.
+// the group's channel count or exceed 2^31 - 1 frames, a reduction factor
+// is below 1, a channel has more than 16 bit names or a trigger names a
+// channel that does not exist; E_OUTOFMEMORY. *result is null on failure.
 HRESULT CreateMemoryRecording(const MemoryRecordingSpec& spec, IRecording** result);
 
 }  // namespace mlr::model

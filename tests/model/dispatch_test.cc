@@ -144,6 +144,40 @@ TEST(ModelDispatch, MethodWithOutArguments) {
   EXPECT_EQ(1, count);
 }
 
+TEST(ModelDispatch, MuxDataThroughLateBinding) {
+  ComPtr<IRecording> recording = MakeRecording(Spec());
+  ComPtr<IChannelGroup> group = Group(recording.get(), 1);
+  ComPtr<IChannelInfo> channel = Channel(recording.get(), 1, 2);
+  VARIANT channels;
+  VariantInit(&channels);
+  channels.vt = VT_ARRAY | VT_DISPATCH;
+  channels.parray = SafeArrayCreateVector(VT_DISPATCH, 0, 1);
+  LONG zero = 0;
+  ASSERT_EQ(S_OK, SafeArrayPutElement(channels.parray, &zero, static_cast<IDispatch*>(channel.get())));
+  SAFEARRAY* out = nullptr;
+  VARIANT result;
+  VariantInit(&result);
+  result.vt = VT_ARRAY | VT_I2 | VT_BYREF;
+  result.pparray = &out;
+  // GetMuxData(ChInfo, HNormIndex, FirstSample, ItemCount, Reduction, [out] Result)
+  ASSERT_EQ(S_OK, Call(group.get(), IdOf(group.get(), u"GetMuxData"), DISPATCH_METHOD,
+                       {channels, Long(1), Long(7), Long(5), Long(1), result}, nullptr));
+  ASSERT_NE(nullptr, out);
+  LONG lower = -1;
+  LONG upper = -1;
+  SafeArrayGetLBound(out, 1, &lower);
+  SafeArrayGetUBound(out, 1, &upper);
+  EXPECT_EQ(0, lower);
+  EXPECT_EQ(2, upper);  // frames 7..9 of a nine-frame segment
+  SHORT* data = nullptr;
+  ASSERT_EQ(S_OK, SafeArrayAccessData(out, reinterpret_cast<void**>(&data)));
+  EXPECT_EQ(61, data[0]);
+  EXPECT_EQ(81, data[2]);
+  SafeArrayUnaccessData(out);
+  SafeArrayDestroy(out);
+  VariantClear(&channels);
+}
+
 TEST(ModelDispatch, NewEnumByDispid) {
   ComPtr<IRecording> recording = MakeRecording(Spec());
   ComPtr<IHNorms> hnorms = HNorms(recording.get(), 1);
