@@ -92,7 +92,6 @@ TEST(File, ReadOnlyOpenLeavesTheFileAlone) {
     ASSERT_EQ(f->ReadAt(0, buf, 4, &got), S_OK);
     EXPECT_EQ(f->WriteAt(0, "x", 1), STG_E_ACCESSDENIED);
     EXPECT_EQ(f->SetSize(0), STG_E_ACCESSDENIED);
-    EXPECT_EQ(f->Flush(), STG_E_ACCESSDENIED);
   }
   struct stat st;
   ASSERT_EQ(::stat(path.c_str(), &st), 0);
