@@ -320,4 +320,68 @@ TEST(VariantChangeType, ByRefInPlaceAndObjects) {
   EXPECT_EQ(VariantChangeType(&out, &d, 0, VT_BYREF | VT_I4), DISP_E_BADVARTYPE);
 }
 
+// An object that is IUnknown only.
+class PlainUnknown : public IUnknown {
+ public:
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
+    *ppv = nullptr;
+    if (riid != IID_IUnknown) return E_NOINTERFACE;
+    *ppv = this;
+    AddRef();
+    return S_OK;
+  }
+  ULONG STDMETHODCALLTYPE AddRef() override { return ++refs; }
+  ULONG STDMETHODCALLTYPE Release() override { return --refs; }
+  ULONG refs = 1;
+};
+
+TEST(VariantChangeType, ObjectsArraysCurrencyAndNegativeDates) {
+  PlainUnknown unk;
+  VARIANT u;
+  u.vt = VT_UNKNOWN;
+  u.punkVal = &unk;
+  VARIANT out;
+  VariantInit(&out);
+  EXPECT_EQ(VariantChangeType(&out, &u, 0, VT_DISPATCH), DISP_E_TYPEMISMATCH);
+  EXPECT_EQ(VariantChangeType(&out, &u, 0, VT_I4), DISP_E_TYPEMISMATCH);  // no value property
+  EXPECT_EQ(unk.refs, 1u);
+  VARIANT empty;
+  empty.vt = VT_EMPTY;
+  ASSERT_EQ(VariantChangeType(&out, &empty, 0, VT_DISPATCH), S_OK);
+  EXPECT_EQ(out.pdispVal, nullptr);
+
+  // Arrays convert to their own type only (a deep copy).
+  VARIANT arr;
+  arr.vt = VT_ARRAY | VT_I4;
+  arr.parray = SafeArrayCreateVector(VT_I4, 0, 2);
+  ASSERT_EQ(VariantChangeType(&out, &arr, 0, VT_ARRAY | VT_I4), S_OK);
+  EXPECT_NE(out.parray, arr.parray);
+  EXPECT_EQ(VariantChangeType(&out, &arr, 0, VT_ARRAY | VT_R8), DISP_E_TYPEMISMATCH);
+  EXPECT_EQ(VariantChangeType(&out, &arr, 0, VT_I4), DISP_E_TYPEMISMATCH);
+  VariantClear(&out);
+  VariantClear(&arr);
+
+  // Currency keeps four decimals and rounds half to even when it leaves.
+  VARIANT cy;
+  cy.vt = VT_CY;
+  cy.cyVal.int64 = 25000;  // 2.5
+  ASSERT_EQ(VariantChangeType(&out, &cy, 0, VT_I4), S_OK);
+  EXPECT_EQ(out.lVal, 2);
+  ASSERT_EQ(VariantChangeType(&out, &cy, 0, VT_BSTR), S_OK);
+  EXPECT_EQ(std::u16string(out.bstrVal), u"2.5");
+  VariantClear(&out);
+
+  // Before 1899-12-30 the time of day counts away from zero.
+  VARIANT d;
+  d.vt = VT_DATE;
+  d.date = -1.25;
+  ASSERT_EQ(VariantChangeType(&out, &d, 0, VT_BSTR), S_OK);
+  EXPECT_EQ(std::u16string(out.bstrVal), u"1899-12-29 06:00:00");
+  VARIANT back;
+  VariantInit(&back);
+  ASSERT_EQ(VariantChangeType(&back, &out, 0, VT_DATE), S_OK);
+  EXPECT_DOUBLE_EQ(back.date, -1.25);
+  VariantClear(&out);
+}
+
 }  // namespace

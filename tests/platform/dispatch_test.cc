@@ -26,6 +26,8 @@ struct ISample : public IDispatch {
   virtual HRESULT STDMETHODCALLTYPE Swap(LONG* a, BSTR* b) = 0;
   virtual HRESULT STDMETHODCALLTYPE get__NewEnum(IUnknown** ppEnum) = 0;
   virtual HRESULT STDMETHODCALLTYPE Reset() = 0;
+  virtual HRESULT STDMETHODCALLTYPE Combine(ISample* other, SAFEARRAY** items, DATE when,
+                                            LONG* pVal) = 0;
 };
 
 inline constexpr IID IID_ISample = {
@@ -46,6 +48,7 @@ constexpr mlr::dispatch::Member kSampleMembers[] = {
     MLR_DISP_METHOD(ISample, Swap, "Swap", 7, InOut, InOut),
     MLR_DISP_PROPGET(ISample, get__NewEnum, "_NewEnum", DISPID_NEWENUM),
     MLR_DISP_METHOD(ISample, Reset, "Reset", 8),
+    MLR_DISP_METHOD(ISample, Combine, "Combine", 9, In, In.As(VT_ARRAY | VT_I4), InDate, Retval),
 };
 constexpr mlr::dispatch::Table kSampleTable = MLR_DISP_TABLE(ISample, kSampleMembers);
 
@@ -130,6 +133,19 @@ class Sample final : public mlr::DispatchImpl<ISample, &kSampleTable>,
   }
   HRESULT STDMETHODCALLTYPE Reset() override {
     ++resets;
+    return S_OK;
+  }
+  // Counts the other object (1 when it is this one), plus the sum of the
+  // array, plus the whole days of the date.
+  HRESULT STDMETHODCALLTYPE Combine(ISample* other, SAFEARRAY** items, DATE when,
+                                    LONG* pVal) override {
+    LONG sum = other == static_cast<ISample*>(this) ? 1 : 0;
+    LONG* data = nullptr;
+    if (items && *items && SUCCEEDED(SafeArrayAccessData(*items, reinterpret_cast<void**>(&data)))) {
+      for (ULONG i = 0; i < (*items)->rgsabound[0].cElements; ++i) sum += data[i];
+      SafeArrayUnaccessData(*items);
+    }
+    *pVal = sum + static_cast<LONG>(when);
     return S_OK;
   }
 
@@ -377,6 +393,44 @@ TEST_F(DispatchTest, DispatchErrors) {
   EXPECT_EQ(sample.resets, 1);
 }
 
+TEST_F(DispatchTest, InterfaceArrayAndDateArguments) {
+  SAFEARRAY* items = SafeArrayCreateVector(VT_I4, 0, 3);
+  for (LONG i = 0; i < 3; ++i) {
+    LONG v = 10 * (i + 1);
+    SafeArrayPutElement(items, &i, &v);
+  }
+  VARIANT self;
+  self.vt = VT_DISPATCH;
+  self.pdispVal = disp;
+  disp->AddRef();  // owned by the argument, released by the helper
+  VARIANT arr;
+  arr.vt = VT_ARRAY | VT_I4;
+  arr.parray = items;  // owned by the argument
+  Call c = Invoke(disp, 9, DISPATCH_METHOD, {self, arr, V(u"1900-01-01")});
+  ASSERT_EQ(c.hr, S_OK);
+  EXPECT_EQ(c.result.lVal, 1 + 60 + 2);
+
+  // An object that does not implement the interface is a type mismatch at
+  // its position; so is an array of another element type.
+  VARIANT stranger;
+  stranger.vt = VT_DISPATCH;
+  stranger.pdispVal = &sample.item;
+  sample.item.AddRef();
+  VARIANT ints;
+  ints.vt = VT_ARRAY | VT_I4;
+  ints.parray = SafeArrayCreateVector(VT_I4, 0, 1);
+  c = Invoke(disp, 9, DISPATCH_METHOD, {stranger, ints, V(0)});
+  EXPECT_EQ(c.hr, DISP_E_TYPEMISMATCH);
+  EXPECT_EQ(c.arg_err, 2u);
+  disp->AddRef();
+  VARIANT doubles;
+  doubles.vt = VT_ARRAY | VT_R8;
+  doubles.parray = SafeArrayCreateVector(VT_R8, 0, 1);
+  c = Invoke(disp, 9, DISPATCH_METHOD, {self, doubles, V(0)});
+  EXPECT_EQ(c.hr, DISP_E_TYPEMISMATCH);
+  EXPECT_EQ(c.arg_err, 1u);
+}
+
 TEST_F(DispatchTest, NewEnumAnswersGetAndMethod) {
   for (WORD flags : {WORD{DISPATCH_PROPERTYGET}, WORD{DISPATCH_METHOD | DISPATCH_PROPERTYGET}}) {
     Call c = Invoke(disp, DISPID_NEWENUM, flags, {});
@@ -390,7 +444,7 @@ TEST_F(DispatchTest, NewEnumAnswersGetAndMethod) {
 TEST_F(DispatchTest, TableListsMembersWithVtableSlots) {
   const mlr::dispatch::Table& t = decltype(sample)::DispatchTable();
   EXPECT_STREQ(t.interface_name, "ISample");
-  ASSERT_EQ(t.count, 11u);
+  ASSERT_EQ(t.count, 12u);
   // Slots count IUnknown (0-2) and IDispatch (3-6) first.
   struct {
     const char* name;

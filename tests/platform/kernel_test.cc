@@ -300,7 +300,8 @@ TEST(Sync, EventsAndWaitsWithTimeouts) {
 struct Counter {
   CRITICAL_SECTION cs;
   HANDLE mutex;
-  long value = 0;
+  long in_section = 0;  // guarded by cs
+  long in_mutex = 0;    // guarded by mutex
 };
 
 DWORD WINAPI Work(LPVOID param) {
@@ -309,11 +310,11 @@ DWORD WINAPI Work(LPVOID param) {
   for (int i = 0; i < 1000; ++i) {
     EnterCriticalSection(&c->cs);
     EnterCriticalSection(&c->cs);  // recursive
-    ++c->value;
+    ++c->in_section;
     LeaveCriticalSection(&c->cs);
     LeaveCriticalSection(&c->cs);
     if (WaitForSingleObject(c->mutex, INFINITE) == WAIT_OBJECT_0) {
-      ++c->value;
+      ++c->in_mutex;
       ReleaseMutex(c->mutex);
     }
   }
@@ -330,7 +331,7 @@ TEST(Sync, CriticalSectionsMutexesAndSuspendedThreads) {
     ASSERT_NE(t, nullptr);
   }
   Sleep(10);
-  EXPECT_EQ(c.value, 0);  // suspended
+  EXPECT_EQ(c.in_section, 0);  // suspended
   for (HANDLE t : threads) ResumeThread(t);
   // The workers block on the mutex until it is released.
   EXPECT_EQ(WaitForMultipleObjects(4, threads, TRUE, 50), static_cast<DWORD>(WAIT_TIMEOUT));
@@ -338,7 +339,8 @@ TEST(Sync, CriticalSectionsMutexesAndSuspendedThreads) {
   EXPECT_FALSE(ReleaseMutex(c.mutex));  // not the owner any more
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_NOT_OWNER));
   EXPECT_EQ(WaitForMultipleObjects(4, threads, TRUE, 10000), WAIT_OBJECT_0);
-  EXPECT_EQ(c.value, 8000);
+  EXPECT_EQ(c.in_section, 4000);
+  EXPECT_EQ(c.in_mutex, 4000);
   for (HANDLE t : threads) CloseHandle(t);
   CloseHandle(c.mutex);
   DeleteCriticalSection(&c.cs);
