@@ -1,0 +1,165 @@
+// Sequential stream I/O of the compound-file engine against the physical
+// limit and against what a user would use otherwise, in one run:
+//   PlainWrite/PlainRead     write(2)/read(2) of the same bytes to a plain file
+//   EngineWrite/EngineRead   one stream through IStream, same block size
+//   OlefileRead, GsfCatRead  python3-olefile and `gsf cat` reading the stream
+// Reads come from the page cache (the files were just written). The size is
+// 1 GiB unless MLR_BENCH_MB says otherwise; files live in MLR_BENCH_DIR
+// (default: the system's temporary directory) and are removed at the end.
+#include "platform/com_ptr.h"
+#include "platform/win.h"
+
+#include <benchmark/benchmark.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+using mlr::ComPtr;
+
+uint64_t TotalBytes() {
+  const char* mb = std::getenv("MLR_BENCH_MB");
+  return (mb ? std::strtoull(mb, nullptr, 10) : 1024) << 20;
+}
+
+std::filesystem::path Dir() {
+  const char* d = std::getenv("MLR_BENCH_DIR");
+  std::filesystem::path dir = d ? std::filesystem::path(d) : std::filesystem::temp_directory_path() / "mlr_storage_bench";
+  std::filesystem::create_directories(dir);
+  return dir;
+}
+
+const std::string& PlainPath() {
+  static const std::string p = (Dir() / "plain.bin").string();
+  return p;
+}
+const std::string& EnginePath() {
+  static const std::string p = (Dir() / "engine.cfb").string();
+  return p;
+}
+std::u16string Wide(const std::string& s) { return std::u16string(s.begin(), s.end()); }
+
+std::vector<char> Block(size_t n) {
+  std::vector<char> b(n);
+  for (size_t i = 0; i < n; ++i) b[i] = static_cast<char>(i * 7 + (i >> 9));
+  return b;
+}
+
+void PlainWrite(size_t block) {
+  int fd = ::open(PlainPath().c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+  auto buf = Block(block);
+  for (uint64_t done = 0; done < TotalBytes(); done += block)
+    if (::write(fd, buf.data(), block) != static_cast<ssize_t>(block)) std::abort();
+  ::close(fd);
+}
+
+void EngineWrite(size_t block) {
+  ComPtr<IStorage> root, data;
+  ComPtr<IStream> s;
+  if (FAILED(StgCreateDocfile(Wide(EnginePath()).c_str(), STGM_CREATE | STGM_SHARE_EXCLUSIVE | STGM_READWRITE, 0,
+                              root.put())) ||
+      FAILED(root->CreateStorage(u"Data", STGM_CREATE | STGM_SHARE_EXCLUSIVE | STGM_READWRITE, 0, 0, data.put())) ||
+      FAILED(data->CreateStream(u"MuxData02", STGM_CREATE | STGM_SHARE_EXCLUSIVE | STGM_WRITE, 0, 0, s.put())))
+    std::abort();
+  auto buf = Block(block);
+  for (uint64_t done = 0; done < TotalBytes(); done += block)
+    if (FAILED(s->Write(buf.data(), static_cast<ULONG>(block), nullptr))) std::abort();
+}
+
+void BM_PlainWrite(benchmark::State& state) {
+  for (auto _ : state) PlainWrite(static_cast<size_t>(state.range(0)));
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * TotalBytes()));
+}
+
+void BM_EngineWrite(benchmark::State& state) {
+  for (auto _ : state) EngineWrite(static_cast<size_t>(state.range(0)));
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * TotalBytes()));
+}
+
+void BM_PlainRead(benchmark::State& state) {
+  const size_t block = static_cast<size_t>(state.range(0));
+  std::vector<char> buf(block);
+  for (auto _ : state) {
+    int fd = ::open(PlainPath().c_str(), O_RDONLY);
+    uint64_t total = 0;
+    for (ssize_t n; (n = ::read(fd, buf.data(), block)) > 0;) total += static_cast<uint64_t>(n);
+    ::close(fd);
+    if (total != TotalBytes()) std::abort();
+  }
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * TotalBytes()));
+}
+
+void BM_EngineRead(benchmark::State& state) {
+  const size_t block = static_cast<size_t>(state.range(0));
+  std::vector<char> buf(block);
+  for (auto _ : state) {
+    ComPtr<IStorage> root, data;
+    ComPtr<IStream> s;
+    if (FAILED(StgOpenStorage(Wide(EnginePath()).c_str(), nullptr, STGM_SHARE_DENY_WRITE | STGM_READ, nullptr, 0,
+                              root.put())) ||
+        FAILED(root->OpenStorage(u"Data", nullptr, STGM_SHARE_EXCLUSIVE | STGM_READ, nullptr, 0, data.put())) ||
+        FAILED(data->OpenStream(u"MuxData02", nullptr, STGM_SHARE_EXCLUSIVE | STGM_READ, 0, s.put())))
+      std::abort();
+    uint64_t total = 0;
+    for (ULONG got = 1; got;) {
+      got = 0;
+      if (FAILED(s->Read(buf.data(), static_cast<ULONG>(block), &got))) std::abort();
+      total += got;
+    }
+    if (total != TotalBytes()) std::abort();
+  }
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * TotalBytes()));
+}
+
+// Times an external reader of the engine's file.
+void External(benchmark::State& state, const std::string& command) {
+  for (auto _ : state) {
+    auto start = std::chrono::steady_clock::now();
+    if (std::system(command.c_str()) != 0) {
+      state.SkipWithError(("failed: " + command).c_str());
+      return;
+    }
+    state.SetIterationTime(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+  }
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * TotalBytes()));
+}
+
+void BM_OlefileRead(benchmark::State& state) {
+  External(state, "/usr/bin/python3 -c \"import olefile,sys; o=olefile.OleFileIO(sys.argv[1]); "
+                  "d=o.openstream('Data/MuxData02').read(); sys.exit(0 if len(d)==" +
+                      std::to_string(TotalBytes()) + " else 1)\" '" + EnginePath() + "'");
+}
+
+void BM_GsfCatRead(benchmark::State& state) {
+  External(state, "gsf cat '" + EnginePath() + "' Data/MuxData02 > /dev/null");
+}
+
+constexpr int64_t k64K = 64 << 10, k1M = 1 << 20;
+
+BENCHMARK(BM_PlainWrite)->Arg(k64K)->Arg(k1M)->Iterations(3)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_EngineWrite)->Arg(k64K)->Arg(k1M)->Iterations(3)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_PlainRead)->Arg(k64K)->Arg(k1M)->Iterations(5)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_EngineRead)->Arg(k64K)->Arg(k1M)->Iterations(5)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_OlefileRead)->Iterations(2)->Unit(benchmark::kMillisecond)->UseManualTime();
+BENCHMARK(BM_GsfCatRead)->Iterations(2)->Unit(benchmark::kMillisecond)->UseManualTime();
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+  benchmark::RunSpecifiedBenchmarks();
+  benchmark::Shutdown();
+  std::error_code ignored;
+  std::filesystem::remove(PlainPath(), ignored);
+  std::filesystem::remove(EnginePath(), ignored);
+  return 0;
+}
