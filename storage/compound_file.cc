@@ -345,6 +345,11 @@ Status CompoundFile::SetSize(StreamNode& node, uint64_t size) {
   return ResizeLocked(node, size);
 }
 
+size_t CompoundFile::RunCount(StreamNode& node) {
+  std::lock_guard<std::mutex> node_lock(node.mu);
+  return node.chain_.runs().size();
+}
+
 Status CompoundFile::ResizeLocked(StreamNode& node, uint64_t size) {
   DirEntry& e = dir_.entry(node.index_);
   if (header_.major_version == 3 && size >= 0x80000000u)

@@ -109,6 +109,9 @@ class CompoundFile : public std::enable_shared_from_this<CompoundFile> {
   Status Read(StreamNode& node, uint64_t pos, void* buf, size_t n, size_t* read);
   Status Write(StreamNode& node, uint64_t pos, const void* buf, size_t n);
   Status SetSize(StreamNode& node, uint64_t size);
+  // Runs of consecutive sectors holding the stream (for tests and
+  // diagnostics: a stream reserved ahead should be few runs).
+  size_t RunCount(StreamNode& node);
 
   // Writes all changed metadata.
   Status Flush();

@@ -247,6 +247,51 @@ TEST_F(StgApi, ReadOnlyOpenChangesNothing) {
   EXPECT_EQ(before, after);
 }
 
+TEST_F(StgApi, StreamsBeyondFourGiB) {
+  const uint64_t size = (uint64_t{5} << 30) + 123, at = uint64_t{9} << 29;  // 5 GiB + 123, 4.5 GiB
+  {
+    ComPtr<IStorage> root;
+    ASSERT_EQ(StgCreateDocfile(Path("big.cfb").c_str(), STGM_CREATE | STGM_SHARE_EXCLUSIVE | STGM_READWRITE, 0, root.put()),
+              S_OK);
+    ComPtr<IStream> s;
+    ASSERT_EQ(root->CreateStream(u"Big", STGM_SHARE_EXCLUSIVE | STGM_WRITE, 0, 0, s.put()), S_OK);
+    ULARGE_INTEGER n;
+    n.QuadPart = size;
+    ASSERT_EQ(s->SetSize(n), S_OK);  // reserved, not written: the file stays sparse
+    LARGE_INTEGER move;
+    move.QuadPart = static_cast<LONGLONG>(at);
+    ASSERT_EQ(s->Seek(move, STREAM_SEEK_SET, nullptr), S_OK);
+    ASSERT_EQ(s->Write("tail", 4, nullptr), S_OK);
+  }
+  ComPtr<IStorage> root;
+  ASSERT_EQ(StgOpenStorage(Path("big.cfb").c_str(), nullptr, STGM_SHARE_EXCLUSIVE | STGM_READ, nullptr, 0, root.put()), S_OK);
+  ComPtr<IStream> s;
+  ASSERT_EQ(root->OpenStream(u"Big", nullptr, STGM_SHARE_EXCLUSIVE | STGM_READ, 0, s.put()), S_OK);
+  STATSTG st;
+  ASSERT_EQ(s->Stat(&st, STATFLAG_NONAME), S_OK);
+  EXPECT_EQ(st.cbSize.QuadPart, size);
+  LARGE_INTEGER move;
+  move.QuadPart = static_cast<LONGLONG>(at);
+  ASSERT_EQ(s->Seek(move, STREAM_SEEK_SET, nullptr), S_OK);
+  char buf[4] = {};
+  ULONG got = 0;
+  ASSERT_EQ(s->Read(buf, 4, &got), S_OK);
+  EXPECT_EQ(std::string(buf, got), "tail");
+
+  // Version 3 keeps streams below 2 GiB.
+  ComPtr<IStorage> v3;
+  STGOPTIONS options{};
+  options.usVersion = 1;
+  options.ulSectorSize = 512;
+  ASSERT_EQ(StgCreateStorageEx(Path("v3.cfb").c_str(), STGM_CREATE | STGM_SHARE_EXCLUSIVE | STGM_READWRITE,
+                               STGFMT_DOCFILE, 0, &options, nullptr, IID_IStorage, reinterpret_cast<void**>(v3.put())),
+            S_OK);
+  ASSERT_EQ(v3->CreateStream(u"S", STGM_SHARE_EXCLUSIVE | STGM_WRITE, 0, 0, s.put()), S_OK);
+  ULARGE_INTEGER n;
+  n.QuadPart = uint64_t{3} << 30;
+  EXPECT_EQ(s->SetSize(n), STG_E_DOCFILETOOLARGE);
+}
+
 TEST_F(StgApi, ParallelWritersAndReaders) {
   constexpr int kWriters = 4;
   constexpr size_t kSize = 6 << 20, kChunk = 64 << 10;

@@ -193,6 +193,37 @@ TEST(Engine, ReplacedStreamsReuseFreedSectors) {
   EXPECT_LT(f.bytes->data.size(), 2u * 20000 + 8 * 512);
 }
 
+TEST(Engine, SetSizeReservesContiguousRuns) {
+  // Two streams written in turn, each reserving 8 MiB ahead as a save does:
+  // every reservation is one run, whatever the other stream does meanwhile.
+  Fixture f;
+  auto cf = f.Create(4);
+  std::shared_ptr<StreamNode> nodes[2];
+  for (int i = 0; i < 2; ++i) {
+    auto index = cf->CreateElement(CompoundFile::kRoot, i ? u"B" : u"A", EntryType::kStream, false);
+    ASSERT_TRUE(index.ok());
+    nodes[i] = *cf->OpenStream(*index);
+  }
+  const uint64_t step = 8 << 20;
+  const auto block = Pattern(1 << 20, 9);
+  for (int reservation = 1; reservation <= 4; ++reservation) {
+    for (auto& node : nodes) {
+      ASSERT_TRUE(cf->SetSize(*node, reservation * step).ok());
+      for (uint64_t pos = (reservation - 1) * step; pos < reservation * step; pos += block.size())
+        ASSERT_TRUE(cf->Write(*node, pos, block.data(), block.size()).ok());
+    }
+  }
+  for (auto& node : nodes) EXPECT_LE(cf->RunCount(*node), 4u);
+  // Without reservations the runs of two interleaved writers are as short as their writes.
+  auto c = *cf->OpenStream(*cf->CreateElement(CompoundFile::kRoot, u"C", EntryType::kStream, false));
+  auto d = *cf->OpenStream(*cf->CreateElement(CompoundFile::kRoot, u"D", EntryType::kStream, false));
+  for (uint64_t pos = 0; pos < (4u << 20); pos += block.size()) {
+    ASSERT_TRUE(cf->Write(*c, pos, block.data(), block.size()).ok());
+    ASSERT_TRUE(cf->Write(*d, pos, block.data(), block.size()).ok());
+  }
+  EXPECT_GE(cf->RunCount(*c), 4u);
+}
+
 TEST(Engine, ReadOnlyFileRefusesChanges) {
   Fixture f;
   { WriteStream(*f.Create(3), CompoundFile::kRoot, u"S", Pattern(10, 1)); }
