@@ -3,6 +3,8 @@
 // GetMuxData.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <string>
 #include <vector>
 
 #include "model/api_entry_table.h"
@@ -38,6 +40,8 @@ class TestGroup : public CURIChannelGroupImpl {
 class TestRecording : public CURIRecordingImpl {
  public:
   using CURIRecordingImpl::AddChannelGroup;
+  using CURIRecordingImpl::SetStartTimeFromLocal;
+  using CURIRecordingImpl::SetStartTimeFromUTC;
   using CURIRecordingImpl::SetPhysicalChannels;
   using CURIRecordingImpl::SetStrings;
 };
@@ -264,6 +268,62 @@ TEST(ModelRecording, TotalSizeWaitsForAnotherMemberToResolveTheTable) {
   EXPECT_GT(expected, 1000);
   EXPECT_EQ(S_OK, recording->get_TotalSize(&size));
   EXPECT_EQ(expected, size);
+}
+
+// Sets TZ for the lifetime of the object and restores the old value.
+class ScopedTimeZone {
+ public:
+  explicit ScopedTimeZone(const char* zone) {
+    if (const char* old = std::getenv("TZ")) {
+      had_ = true;
+      old_ = old;
+    }
+    setenv("TZ", zone, 1);
+  }
+  ~ScopedTimeZone() {
+    if (had_) {
+      setenv("TZ", old_.c_str(), 1);
+    } else {
+      unsetenv("TZ");
+    }
+  }
+
+ private:
+  bool had_ = false;
+  std::string old_;
+};
+
+TEST(ModelRecording, StartTimeFromLocalAndUtcGoThroughTheTimeFunctions) {
+  struct Case {
+    const char* zone;
+    LONG day;
+    double local_seconds;
+    SHORT utc_day;
+    double utc_seconds;
+  };
+  // Fixed offsets: "XYZ-2" is two hours east of UTC.
+  for (const Case& c : {Case{"XYZ-2", 10, 7200.0, 10, 0.0}, Case{"XYZ+3", 10, 0.0, 10, 10800.0},
+                        Case{"XYZ-2", 10, 3600.0, 9, 82800.0}}) {
+    ScopedTimeZone zone(c.zone);
+    auto* raw = new TestRecording();
+    ComPtr<IRecording> recording(static_cast<IRecording*>(raw));
+    raw->SetStartTimeFromLocal(2021, c.day, c.local_seconds);
+    SHORT year = 0;
+    SHORT day = 0;
+    double seconds = -1.0;
+    recording->get_UTCYear(&year);
+    recording->get_UTCYearDay(&day);
+    recording->get_UTCTimeOfDay(&seconds);
+    EXPECT_EQ(2021, year) << c.zone;
+    EXPECT_EQ(c.utc_day, day) << c.zone;
+    EXPECT_DOUBLE_EQ(c.utc_seconds, seconds) << c.zone;
+    // A UTC start goes through local time and back unchanged.
+    raw->SetStartTimeFromUTC(2021, c.utc_day, c.utc_seconds);
+    recording->get_UTCYearDay(&day);
+    recording->get_UTCTimeOfDay(&seconds);
+    EXPECT_EQ(c.utc_day, day) << c.zone;
+    EXPECT_DOUBLE_EQ(c.utc_seconds, seconds) << c.zone;
+  }
 }
 
 // --- The in-memory recording's data ------------------------------------------
