@@ -106,6 +106,8 @@ class CompoundFile : public std::enable_shared_from_this<CompoundFile> {
   Result<std::shared_ptr<StreamNode>> OpenStream(uint32_t index);
   uint64_t StreamSize(StreamNode& node);
   // Reads up to n bytes at pos; *read receives how many (fewer at the end).
+  // Bytes between a stream's old end and a write or SetSize beyond it are
+  // undefined (zeros, or what freed sectors held), as on Windows.
   Status Read(StreamNode& node, uint64_t pos, void* buf, size_t n, size_t* read);
   Status Write(StreamNode& node, uint64_t pos, const void* buf, size_t n);
   Status SetSize(StreamNode& node, uint64_t size);

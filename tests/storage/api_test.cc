@@ -198,6 +198,27 @@ TEST_F(StgApi, StreamMembers) {
   EXPECT_EQ(Get(root.get(), u"Copy"), std::vector<uint8_t>(data.begin(), data.begin() + 5000));
 }
 
+TEST_F(StgApi, StorageCopyToCopiesTheTree) {
+  ComPtr<IStorage> from, to, sub;
+  ASSERT_EQ(StgCreateDocfile(Path("from.cfb").c_str(), STGM_CREATE | STGM_SHARE_EXCLUSIVE | STGM_READWRITE, 0, from.put()),
+            S_OK);
+  ASSERT_EQ(from->CreateStorage(u"Data", STGM_SHARE_EXCLUSIVE | STGM_READWRITE, 0, 0, sub.put()), S_OK);
+  Put(sub.get(), u"Big", Bytes(300000, 1));
+  Put(sub.get(), u"Small", Bytes(10, 2));
+  Put(from.get(), u"Skip", Bytes(10, 3));
+  sub = nullptr;
+  ASSERT_EQ(StgCreateDocfile(Path("to.cfb").c_str(), STGM_CREATE | STGM_SHARE_EXCLUSIVE | STGM_READWRITE, 0, to.put()),
+            S_OK);
+  OLECHAR skip[] = u"Skip";
+  OLECHAR* exclude[] = {skip, nullptr};
+  ASSERT_EQ(from->CopyTo(0, nullptr, exclude, to.get()), S_OK);
+  ASSERT_EQ(to->OpenStorage(u"Data", nullptr, STGM_SHARE_EXCLUSIVE | STGM_READ, nullptr, 0, sub.put()), S_OK);
+  EXPECT_EQ(Get(sub.get(), u"Big"), Bytes(300000, 1));
+  EXPECT_EQ(Get(sub.get(), u"Small"), Bytes(10, 2));
+  ComPtr<IStream> s;
+  EXPECT_EQ(to->OpenStream(u"Skip", nullptr, STGM_SHARE_EXCLUSIVE | STGM_READ, 0, s.put()), STG_E_FILENOTFOUND);
+}
+
 TEST_F(StgApi, StreamsKeepTheFileAliveAndLocksEndWithTheLastReference) {
   ComPtr<IStream> s;
   {

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <numeric>
 
 namespace mlr::storage {
@@ -222,6 +223,75 @@ TEST(Engine, SetSizeReservesContiguousRuns) {
     ASSERT_TRUE(cf->Write(*d, pos, block.data(), block.size()).ok());
   }
   EXPECT_GE(cf->RunCount(*c), 4u);
+}
+
+TEST_P(EngineVersions, RandomChangesMatchAModel) {
+  // Random creates, writes, resizes, renames and destroys on two storages,
+  // checked against a plain model after every reopen.
+  Fixture f;
+  std::map<std::u16string, std::vector<uint8_t>> model[2];
+  uint32_t x = 12345;
+  auto rnd = [&](uint32_t n) {
+    x = x * 1664525u + 1013904223u;
+    return (x >> 8) % n;
+  };
+  for (int round = 0; round < 6; ++round) {
+    auto cf = round == 0 ? f.Create(GetParam()) : *f.Open(true);
+    ASSERT_TRUE(cf);
+    uint32_t storages[2] = {CompoundFile::kRoot, 0};
+    auto sub = cf->Find(CompoundFile::kRoot, u"Sub");
+    storages[1] = sub.ok() ? *sub : *cf->CreateElement(CompoundFile::kRoot, u"Sub", EntryType::kStorage, false);
+    for (int op = 0; op < 300; ++op) {
+      const int s = static_cast<int>(rnd(2));
+      const std::u16string name = u"N" + std::u16string(1, static_cast<char16_t>(u'a' + rnd(20)));
+      auto& m = model[s];
+      switch (rnd(5)) {
+        case 0:  // destroy
+          EXPECT_EQ(cf->DestroyElement(storages[s], name).ok(), m.erase(name) == 1);
+          break;
+        case 1: {  // rename
+          const std::u16string to = u"N" + std::u16string(1, static_cast<char16_t>(u'a' + rnd(20)));
+          if (m.count(name) && !m.count(to)) {
+            ASSERT_TRUE(cf->RenameElement(storages[s], name, to).ok());
+            m[to] = std::move(m[name]);
+            m.erase(name);
+          }
+          break;
+        }
+        default: {  // write at a random place, maybe resize
+          if (!m.count(name)) {
+            ASSERT_TRUE(cf->CreateElement(storages[s], name, EntryType::kStream, false).ok());
+          }
+          auto& bytes = m[name];
+          auto node = *cf->OpenStream(*cf->Find(storages[s], name));
+          const size_t sizes[] = {10, 700, 3000, 5000, 20000, 70000};
+          const size_t pos = bytes.empty() ? 0 : rnd(static_cast<uint32_t>(bytes.size()));
+          auto data = Pattern(sizes[rnd(6)], x);
+          ASSERT_TRUE(cf->Write(*node, pos, data.data(), data.size()).ok());
+          if (bytes.size() < pos + data.size()) bytes.resize(pos + data.size());
+          std::copy(data.begin(), data.end(), bytes.begin() + pos);
+          if (rnd(3) == 0) {
+            const size_t to = rnd(static_cast<uint32_t>(bytes.size() + 1));
+            ASSERT_TRUE(cf->SetSize(*node, to).ok());
+            bytes.resize(to);
+          }
+          break;
+        }
+      }
+    }
+    cf.reset();
+    auto again = f.Open();
+    ASSERT_TRUE(again.ok()) << again.status().message();
+    uint32_t reopened[2] = {CompoundFile::kRoot, *(*again)->Find(CompoundFile::kRoot, u"Sub")};
+    for (int s = 0; s < 2; ++s) {
+      size_t streams = 0;
+      for (const auto& e : (*again)->List(reopened[s])) streams += e.type == EntryType::kStream;
+      EXPECT_EQ(streams, model[s].size()) << round;
+      for (const auto& [name, bytes] : model[s]) {
+        EXPECT_EQ(ReadStream(**again, reopened[s], name), bytes) << round;
+      }
+    }
+  }
 }
 
 TEST(Engine, ReadOnlyFileRefusesChanges) {
