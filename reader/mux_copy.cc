@@ -1,11 +1,11 @@
 #include "reader/mux_copy.h"
 
+#include <cstring>
+
 #include "reader/byte_reader.h"
 
 namespace mlr::reader {
-namespace {
-
-bool IsIdentity(const uint32_t* picks, size_t pick_count, uint32_t channels) {
+bool PicksAreIdentity(const uint32_t* picks, size_t pick_count, uint32_t channels) {
   if (pick_count != channels) return false;
   for (size_t i = 0; i < pick_count; ++i) {
     if (picks[i] != i) return false;
@@ -13,11 +13,16 @@ bool IsIdentity(const uint32_t* picks, size_t pick_count, uint32_t channels) {
   return true;
 }
 
-}  // namespace
+bool HostIsLittleEndian() {
+  const uint16_t probe = 1;
+  uint8_t first;
+  std::memcpy(&first, &probe, 1);
+  return first == 1;
+}
 
 void CopyPickedChannels(const uint8_t* block, size_t frames, uint32_t channels, uint32_t values,
                         const uint32_t* picks, size_t pick_count, int16_t* out) {
-  if (IsIdentity(picks, pick_count, channels)) {
+  if (PicksAreIdentity(picks, pick_count, channels)) {
     const size_t n = frames * channels * values;
     for (size_t i = 0; i < n; ++i) out[i] = static_cast<int16_t>(LoadU16(block + 2 * i));
     return;

@@ -14,6 +14,14 @@
 
 namespace mlr::reader {
 
+// True when `picks` are all `channels` positions in frame order: the block
+// then is the output as it stands, apart from byte order.
+bool PicksAreIdentity(const uint32_t* picks, size_t pick_count, uint32_t channels);
+
+// True when int16 values in memory are little-endian, so that a block of
+// frames can be read straight into the output.
+bool HostIsLittleEndian();
+
 void CopyPickedChannels(const uint8_t* block, size_t frames, uint32_t channels, uint32_t values,
                         const uint32_t* picks, size_t pick_count, int16_t* out);
 

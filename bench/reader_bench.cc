@@ -1,0 +1,247 @@
+// GetMuxData throughput on a recording of more than 1 GiB, against a plain
+// read of the same stream through IStream and of the file with read(2).
+//
+// The recording is made once per run in a temporary folder: one group of 8
+// channels, one normset of 67,108,864 frames (1 GiB of samples), a reduced
+// stream at factor 100. Every benchmark walks the whole normset (or the whole
+// stream) once per iteration; bytes are the sample bytes delivered.
+#include <benchmark/benchmark.h>
+#include <stdlib.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "LegacyRecording.h"
+#include "platform/com_ptr.h"
+#include "platform/win.h"
+#include "reader/krf_loader.h"
+#include "reader/text_convert.h"
+#include "testing/krf_bytes.h"
+#include "testing/krf_writer.h"
+
+namespace {
+
+using mlr::ComPtr;
+
+constexpr uint32_t kChannels = 8;
+constexpr uint32_t kFrames = 1u << 26;  // 64 Mi frames x 16 bytes = 1 GiB
+constexpr uint32_t kFactor = 100;
+constexpr uint32_t kChunkFrames = 500000;  // a multiple of kFactor
+
+int16_t Sample(uint64_t frame, uint32_t channel) {
+  return static_cast<int16_t>((frame * 31 + channel * 977) & 0xFFFF);
+}
+
+HRESULT WriteMux(IStorage* group, const std::u16string& name, bool reduced) {
+  ComPtr<IStream> s;
+  HRESULT hr = group->CreateStream(name.c_str(), STGM_CREATE | STGM_READWRITE | STGM_SHARE_EXCLUSIVE,
+                                   0, 0, s.put());
+  if (FAILED(hr)) return hr;
+  const uint32_t frames = reduced ? (kFrames + kFactor - 1) / kFactor : kFrames;
+  const uint32_t values = reduced ? 2 : 1;
+  mlr::testing::Bytes head;
+  head.U32(1).U32(12).U32(frames);
+  ULONG written = 0;
+  hr = s->Write(head.data().data(), 12, &written);
+  std::vector<int16_t> chunk;
+  std::vector<uint8_t> bytes;
+  for (uint64_t start = 0; start < kFrames && SUCCEEDED(hr); start += kChunkFrames) {
+    const uint64_t n = std::min<uint64_t>(kChunkFrames, kFrames - start);
+    chunk.resize(n * kChannels);
+    for (uint64_t f = 0; f < n; ++f) {
+      for (uint32_t c = 0; c < kChannels; ++c) chunk[f * kChannels + c] = Sample(start + f, c);
+    }
+    if (reduced) chunk = mlr::testing::ReduceFrames(chunk, kChannels, {}, kFactor);
+    bytes.resize(chunk.size() * 2);
+    for (size_t i = 0; i < chunk.size(); ++i) {
+      bytes[2 * i] = static_cast<uint8_t>(chunk[i]);
+      bytes[2 * i + 1] = static_cast<uint8_t>(static_cast<uint16_t>(chunk[i]) >> 8);
+    }
+    hr = s->Write(bytes.data(), static_cast<ULONG>(bytes.size()), &written);
+  }
+  (void)values;
+  return hr;
+}
+
+struct Fixture {
+  std::string dir;
+  std::string path;
+  ComPtr<IRecording> recording;
+  ComPtr<IChannelGroup> group;
+  SAFEARRAY* channels = nullptr;
+
+  Fixture() {
+    CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    char name[] = "/tmp/reader_bench_XXXXXX";
+    dir = mkdtemp(name);
+    path = dir + "/large.krf";
+    mlr::testing::RecordingSpec spec;
+    mlr::testing::GroupSpec g;
+    g.number = 1;
+    g.reduction_factor = kFactor;
+    g.write_mux = false;
+    g.write_reduced = false;
+    for (uint32_t c = 1; c <= kChannels; ++c) {
+      mlr::testing::ChannelSpec ch;
+      ch.number = c;
+      ch.name = u"C";
+      ch.vnorms = {{0, 0, 1}};
+      g.channels.push_back(ch);
+    }
+    g.hnorms = {{0.0, 1e-5, kFrames}};
+    spec.groups = {g};
+    const std::u16string wide = mlr::reader::AnsiToUtf16(path);
+    ComPtr<IStorage> root, data, group_storage;
+    HRESULT hr = StgCreateDocfile(wide.c_str(), STGM_CREATE | STGM_READWRITE | STGM_SHARE_EXCLUSIVE,
+                                  0, root.put());
+    if (SUCCEEDED(hr)) hr = mlr::testing::WriteTree(root.get(), mlr::testing::BuildTree(spec));
+    const DWORD rw = STGM_READWRITE | STGM_SHARE_EXCLUSIVE;
+    if (SUCCEEDED(hr)) hr = root->OpenStorage(u"Data", nullptr, rw, nullptr, 0, data.put());
+    if (SUCCEEDED(hr)) hr = data->OpenStorage(u"ChGroup1", nullptr, rw, nullptr, 0, group_storage.put());
+    if (SUCCEEDED(hr)) hr = WriteMux(group_storage.get(), u"MuxData02", false);
+    if (SUCCEEDED(hr)) hr = WriteMux(group_storage.get(), u"MuxData100", true);
+    if (SUCCEEDED(hr)) hr = group_storage->Commit(STGC_DEFAULT);
+    if (SUCCEEDED(hr)) hr = data->Commit(STGC_DEFAULT);
+    if (SUCCEEDED(hr)) hr = root->Commit(STGC_DEFAULT);
+    group_storage.reset();
+    data.reset();
+    root.reset();
+    if (FAILED(hr)) {
+      std::fprintf(stderr, "cannot write %s: 0x%08X\n", path.c_str(), static_cast<unsigned>(hr));
+      std::exit(1);
+    }
+    ComPtr<IStorage> ro;
+    StgOpenStorage(wide.c_str(), nullptr, STGM_READ | STGM_SHARE_EXCLUSIVE, nullptr, 0, ro.put());
+    mlr::reader::OpenRecordingOnStorage(ro.get(), recording.put());
+    ComPtr<IChannelGroups> groups;
+    recording->get_ChannelGroups(groups.put());
+    groups->get_Item(1, group.put());
+    ComPtr<IChannelInfos> infos;
+    group->get_ChannelInfos(infos.put());
+    channels = SafeArrayCreateVector(VT_DISPATCH, 0, kChannels);
+    for (LONG i = 0; i < static_cast<LONG>(kChannels); ++i) {
+      ComPtr<IChannelInfo> info;
+      infos->get_Item(i + 1, info.put());
+      SafeArrayPutElement(channels, &i, static_cast<IDispatch*>(info.get()));
+    }
+  }
+  // The recording holds the file share-exclusive; benchmarks that open the
+  // file themselves release it first (they run after those that use it).
+  void ReleaseRecording() {
+    if (channels) SafeArrayDestroy(channels);
+    channels = nullptr;
+    group.reset();
+    recording.reset();
+  }
+  ~Fixture() {
+    ReleaseRecording();
+    std::error_code ec;
+    std::filesystem::remove_all(dir, ec);
+    CoUninitialize();
+  }
+};
+
+Fixture& Shared() {
+  static Fixture fixture;
+  return fixture;
+}
+
+// Argument: frames per GetMuxData call.
+void BM_GetMuxDataFullRate(benchmark::State& state) {
+  const LONG kCallFrames = static_cast<LONG>(state.range(0));
+  Fixture& f = Shared();
+  if (!f.group) return state.SkipWithError("the recording was released");
+  int64_t frames = 0;
+  for (auto _ : state) {
+    for (LONG first = 1; first <= static_cast<LONG>(kFrames); first += kCallFrames) {
+      SAFEARRAY* result = nullptr;
+      if (FAILED(f.group->GetMuxData(&f.channels, 1, first, kCallFrames, 1, &result))) {
+        state.SkipWithError("GetMuxData failed");
+        return;
+      }
+      benchmark::DoNotOptimize(result->pvData);
+      SafeArrayDestroy(result);
+      frames += kCallFrames;
+    }
+  }
+  state.SetItemsProcessed(frames);
+  state.SetBytesProcessed(frames * kChannels * 2);
+}
+BENCHMARK(BM_GetMuxDataFullRate)->Arg(1 << 16)->Arg(1 << 20)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// Argument: reduced frames per GetMuxData call.
+void BM_GetMuxDataReduced(benchmark::State& state) {
+  const LONG kCallFrames = static_cast<LONG>(state.range(0));
+  Fixture& f = Shared();
+  if (!f.group) return state.SkipWithError("the recording was released");
+  int64_t frames = 0;
+  for (auto _ : state) {
+    for (LONG first = 1; first <= static_cast<LONG>(kFrames); first += kCallFrames * kFactor) {
+      SAFEARRAY* result = nullptr;
+      if (FAILED(f.group->GetMuxData(&f.channels, 1, first, kCallFrames, kFactor, &result))) {
+        state.SkipWithError("GetMuxData failed");
+        return;
+      }
+      LONG hi = 0;
+      SafeArrayGetUBound(result, 2, &hi);
+      frames += hi;
+      SafeArrayDestroy(result);
+    }
+  }
+  state.SetItemsProcessed(frames);
+  state.SetBytesProcessed(frames * kChannels * 4);
+}
+BENCHMARK(BM_GetMuxDataReduced)->Arg(1 << 16)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+void BM_StreamRead(benchmark::State& state) {
+  Fixture& f = Shared();
+  const std::u16string wide = mlr::reader::AnsiToUtf16(f.path);
+  // Reads the same stream with the block size GetMuxData uses (4096 frames).
+  f.ReleaseRecording();
+  ComPtr<IStorage> root, data, group;
+  ComPtr<IStream> s;
+  const DWORD ro = STGM_READ | STGM_SHARE_EXCLUSIVE;
+  if (FAILED(StgOpenStorage(wide.c_str(), nullptr, ro, nullptr, 0, root.put())) ||
+      FAILED(root->OpenStorage(u"Data", nullptr, ro, nullptr, 0, data.put())) ||
+      FAILED(data->OpenStorage(u"ChGroup1", nullptr, ro, nullptr, 0, group.put())) ||
+      FAILED(group->OpenStream(u"MuxData02", nullptr, ro, 0, s.put()))) {
+    state.SkipWithError("cannot open the stream");
+    return;
+  }
+  std::vector<uint8_t> block(4096 * kChannels * 2);
+  int64_t bytes = 0;
+  for (auto _ : state) {
+    LARGE_INTEGER zero{};
+    s->Seek(zero, STREAM_SEEK_SET, nullptr);
+    ULONG got = 0;
+    do {
+      s->Read(block.data(), static_cast<ULONG>(block.size()), &got);
+      bytes += got;
+    } while (got == block.size());
+  }
+  state.SetBytesProcessed(bytes);
+  state.SetItemsProcessed(bytes / (kChannels * 2));
+}
+BENCHMARK(BM_StreamRead)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+void BM_FileRead(benchmark::State& state) {
+  Fixture& f = Shared();
+  std::vector<uint8_t> block(1 << 20);
+  int64_t bytes = 0;
+  for (auto _ : state) {
+    FILE* file = std::fopen(f.path.c_str(), "rb");
+    std::setvbuf(file, nullptr, _IONBF, 0);
+    size_t got;
+    while ((got = std::fread(block.data(), 1, block.size(), file)) > 0) bytes += static_cast<int64_t>(got);
+    std::fclose(file);
+  }
+  state.SetBytesProcessed(bytes);
+  state.SetItemsProcessed(bytes / (kChannels * 2));
+}
+BENCHMARK(BM_FileRead)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+}  // namespace
+
+BENCHMARK_MAIN();

@@ -1,0 +1,104 @@
+#include "reader/krf_loader.h"
+
+#include <new>
+
+#include "platform/com_ptr.h"
+#include "platform/export.h"
+#include "reader/krf_recording.h"
+
+HRESULT STDMETHODCALLTYPE CKrfLoader::QueryInterface(REFIID riid, void** ppv) {
+  if (!ppv) return E_POINTER;
+  *ppv = nullptr;
+  if (riid == IID_IUnknown || riid == IID_IDispatch || riid == IID_IKrfLoader) {
+    *ppv = static_cast<IKrfLoader*>(this);
+    AddRef();
+    return S_OK;
+  }
+  return E_NOINTERFACE;
+}
+
+ULONG STDMETHODCALLTYPE CKrfLoader::AddRef() {
+  return refs_.fetch_add(1, std::memory_order_relaxed) + 1;
+}
+
+ULONG STDMETHODCALLTYPE CKrfLoader::Release() {
+  const ULONG left = refs_.fetch_sub(1, std::memory_order_acq_rel) - 1;
+  if (left == 0) delete this;
+  return left;
+}
+
+namespace {
+
+HRESULT FinishOpen(CKrfRecording* recording, IRecording** Result) {
+  const HRESULT open = recording->open_result();
+  if (FAILED(open)) {
+    recording->Release();
+    return open;
+  }
+  const HRESULT hr = recording->QueryInterface(IID_IRecording, reinterpret_cast<void**>(Result));
+  recording->Release();
+  return hr;
+}
+
+}  // namespace
+
+HRESULT STDMETHODCALLTYPE CKrfLoader::OpenRecording(BSTR FileName, IRecording** Result) {
+  if (!Result) return E_POINTER;
+  *Result = nullptr;
+  try {
+    return FinishOpen(CKrfRecording::Open(FileName ? FileName : OLESTR("")), Result);
+  } catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
+  }
+}
+
+namespace mlr::reader {
+namespace {
+
+class KrfLoaderFactory final : public IClassFactory {
+ public:
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
+    if (!ppv) return E_POINTER;
+    *ppv = nullptr;
+    if (riid == IID_IUnknown || riid == IID_IClassFactory) {
+      *ppv = static_cast<IClassFactory*>(this);
+      return S_OK;
+    }
+    return E_NOINTERFACE;
+  }
+  ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
+  ULONG STDMETHODCALLTYPE Release() override { return 1; }
+  HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID riid, void** ppv) override {
+    if (!ppv) return E_POINTER;
+    *ppv = nullptr;
+    if (outer) return CLASS_E_NOAGGREGATION;
+    CKrfLoader* loader = new (std::nothrow) CKrfLoader();
+    if (!loader) return E_OUTOFMEMORY;
+    loader->AddRef();
+    const HRESULT hr = loader->QueryInterface(riid, ppv);
+    loader->Release();
+    return hr;
+  }
+  HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }
+};
+
+KrfLoaderFactory g_loader_factory;
+
+}  // namespace
+
+HRESULT GetKrfLoaderClassObject(REFIID riid, void** ppv) {
+  return g_loader_factory.QueryInterface(riid, ppv);
+}
+
+HRESULT OpenRecordingOnStorage(IStorage* root, IRecording** recording) {
+  if (!recording) return E_POINTER;
+  *recording = nullptr;
+  if (!root) return E_INVALIDARG;
+  try {
+    return FinishOpen(CKrfRecording::OpenStorage(root), recording);
+  } catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
+  }
+}
+
+}  // namespace mlr::reader

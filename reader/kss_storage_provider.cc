@@ -1,0 +1,164 @@
+#include "reader/kss_storage_provider.h"
+
+#include <atomic>
+#include <mutex>
+#include <new>
+#include <string>
+
+#include "reader/text_convert.h"
+
+namespace mlr::reader {
+namespace {
+
+DWORD OpenMode(LONG mode) {
+  return ((mode & kKssModeReadWrite) ? STGM_READWRITE : STGM_READ) | STGM_SHARE_EXCLUSIVE;
+}
+
+class KssStorageProvider final : public IKssStorageProvider {
+ public:
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
+    if (!ppv) return E_POINTER;
+    *ppv = nullptr;
+    if (riid == IID_IUnknown || riid == IID_IDispatch || riid == IID_IKssStorageProvider) {
+      *ppv = static_cast<IKssStorageProvider*>(this);
+      AddRef();
+      return S_OK;
+    }
+    return E_NOINTERFACE;
+  }
+  ULONG STDMETHODCALLTYPE AddRef() override {
+    return refs_.fetch_add(1, std::memory_order_relaxed) + 1;
+  }
+  ULONG STDMETHODCALLTYPE Release() override {
+    const ULONG left = refs_.fetch_sub(1, std::memory_order_acq_rel) - 1;
+    if (left == 0) delete this;
+    return left;
+  }
+
+  // Automation: the provider is reached through its vtable only; late-bound
+  // callers find no members.
+  HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* pctinfo) override {
+    if (!pctinfo) return E_POINTER;
+    *pctinfo = 0;
+    return S_OK;
+  }
+  HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo** ppTInfo) override {
+    if (ppTInfo) *ppTInfo = nullptr;
+    return DISP_E_BADINDEX;
+  }
+  HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT cNames, LCID,
+                                          DISPID* rgDispId) override {
+    for (UINT i = 0; rgDispId && i < cNames; ++i) rgDispId[i] = DISPID_UNKNOWN;
+    return DISP_E_UNKNOWNNAME;
+  }
+  HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*,
+                                   EXCEPINFO*, UINT*) override {
+    return DISP_E_MEMBERNOTFOUND;
+  }
+
+  HRESULT STDMETHODCALLTYPE OpenStorage(BSTR FileName, LONG Mode, IStorage** Storage) override {
+    if (!Storage) return E_POINTER;
+    *Storage = nullptr;
+    if (!FileName) return E_INVALIDARG;
+    return StgOpenStorage(FileName, nullptr, OpenMode(Mode), nullptr, 0, Storage);
+  }
+
+  HRESULT STDMETHODCALLTYPE CreateStorage(const OLECHAR* Path, LONG, IStorage** Storage) override {
+    if (!Storage) return E_POINTER;
+    *Storage = nullptr;
+    if (!Path) return E_INVALIDARG;
+    STGOPTIONS options{};
+    options.usVersion = 1;
+    options.ulSectorSize = 4096;
+    return StgCreateStorageEx(Path, STGM_CREATE | STGM_READWRITE | STGM_SHARE_EXCLUSIVE,
+                              STGFMT_DOCFILE, 0, &options, nullptr, IID_IStorage,
+                              reinterpret_cast<void**>(Storage));
+  }
+
+  HRESULT STDMETHODCALLTYPE DeleteFile(const OLECHAR* Path) override {
+    if (!Path) return E_INVALIDARG;
+    try {
+      const std::string ansi = Utf16ToAnsi(Path);
+      return DeleteFileA(ansi.c_str()) ? S_OK : HRESULT_FROM_WIN32(GetLastError());
+    } catch (const std::bad_alloc&) {
+      return E_OUTOFMEMORY;
+    }
+  }
+
+  HRESULT STDMETHODCALLTYPE FileSize(BSTR Path, LONGLONG* Size) override {
+    if (!Size) return E_POINTER;
+    *Size = 0;
+    if (!Path) return E_INVALIDARG;
+    try {
+      const std::string ansi = Utf16ToAnsi(Path);
+      HANDLE file = CreateFileA(ansi.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+      if (file == INVALID_HANDLE_VALUE) return HRESULT_FROM_WIN32(GetLastError());
+      LARGE_INTEGER size{};
+      const BOOL ok = GetFileSizeEx(file, &size);
+      const DWORD error = GetLastError();
+      CloseHandle(file);
+      if (!ok) return HRESULT_FROM_WIN32(error);
+      *Size = size.QuadPart;
+      return S_OK;
+    } catch (const std::bad_alloc&) {
+      return E_OUTOFMEMORY;
+    }
+  }
+
+ private:
+  ~KssStorageProvider() = default;
+  std::atomic<ULONG> refs_{1};
+};
+
+// The class object: a static, never deleted.
+class KssStorageProviderFactory final : public IClassFactory {
+ public:
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
+    if (!ppv) return E_POINTER;
+    *ppv = nullptr;
+    if (riid == IID_IUnknown || riid == IID_IClassFactory) {
+      *ppv = static_cast<IClassFactory*>(this);
+      return S_OK;
+    }
+    return E_NOINTERFACE;
+  }
+  ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
+  ULONG STDMETHODCALLTYPE Release() override { return 1; }
+  HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID riid, void** ppv) override {
+    if (!ppv) return E_POINTER;
+    *ppv = nullptr;
+    if (outer) return CLASS_E_NOAGGREGATION;
+    KssStorageProvider* provider = new (std::nothrow) KssStorageProvider();
+    if (!provider) return E_OUTOFMEMORY;
+    const HRESULT hr = provider->QueryInterface(riid, ppv);
+    provider->Release();
+    return hr;
+  }
+  HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }
+};
+
+KssStorageProviderFactory g_factory;
+
+}  // namespace
+
+HRESULT RegisterKssStorageProvider() {
+  static std::once_flag once;
+  static HRESULT result = E_FAIL;
+  std::call_once(once, [] {
+    DWORD cookie = 0;
+    result = CoRegisterClassObject(CLSID_KssStorageProvider, &g_factory, CLSCTX_INPROC_SERVER,
+                                   REGCLS_MULTIPLEUSE, &cookie);
+  });
+  return result;
+}
+
+HRESULT CreateKssStorageProvider(IKssStorageProvider** provider) {
+  if (!provider) return E_POINTER;
+  *provider = nullptr;
+  (void)RegisterKssStorageProvider();
+  return CoCreateInstance(CLSID_KssStorageProvider, nullptr, CLSCTX_ALL, IID_IKssStorageProvider,
+                          reinterpret_cast<void**>(provider));
+}
+
+}  // namespace mlr::reader

@@ -1,0 +1,194 @@
+// GetMuxData and GetBestReductionFactor over builder files: full rate and
+// reduced, both index widths, the offset repair of old reduced streams,
+// argument checks and concurrent readers.
+#include <thread>
+
+#include "reader/krf_recording.h"
+#include "reader/text_convert.h"
+#include "tests/reader/reader_fixture.h"
+
+namespace mlr::reader::test {
+namespace {
+
+using mlr::testing::GroupSpec;
+using mlr::testing::RecordingSpec;
+
+// One group of three analog channels (numbers 5, 6, 9), two segments, with
+// a reduced stream at factor `f`.
+RecordingSpec ThreeChannels(uint32_t f) {
+  RecordingSpec spec;
+  GroupSpec g;
+  g.number = 2;
+  g.reduction_factor = f;
+  for (uint32_t n : {5u, 6u, 9u}) {
+    mlr::testing::ChannelSpec c;
+    c.number = n;
+    c.name = u"C" + std::u16string(1, static_cast<char16_t>(u'0' + n));
+    c.unit = u"V";
+    c.vnorms = {{0, 0, 1}};
+    g.channels.push_back(c);
+  }
+  g.hnorms = {{0, 0.01, 0}, {100, 0.01, 0}};
+  for (int seg = 0; seg < 2; ++seg) {
+    std::vector<int16_t> frames;
+    const int n = seg == 0 ? 5003 : 17;
+    for (int i = 0; i < n; ++i) {
+      for (int c = 0; c < 3; ++c) frames.push_back(static_cast<int16_t>((i * 7 + c * 1000 + seg) % 30011 - 15000));
+    }
+    g.segments.push_back(frames);
+  }
+  spec.groups = {g};
+  return spec;
+}
+
+class MuxDataTest : public ReaderTest {
+ protected:
+  void OpenSpec(const RecordingSpec& spec, const std::string& name) {
+    spec_ = spec;
+    ASSERT_EQ(Open(Write(spec, name), &recording_), S_OK);
+    group_ = Group(recording_.get(), 1);
+    ASSERT_TRUE(group_);
+    for (LONG i = 1; i <= 3; ++i) channels_.push_back(Channel(group_.get(), i));
+  }
+  const std::vector<int16_t>& Seg(size_t i) const { return spec_.groups[0].segments[i]; }
+
+  RecordingSpec spec_;
+  ComPtr<IRecording> recording_;
+  ComPtr<IChannelGroup> group_;
+  std::vector<ComPtr<IChannelInfo>> channels_;
+};
+
+TEST_F(MuxDataTest, FullRateShapesAndValues) {
+  OpenSpec(ThreeChannels(1), "full");
+  // One channel: a vector from 0.
+  Mux one = GetMux(group_.get(), {channels_[1].get()}, 1, 10, 4, 1);
+  ASSERT_EQ(one.hr, S_OK);
+  EXPECT_EQ(one.dims, 1u);
+  EXPECT_EQ(one.lower, 0);
+  EXPECT_EQ(one.values, Pick(Seg(0), 3, {1}, 9, 4));
+  // Channels in another order: two dimensions from 1, channels fastest.
+  Mux two = GetMux(group_.get(), {channels_[2].get(), channels_[0].get()}, 1, 1, 5000, 1);
+  ASSERT_EQ(two.hr, S_OK);
+  EXPECT_EQ(two.dims, 2u);
+  EXPECT_EQ(two.lower, 1);
+  EXPECT_EQ(two.extents, (std::vector<LONG>{2, 5000}));  // spans more than one 4096-frame block
+  EXPECT_EQ(two.values, Pick(Seg(0), 3, {2, 0}, 0, 5000));
+  // Second segment, to its end: the count is cut to what the normset holds;
+  // FirstSample = Length gives one item.
+  Mux tail = GetMux(group_.get(), {channels_[0].get()}, 2, 10, 100, 1);
+  EXPECT_EQ(tail.values, Pick(Seg(1), 3, {0}, 9, 8));
+  Mux last = GetMux(group_.get(), {channels_[0].get()}, 2, 17, 100, 1);
+  EXPECT_EQ(last.values, Pick(Seg(1), 3, {0}, 16, 1));
+}
+
+TEST_F(MuxDataTest, ArgumentChecks) {
+  OpenSpec(ThreeChannels(1), "args");
+  std::vector<IChannelInfo*> all = {channels_[0].get()};
+  EXPECT_EQ(GetMux(group_.get(), all, 1, 0, 1, 1).hr, E_INVALIDARG);
+  EXPECT_EQ(GetMux(group_.get(), all, 1, 1, 1, 0).hr, E_INVALIDARG);
+  EXPECT_EQ(GetMux(group_.get(), all, 0, 1, 1, 1).hr, E_INVALIDARG);
+  EXPECT_EQ(GetMux(group_.get(), all, 3, 1, 1, 1).hr, E_INVALIDARG);
+  SAFEARRAY* list = nullptr;
+  EXPECT_EQ(group_->GetMuxData(&list, 1, 1, 1, 1, nullptr), E_POINTER);
+  SAFEARRAY* result = nullptr;
+  EXPECT_EQ(group_->GetMuxData(&list, 1, 1, 1, 1, &result), E_INVALIDARG);
+
+  // A channel of another group fails the call.
+  RecordingSpec other = ThreeChannels(1);
+  ComPtr<IRecording> second;
+  ASSERT_EQ(Open(Write(other, "other"), &second), S_OK);
+  ComPtr<IChannelInfo> foreign = Channel(Group(second.get(), 1).get(), 1);
+  EXPECT_EQ(GetMux(group_.get(), {channels_[0].get(), foreign.get()}, 1, 1, 1, 1).hr, E_FAIL);
+}
+
+TEST_F(MuxDataTest, ReducedPairsAndBestFactor) {
+  OpenSpec(ThreeChannels(500), "reduced");
+  LONG f = 499;
+  group_->GetBestReductionFactor(1, &f);
+  EXPECT_EQ(f, 499);
+  f = 1200;
+  group_->GetBestReductionFactor(1, &f);
+  EXPECT_EQ(f, 1000);
+  EXPECT_EQ(group_->GetBestReductionFactor(1, nullptr), E_POINTER);
+
+  // Reduction = F returns (max, min) pairs of the stored reduced frames; the
+  // first sample falls into reduced frame (1001 - 1) / 500 = 2.
+  Mux r = GetMux(group_.get(), {channels_[1].get()}, 1, 1001, 100, 500);
+  ASSERT_EQ(r.hr, S_OK);
+  EXPECT_EQ(r.dims, 2u);
+  EXPECT_EQ(r.extents, (std::vector<LONG>{2, 9}));  // (5003 - 1001) / 500 + 1
+  std::vector<int16_t> reduced =
+      mlr::testing::ReduceFrames(Seg(0), 3, {false, false, false}, 500);
+  std::vector<int16_t> expected;
+  for (size_t k = 2; k < 11; ++k) {
+    expected.push_back(reduced[k * 6 + 2]);
+    expected.push_back(reduced[k * 6 + 3]);
+  }
+  EXPECT_EQ(r.values, expected);
+}
+
+TEST_F(MuxDataTest, MissingReducedStreamMeansFactorOne) {
+  RecordingSpec spec = ThreeChannels(500);
+  spec.groups[0].write_reduced = false;
+  OpenSpec(spec, "noreduced");
+  LONG f = 1200;
+  group_->GetBestReductionFactor(1, &f);
+  EXPECT_EQ(f, 1200);
+}
+
+TEST_F(MuxDataTest, WideIndexOfConvertedFiles) {
+  RecordingSpec spec = ThreeChannels(10);
+  spec.version = 0x30000;
+  spec.wide_index = true;
+  OpenSpec(spec, "wide");
+  Mux full = GetMux(group_.get(), {channels_[0].get()}, 2, 1, 17, 1);
+  EXPECT_EQ(full.values, Pick(Seg(1), 3, {0}, 0, 17));
+  Mux red = GetMux(group_.get(), {channels_[0].get()}, 2, 1, 2, 10);
+  std::vector<int16_t> reduced = mlr::testing::ReduceFrames(Seg(1), 3, {false, false, false}, 10);
+  EXPECT_EQ(red.values, (std::vector<int16_t>{reduced[0], reduced[1], reduced[6], reduced[7]}));
+}
+
+TEST_F(MuxDataTest, OffsetRepairOfOldReducedStreams) {
+  RecordingSpec spec = ThreeChannels(10);
+  spec.version.reset();  // unversioned: the builder writes old-style offsets
+  OpenSpec(spec, "old");
+  std::vector<int16_t> reduced = mlr::testing::ReduceFrames(Seg(1), 3, {false, false, false}, 10);
+  Mux red = GetMux(group_.get(), {channels_[2].get()}, 2, 11, 1, 10);
+  EXPECT_EQ(red.values, (std::vector<int16_t>{reduced[6 + 4], reduced[6 + 5]}));
+
+  // One byte more: the offsets are used as stored (so they point into the
+  // index), and the data read differ.
+  testing::FileTree tree = testing::BuildTree(spec);
+  for (auto& e : tree.entries) {
+    if (e.path == "Data/ChGroup2/MuxData10") e.bytes.push_back(0);
+  }
+  ComPtr<IRecording> r2;
+  ASSERT_EQ(Open(WriteTree(tree, "old_plus_one"), &r2), S_OK);
+  ComPtr<IChannelGroup> g2 = Group(r2.get(), 1);
+  Mux off = GetMux(g2.get(), {Channel(g2.get(), 3).get()}, 2, 11, 1, 10);
+  ASSERT_EQ(off.hr, S_OK);
+  EXPECT_NE(off.values, red.values);
+}
+
+TEST_F(MuxDataTest, ConcurrentReadersGetTheirOwnFrames) {
+  OpenSpec(ThreeChannels(1), "threads");
+  std::vector<std::thread> threads;
+  std::vector<bool> ok(4, false);
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&, t] {
+      bool all = true;
+      for (int round = 0; round < 30; ++round) {
+        const LONG first = 1 + (t * 977 + round * 131) % 4000;
+        Mux m = GetMux(group_.get(), {channels_[static_cast<size_t>(t % 3)].get()}, 1, first, 700, 1);
+        all = all && m.values == Pick(Seg(0), 3, {static_cast<size_t>(t % 3)},
+                                      static_cast<size_t>(first - 1), 700);
+      }
+      ok[static_cast<size_t>(t)] = all;
+    });
+  }
+  for (auto& th : threads) th.join();
+  EXPECT_EQ(ok, std::vector<bool>(4, true));
+}
+
+}  // namespace
+}  // namespace mlr::reader::test

@@ -1,0 +1,125 @@
+#include "tests/reader/reader_fixture.h"
+
+#include <stdlib.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "reader/krf_loader.h"
+#include "reader/text_convert.h"
+#include "testing/krf_writer.h"
+
+namespace mlr::reader::test {
+
+void ReaderTest::SetUp() {
+  CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+  char name[] = "/tmp/reader_test_XXXXXX";
+  ASSERT_NE(mkdtemp(name), nullptr);
+  dir_ = name;
+}
+
+void ReaderTest::TearDown() {
+  std::error_code ec;
+  std::filesystem::remove_all(dir_, ec);
+  CoUninitialize();
+}
+
+std::string ReaderTest::WriteTree(const mlr::testing::FileTree& tree, const std::string& name) {
+  const std::string path = dir_ + "/" + name + ".krf";
+  EXPECT_EQ(mlr::testing::WriteRecordingFile(path, tree), S_OK) << path;
+  if (const char* corpus = getenv("MLR_CORPUS_DIR")) {
+    std::error_code ec;
+    const std::string seeds = std::string(corpus) + "/reader";
+    std::filesystem::create_directories(seeds, ec);
+    const ::testing::TestInfo* info = ::testing::UnitTest::GetInstance()->current_test_info();
+    std::filesystem::copy_file(
+        path, seeds + "/" + info->test_suite_name() + "_" + info->name() + "_" + name + ".krf",
+        std::filesystem::copy_options::overwrite_existing, ec);
+  }
+  return path;
+}
+
+std::string ReaderTest::Write(const mlr::testing::RecordingSpec& spec, const std::string& name) {
+  return WriteTree(mlr::testing::BuildTree(spec), name);
+}
+
+HRESULT ReaderTest::Open(const std::string& path, ComPtr<IRecording>* recording) {
+  ComPtr<IClassFactory> factory;
+  HRESULT hr = DllGetClassObject(CLSID_KrfLoader, IID_IClassFactory, factory.put_void());
+  if (FAILED(hr)) return hr;
+  ComPtr<IKrfLoader> loader;
+  hr = factory->CreateInstance(nullptr, IID_IKrfLoader, loader.put_void());
+  if (FAILED(hr)) return hr;
+  BSTR name = SysAllocString(AnsiToUtf16(path).c_str());
+  hr = loader->OpenRecording(name, recording->put());
+  SysFreeString(name);
+  return hr;
+}
+
+ComPtr<IChannelGroup> ReaderTest::Group(IRecording* r, LONG index) {
+  ComPtr<IChannelGroups> groups;
+  ComPtr<IChannelGroup> group;
+  if (SUCCEEDED(r->get_ChannelGroups(groups.put())) && groups) groups->get_Item(index, group.put());
+  return group;
+}
+
+ComPtr<IChannelInfo> ReaderTest::Channel(IChannelGroup* g, LONG index) {
+  ComPtr<IChannelInfos> infos;
+  ComPtr<IChannelInfo> info;
+  if (SUCCEEDED(g->get_ChannelInfos(infos.put())) && infos) infos->get_Item(index, info.put());
+  return info;
+}
+
+ReaderTest::Mux ReaderTest::GetMux(IChannelGroup* g, const std::vector<IChannelInfo*>& channels,
+                                   LONG hnorm, LONG first, LONG count, LONG reduction) {
+  Mux mux;
+  SAFEARRAY* list = SafeArrayCreateVector(VT_DISPATCH, 0, static_cast<ULONG>(channels.size()));
+  for (LONG i = 0; i < static_cast<LONG>(channels.size()); ++i) {
+    SafeArrayPutElement(list, &i, static_cast<IDispatch*>(channels[static_cast<size_t>(i)]));
+  }
+  SAFEARRAY* result = nullptr;
+  mux.hr = g->GetMuxData(&list, hnorm, first, count, reduction, &result);
+  SafeArrayDestroy(list);
+  if (FAILED(mux.hr) || !result) return mux;
+  mux.dims = SafeArrayGetDim(result);
+  SafeArrayGetLBound(result, 1, &mux.lower);
+  size_t total = 1;
+  for (UINT d = 1; d <= mux.dims; ++d) {
+    LONG lo = 0, hi = -1;
+    SafeArrayGetLBound(result, d, &lo);
+    SafeArrayGetUBound(result, d, &hi);
+    mux.extents.push_back(hi - lo + 1);
+    total *= static_cast<size_t>(hi - lo + 1);
+  }
+  void* data = nullptr;
+  if (SUCCEEDED(SafeArrayAccessData(result, &data))) {
+    const int16_t* v = static_cast<const int16_t*>(data);
+    mux.values.assign(v, v + total);
+    SafeArrayUnaccessData(result);
+  }
+  SafeArrayDestroy(result);
+  return mux;
+}
+
+std::vector<int16_t> Pick(const std::vector<int16_t>& frames, size_t width,
+                          const std::vector<size_t>& picks, size_t first, size_t count) {
+  std::vector<int16_t> out;
+  for (size_t f = first; f < first + count; ++f) {
+    for (size_t p : picks) out.push_back(frames[f * width + p]);
+  }
+  return out;
+}
+
+std::string Name(IChannelInfo* channel, LONG bit) {
+  VARIANT v;
+  VariantInit(&v);
+  v.vt = VT_I4;
+  v.lVal = bit;
+  BSTR name = nullptr;
+  channel->get_Name(v, &name);
+  std::string text = Utf16ToAnsi(name);
+  SysFreeString(name);
+  return text;
+}
+
+}  // namespace mlr::reader::test

@@ -1,0 +1,278 @@
+// The reader's objects over files written by the test builder: opening,
+// the recording's description, groups, channels and collections.
+#include <sys/stat.h>
+
+#include <cstring>
+#include <fstream>
+
+#include "reader/krf_recording.h"
+#include "reader/text_convert.h"
+#include "tests/reader/reader_fixture.h"
+
+namespace mlr::reader::test {
+namespace {
+
+using mlr::testing::RecordingSpec;
+using mlr::testing::SampleRecording;
+
+std::string Text(BSTR b) {
+  std::string s = Utf16ToAnsi(b);
+  SysFreeString(b);
+  return s;
+}
+
+TEST_F(ReaderTest, OpenFailuresReturnStatusAndNull) {
+  ComPtr<IRecording> r;
+  EXPECT_EQ(Open(dir_ + "/missing.krf", &r), STG_E_FILENOTFOUND);
+  EXPECT_FALSE(r);
+
+  const std::string plain = dir_ + "/plain.krf";
+  std::ofstream(plain) << "not a compound file at all, just text";
+  EXPECT_TRUE(FAILED(Open(plain, &r)));
+  EXPECT_FALSE(r);
+
+  RecordingSpec no_data;
+  no_data.write_data = false;
+  no_data.overrides["Other"] = std::vector<uint8_t>{1, 2, 3};
+  EXPECT_EQ(Open(Write(no_data, "nodata"), &r), STG_E_FILENOTFOUND);
+  EXPECT_FALSE(r);
+}
+
+TEST_F(ReaderTest, DescriptionOfTheSample) {
+  ComPtr<IRecording> r;
+  ASSERT_EQ(Open(Write(SampleRecording(), "sample"), &r), S_OK);
+  BSTR b = nullptr;
+  r->get_Title(&b);
+  EXPECT_EQ(Text(b), "sample");
+  r->get_Extension(&b);
+  EXPECT_EQ(Text(b), "krf");
+  r->get_Location(&b);
+  EXPECT_EQ(Text(b), dir_);
+  r->get_Comment(&b);
+  EXPECT_EQ(Text(b), "Bench test run 7, pump start-up");
+  r->get_XUnits(&b);
+  EXPECT_EQ(Text(b), "s");
+  double d = 0;
+  r->get_TimePerDivisionHint(&d);
+  EXPECT_EQ(d, 0.5);
+  SHORT year = 0, day = 0;
+  r->get_UTCYear(&year);
+  r->get_UTCYearDay(&day);
+  EXPECT_EQ(year, 2004);
+  EXPECT_EQ(day, 132);
+  EXPECT_EQ(r->get_Title(nullptr), E_POINTER);
+
+  ComPtr<IChannelGroups> groups;
+  ASSERT_EQ(r->get_ChannelGroups(groups.put()), S_OK);
+  LONG count = 0;
+  groups->get_Count(&count);
+  EXPECT_EQ(count, 2);
+
+  // Group 1: two analog channels and an event channel.
+  ComPtr<IChannelGroup> g1 = Group(r.get(), 1);
+  ComPtr<IChannelInfos> infos;
+  g1->get_ChannelInfos(infos.put());
+  infos->get_Count(&count);
+  EXPECT_EQ(count, 3);
+  ComPtr<IChannelInfo> pressure = Channel(g1.get(), 1);
+  EXPECT_EQ(Name(pressure.get()), "Pressure");
+  pressure->get_YUnits(&b);
+  EXPECT_EQ(Text(b), "bar");
+  ComPtr<IVNorms> vnorms;
+  pressure->get_VNorms(vnorms.put());
+  vnorms->get_Count(&count);
+  EXPECT_EQ(count, 2);
+  ComPtr<IChannelInfo> events = Channel(g1.get(), 3);
+  VARIANT_BOOL is_event = VARIANT_FALSE;
+  events->get_EventChannel(&is_event);
+  EXPECT_NE(is_event, VARIANT_FALSE);
+  EXPECT_EQ(Name(events.get(), 1), "Pump on");
+  EXPECT_EQ(Name(events.get(), 3), "");
+  EXPECT_EQ(Name(events.get(), 4), "Alarm");
+
+  // Group 2 ("ChGroup3"): the channel with present flag 0 is left out.
+  ComPtr<IChannelGroup> g2 = Group(r.get(), 2);
+  infos.reset();
+  g2->get_ChannelInfos(infos.put());
+  infos->get_Count(&count);
+  EXPECT_EQ(count, 1);
+  ComPtr<IHNorms> hnorms;
+  g2->get_HNorms(hnorms.put());
+  hnorms->get_Count(&count);
+  EXPECT_EQ(count, 1);
+  ComPtr<IHNorm> h;
+  hnorms->get_Item(1, h.put());
+  LONG length = 0;
+  h->get_Length(&length);
+  EXPECT_EQ(length, 27);
+}
+
+TEST_F(ReaderTest, MissingIntern01GivesDefaultStartAndUnknownVersion) {
+  RecordingSpec spec = SampleRecording();
+  spec.write_intern = false;
+  spec.app_name.reset();
+  CKrfRecording* rec = nullptr;
+  const std::u16string path = AnsiToUtf16(Write(spec, "nointern"));
+  rec = CKrfRecording::Open(path.c_str());
+  ASSERT_EQ(rec->open_result(), S_OK);
+  EXPECT_EQ(rec->version(), 0xFFFFFFFFu);
+  double hint = 0;
+  rec->get_TimePerDivisionHint(&hint);
+  EXPECT_EQ(hint, 1.0);
+  rec->Release();
+}
+
+TEST_F(ReaderTest, CollectionsAndLinks) {
+  ComPtr<IRecording> r;
+  ASSERT_EQ(Open(Write(SampleRecording(), "sample"), &r), S_OK);
+
+  ComPtr<IUnknown> unknown;
+  ASSERT_EQ(r->get_Collection(kalRecColMarkers, unknown.put()), S_OK);
+  ComPtr<ITimemarks> marks;
+  unknown->QueryInterface(IID_ITimemarks, marks.put_void());
+  LONG count = 0;
+  marks->get_Count(&count);
+  EXPECT_EQ(count, 2);  // the record with flag 0 is not a marker
+
+  unknown.reset();
+  r->get_Collection(kalRecColBookmarks, unknown.put());
+  unknown->QueryInterface(IID_ITimemarks, marks.put_void());
+  marks->get_Count(&count);
+  EXPECT_EQ(count, 2);
+
+  unknown.reset();
+  r->get_Collection(kalRecColTriggers, unknown.put());
+  unknown->QueryInterface(IID_ITimemarks, marks.put_void());
+  marks->get_Count(&count);
+  ASSERT_EQ(count, 3);
+  // Trigger 2 (source 3, group 1, channel number 2) links to "Flow"; trigger
+  // 3 names a channel number nobody has.
+  std::vector<std::string> linked;
+  for (LONG i = 1; i <= count; ++i) {
+    ComPtr<IUnknown> item;
+    marks->get_Item(i, item.put());
+    ComPtr<ITriggerInfo> t;
+    item->QueryInterface(IID_ITriggerInfo, t.put_void());
+    ComPtr<IChannelInfo> info;
+    t->get_ChannelInfo(info.put());
+    linked.push_back(info ? Name(info.get()) : "-");
+  }
+  EXPECT_EQ(linked, (std::vector<std::string>{"-", "Flow", "-"}));
+
+  // Physical channels: linked by name to the stored channel; the input whose
+  // data were not stored has no channel.
+  unknown.reset();
+  r->get_Collection(kalRecColPhysicalChannelConfig, unknown.put());
+  ComPtr<IPhysicalChannels> pcs;
+  ASSERT_TRUE(unknown);
+  unknown->QueryInterface(IID_IPhysicalChannels, pcs.put_void());
+  pcs->get_Count(&count);
+  EXPECT_EQ(count, 4);
+  ComPtr<IChannelInfo> found;
+  EXPECT_EQ(pcs->FindChannelInfo(3, 7, found.put()), S_OK);
+  ASSERT_TRUE(found);
+  EXPECT_EQ(Name(found.get()), "Temperature");
+  found.reset();
+  EXPECT_EQ(pcs->FindChannelInfo(2, 1, found.put()), S_OK);
+  EXPECT_FALSE(found);
+
+  // Display pages: two pages, the second without trace assignment; each
+  // request builds a new collection.
+  unknown.reset();
+  r->get_Collection(kalRecColDisplayPages, unknown.put());
+  ComPtr<IDisplayPages> pages;
+  ASSERT_TRUE(unknown);
+  unknown->QueryInterface(IID_IDisplayPages, pages.put_void());
+  pages->get_Count(&count);
+  ASSERT_EQ(count, 2);
+  ComPtr<IDisplayPage> page;
+  pages->get_Item(1, page.put());
+  ComPtr<IUnknown> blob;
+  page->get_PageSetup(blob.put());
+  ComPtr<IStream> stream;
+  blob->QueryInterface(IID_IStream, stream.put_void());
+  uint8_t bytes[8] = {};
+  ULONG got = 0;
+  LARGE_INTEGER zero{};
+  stream->Seek(zero, STREAM_SEEK_SET, nullptr);
+  stream->Read(bytes, sizeof bytes, &got);
+  EXPECT_EQ(got, 4u);
+  EXPECT_EQ(bytes[3], 4);
+  page.reset();
+  pages->get_Item(2, page.put());
+  blob.reset();
+  EXPECT_EQ(page->get_TraceAssignment(blob.put()), S_OK);
+  EXPECT_FALSE(blob);
+}
+
+TEST_F(ReaderTest, VoicemarkData) {
+  ComPtr<IRecording> r;
+  RecordingSpec spec = SampleRecording();
+  spec.voicemarks[0].sound.resize(10);
+  for (int i = 0; i < 10; ++i) spec.voicemarks[0].sound[static_cast<size_t>(i)] = static_cast<uint8_t>(i + 1);
+  ASSERT_EQ(Open(Write(spec, "voice"), &r), S_OK);
+  ComPtr<IUnknown> unknown;
+  r->get_Collection(kalRecColVoicemarks, unknown.put());
+  ComPtr<IVoiceMarks> marks;
+  ASSERT_TRUE(unknown);
+  unknown->QueryInterface(IID_IVoiceMarks, marks.put_void());
+  ComPtr<IUnknown> item;
+  marks->get_Item(1, item.put());
+  ComPtr<IVoiceMark> mark;
+  item->QueryInterface(IID_IVoiceMark, mark.put_void());
+  LONG length = 0;
+  mark->get_Length(&length);
+  EXPECT_EQ(length, 10);
+  VARIANT v;
+  VariantInit(&v);
+  // GetData(1, 9) on a 10-sample mark gives all 10 samples.
+  ASSERT_EQ(mark->GetData(1, 9, &v), S_OK);
+  ASSERT_EQ(v.vt, VT_ARRAY | VT_I1);
+  LONG hi = 0;
+  SafeArrayGetUBound(v.parray, 1, &hi);
+  EXPECT_EQ(hi, 9);
+  LONG at = 9;
+  int8_t last = 0;
+  SafeArrayGetElement(v.parray, &at, &last);
+  EXPECT_EQ(last, 10);
+  VariantClear(&v);
+  EXPECT_EQ(mark->GetData(11, 1, &v), S_OK);
+  EXPECT_EQ(v.vt, VT_EMPTY);
+  EXPECT_EQ(mark->GetData(0, 1, &v), E_INVALIDARG);
+  EXPECT_EQ(mark->Remove(), E_NOTIMPL);
+  item.reset();
+  EXPECT_EQ(marks->get_Item(2, item.put()), S_OK);
+  EXPECT_FALSE(item);
+}
+
+TEST_F(ReaderTest, MalformedStreamsEndListsSilently) {
+  RecordingSpec spec = SampleRecording();
+  spec.overrides["Data/Markers01"] = std::vector<uint8_t>{0xFF, 0xFF, 0xFF, 0x7F, 1, 2};
+  spec.overrides["Data/Triggers01"] = std::vector<uint8_t>{5, 0, 0, 0, 24, 0};
+  spec.overrides["Data/Bookmarks01"] = std::nullopt;
+  spec.overrides["Data/ChGroup1/HNorms02"] = std::vector<uint8_t>{0xFF, 0xFF, 0xFF, 0xFF};
+  spec.overrides["Data/ChGroup3/Channel7/Intern01"] = std::vector<uint8_t>{0, 0, 0xFF, 0xFF};
+  ComPtr<IRecording> r;
+  ASSERT_EQ(Open(Write(spec, "malformed"), &r), S_OK);
+  for (kalRecordingCollection type : {kalRecColMarkers, kalRecColBookmarks, kalRecColTriggers}) {
+    ComPtr<IUnknown> unknown;
+    ASSERT_EQ(r->get_Collection(type, unknown.put()), S_OK);
+    ComPtr<ITimemarks> marks;
+    unknown->QueryInterface(IID_ITimemarks, marks.put_void());
+    LONG count = -1;
+    marks->get_Count(&count);
+    EXPECT_EQ(count, 0) << type;
+  }
+  ComPtr<IChannelGroup> g1 = Group(r.get(), 1);
+  ComPtr<IHNorms> hnorms;
+  g1->get_HNorms(hnorms.put());
+  LONG count = -1;
+  hnorms->get_Count(&count);
+  EXPECT_EQ(count, 0);
+  ComPtr<IChannelInfo> c = Channel(Group(r.get(), 2).get(), 1);
+  ASSERT_TRUE(c);
+  EXPECT_EQ(Name(c.get()), "");
+}
+
+}  // namespace
+}  // namespace mlr::reader::test

@@ -1,0 +1,199 @@
+// The upgrade of old files: eligibility, void runs in the normsets, the
+// write-back, the version stamp and the file times; and the read-only
+// paths that never write.
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstring>
+#include <ctime>
+
+#include "reader/byte_reader.h"
+#include "reader/krf_channel_group.h"
+#include "reader/krf_channel_info.h"
+#include "reader/krf_loader.h"
+#include "reader/krf_recording.h"
+#include "reader/normset_records.h"
+#include "reader/recording_properties.h"
+#include "reader/stream_io.h"
+#include "reader/text_convert.h"
+#include "tests/reader/reader_fixture.h"
+
+namespace mlr::reader::test {
+namespace {
+
+using mlr::testing::GroupSpec;
+using mlr::testing::RecordingSpec;
+
+constexpr int16_t V = -32768;
+
+bool IsVoid(double d) {
+  uint64_t bits;
+  std::memcpy(&bits, &d, sizeof bits);
+  return bits == 0x7FFFFFFFFFFFFFFFull;
+}
+
+// An old file: no version record, written by an eligible application. One
+// group of an analog channel (leading void run of 3 samples, two normset
+// rows with a void run around the second row's start at t = 0.5) and an
+// event channel full of "void" words (never touched).
+RecordingSpec OldFile() {
+  RecordingSpec spec;
+  spec.version.reset();
+  spec.app_name = "Kalvern Acquisition";
+  spec.year = 2001;
+  spec.day = 100;
+  spec.time_of_day = 7200.0;
+  GroupSpec g;
+  g.number = 1;
+  mlr::testing::ChannelSpec a;
+  a.number = 1;
+  a.name = u"A";
+  a.unit = u"V";
+  a.vnorms = {{0.0, 0.0, 1.0}, {0.5, 1.0, 2.0}};
+  mlr::testing::ChannelSpec e;
+  e.number = 2;
+  e.event = true;
+  e.bits = {u"b1"};
+  g.channels = {a, e};
+  g.hnorms = {{0.0, 0.1, 0}};
+  std::vector<int16_t> frames;
+  for (int i = 0; i < 10; ++i) {
+    const bool void_sample = i < 3 || i == 4 || i == 5;
+    frames.push_back(void_sample ? V : static_cast<int16_t>(i));
+    frames.push_back(V);
+  }
+  g.segments = {frames};
+  spec.groups = {g};
+  return spec;
+}
+
+std::vector<VNormRow> StoredVNorms(const std::string& path) {
+  ComPtr<IStorage> root, data, group, channel;
+  const std::u16string wide = AnsiToUtf16(path);
+  std::vector<uint8_t> bytes;
+  const DWORD mode = STGM_READ | STGM_SHARE_EXCLUSIVE;
+  if (SUCCEEDED(StgOpenStorage(wide.c_str(), nullptr, mode, nullptr, 0, root.put())) &&
+      SUCCEEDED(root->OpenStorage(u"Data", nullptr, mode, nullptr, 0, data.put())) &&
+      SUCCEEDED(data->OpenStorage(u"ChGroup1", nullptr, mode, nullptr, 0, group.put())) &&
+      SUCCEEDED(group->OpenStorage(u"Channel1", nullptr, mode, nullptr, 0, channel.put()))) {
+    ReadNamedStream(channel.get(), u"VNorms01", mode, &bytes);
+  }
+  return DecodeVNorms(bytes.data(), bytes.size());
+}
+
+uint32_t StoredVersion(const std::string& path) {
+  ComPtr<IStorage> root, data;
+  const std::u16string wide = AnsiToUtf16(path);
+  std::vector<uint8_t> bytes;
+  const DWORD mode = STGM_READ | STGM_SHARE_EXCLUSIVE;
+  if (SUCCEEDED(StgOpenStorage(wide.c_str(), nullptr, mode, nullptr, 0, root.put())) &&
+      SUCCEEDED(root->OpenStorage(u"Data", nullptr, mode, nullptr, 0, data.put()))) {
+    ReadNamedStream(data.get(), u"Intern01", mode, &bytes);
+  }
+  return DecodeRecordingProperties(bytes.data(), bytes.size()).version;
+}
+
+TEST_F(ReaderTest, UpgradeMarksVoidRunsStampsVersionAndResetsFileTimes) {
+  const std::string path = Write(OldFile(), "old");
+  const std::u16string wide = AnsiToUtf16(path);
+  CKrfRecording* rec = CKrfRecording::Open(wide.c_str());
+  ASSERT_EQ(rec->open_result(), S_OK);
+  EXPECT_TRUE(rec->upgraded());
+  EXPECT_TRUE(rec->modified());
+  EXPECT_EQ(rec->version(), 0x20000u);
+  SHORT year = 0, day = 0;
+  double seconds = 0;
+  rec->get_UTCYear(&year);
+  rec->get_UTCYearDay(&day);
+  rec->get_UTCTimeOfDay(&seconds);
+  rec->Release();
+
+  const std::vector<VNormRow> rows = StoredVNorms(path);
+  // Leading run [0, 0.3) and the run around 0.5 ([0.4, 0.6)) are void; the
+  // scaling of each row continues after its run.
+  ASSERT_EQ(rows.size(), 4u);
+  EXPECT_TRUE(IsVoid(rows[0].y_step));
+  EXPECT_DOUBLE_EQ(rows[0].start_time, 0.0);
+  EXPECT_DOUBLE_EQ(rows[1].start_time, 0.3);
+  EXPECT_EQ(rows[1].y_step, 1.0);
+  EXPECT_DOUBLE_EQ(rows[2].start_time, 0.4);
+  EXPECT_TRUE(IsVoid(rows[2].y_step));
+  EXPECT_DOUBLE_EQ(rows[3].start_time, 0.6);
+  EXPECT_EQ(rows[3].y_step, 2.0);
+  EXPECT_EQ(StoredVersion(path), 0x20000u);
+
+  // The file's times are the recording's UTC start.
+  struct stat st {};
+  ASSERT_EQ(stat(path.c_str(), &st), 0);
+  struct tm start {};
+  start.tm_year = year - 1900;
+  start.tm_mday = day;  // timegm normalises day-of-January to the date
+  start.tm_sec = static_cast<int>(std::lround(seconds));
+  EXPECT_EQ(st.st_mtime, timegm(&start));
+  EXPECT_EQ(st.st_atime, timegm(&start));
+
+  // A second open finds the stamp and changes nothing.
+  rec = CKrfRecording::Open(wide.c_str());
+  EXPECT_FALSE(rec->upgraded());
+  rec->Release();
+}
+
+TEST_F(ReaderTest, NoUpgradeForStampedFilesOrOtherApplications) {
+  RecordingSpec stamped = OldFile();
+  stamped.version = 0x20000;
+  RecordingSpec foreign = OldFile();
+  foreign.app_name = "Kalvern Acquisition 2";
+  for (const auto& [spec, name] : {std::make_pair(stamped, "stamped"),
+                                   std::make_pair(foreign, "foreign")}) {
+    const std::string path = Write(spec, name);
+    const std::u16string wide = AnsiToUtf16(path);
+    CKrfRecording* rec = CKrfRecording::Open(wide.c_str());
+    ASSERT_EQ(rec->open_result(), S_OK);
+    EXPECT_FALSE(rec->upgraded()) << name;
+    rec->Release();
+    EXPECT_EQ(StoredVNorms(path).size(), 2u) << name;
+  }
+}
+
+TEST_F(ReaderTest, ReadOnlyStorageIsNeverWritten) {
+  const std::string path = Write(OldFile(), "old_ro");
+  struct stat before {};
+  ASSERT_EQ(stat(path.c_str(), &before), 0);
+  const std::u16string wide = AnsiToUtf16(path);
+  ComPtr<IStorage> root;
+  ASSERT_EQ(StgOpenStorage(wide.c_str(), nullptr, STGM_READ | STGM_SHARE_EXCLUSIVE, nullptr, 0,
+                           root.put()),
+            S_OK);
+  ComPtr<IRecording> r;
+  ASSERT_EQ(OpenRecordingOnStorage(root.get(), r.put()), S_OK);
+  // The normsets answer the upgraded view; the file keeps its bytes.
+  ComPtr<IVNorms> vnorms;
+  Channel(Group(r.get(), 1).get(), 1)->get_VNorms(vnorms.put());
+  LONG count = 0;
+  vnorms->get_Count(&count);
+  EXPECT_EQ(count, 4);
+  vnorms.reset();  // any held child keeps the recording, and so the file, open
+  r.reset();
+  root.reset();
+  EXPECT_EQ(StoredVNorms(path).size(), 2u);
+  EXPECT_EQ(StoredVersion(path), 0xFFFFFFFFu);
+  struct stat after {};
+  ASSERT_EQ(stat(path.c_str(), &after), 0);
+  EXPECT_EQ(after.st_mtime, before.st_mtime);
+}
+
+TEST_F(ReaderTest, ReadOnlyFileOpensThroughTheRetry) {
+  if (geteuid() == 0) GTEST_SKIP() << "root may write any file";
+  const std::string path = Write(OldFile(), "old_mode");
+  ASSERT_EQ(chmod(path.c_str(), 0444), 0);
+  const std::u16string wide = AnsiToUtf16(path);
+  CKrfRecording* rec = CKrfRecording::Open(wide.c_str());
+  EXPECT_EQ(rec->open_result(), S_OK);
+  EXPECT_EQ(rec->open_mode() & (STGM_WRITE | STGM_READWRITE), 0u);
+  rec->Release();
+  EXPECT_EQ(StoredVersion(path), 0xFFFFFFFFu);
+}
+
+}  // namespace
+}  // namespace mlr::reader::test

@@ -1,0 +1,28 @@
+// krf sample FILE: writes the bundled sample recording (two groups at
+// different rates, analog and event channels, every collection), made by
+// the test builder.
+#include <cstdio>
+#include <string>
+
+#include "testing/krf_writer.h"
+#include "tools/krf/command.h"
+#include "tools/krf/hresult_names.h"
+
+namespace {
+
+const krf::Registrar kSample("sample", "Write the bundled sample recording to FILE",
+                             [](CLI::App& app) {
+  auto file = std::make_shared<std::string>();
+  app.add_option("FILE", *file, "file to create (replaced when it exists)")->required();
+  return [file]() {
+    const HRESULT hr = mlr::testing::WriteRecordingFile(*file, mlr::testing::SampleRecording());
+    if (FAILED(hr)) {
+      std::fprintf(stderr, "krf: %s: cannot write the sample: %s\n", file->c_str(),
+                   krf::HResultText(hr).c_str());
+      return 1;
+    }
+    return 0;
+  };
+});
+
+}  // namespace
