@@ -245,6 +245,62 @@ TEST_F(ReaderTest, VoicemarkData) {
   EXPECT_FALSE(item);
 }
 
+TEST_F(ReaderTest, VoicemarkShapesAndMissingSound) {
+  RecordingSpec spec = SampleRecording();
+  mlr::testing::VoicemarkSpec stereo;
+  stereo.stream_number = 7;
+  stereo.bits_per_sample = 16;
+  stereo.channels = 2;
+  stereo.time = 1.5;
+  for (int i = 0; i < 40; ++i) stereo.sound.push_back(static_cast<uint8_t>(i));  // 10 frames
+  mlr::testing::VoicemarkSpec lost = stereo;
+  lost.stream_number = 8;
+  spec.voicemarks = {stereo, lost};
+  spec.overrides["Data/Voicemarks/Voicemark8"] = std::nullopt;
+  ComPtr<IRecording> r;
+  ASSERT_EQ(Open(Write(spec, "voices"), &r), S_OK);
+  ComPtr<IUnknown> unknown;
+  r->get_Collection(kalRecColVoicemarks, unknown.put());
+  ComPtr<IVoiceMarks> marks;
+  unknown->QueryInterface(IID_IVoiceMarks, marks.put_void());
+  LONG first = 0, last = 0;
+  marks->GetIndicesFromTime(1.0, 2.0, &first, &last);
+  EXPECT_EQ(first, 1);
+  EXPECT_EQ(last, 2);
+  std::vector<ComPtr<IVoiceMark>> items;
+  for (LONG i = 1; i <= 2; ++i) {
+    ComPtr<IUnknown> item;
+    marks->get_Item(i, item.put());
+    ComPtr<IVoiceMark> mark;
+    item->QueryInterface(IID_IVoiceMark, mark.put_void());
+    items.push_back(mark);
+  }
+  // 16-bit stereo: channels x (count x 4 bytes) elements of VT_I2, of which
+  // the first count x 4 bytes hold the sound and the rest stays zero.
+  VARIANT v;
+  VariantInit(&v);
+  ASSERT_EQ(items[0]->GetData(2, 3, &v), S_OK);
+  ASSERT_EQ(v.vt, VT_ARRAY | VT_I2);
+  ASSERT_EQ(SafeArrayGetDim(v.parray), 2u);
+  LONG hi1 = 0, hi2 = 0;
+  SafeArrayGetUBound(v.parray, 1, &hi1);
+  SafeArrayGetUBound(v.parray, 2, &hi2);
+  EXPECT_EQ(hi1, 2);
+  EXPECT_EQ(hi2, 12);
+  void* data = nullptr;
+  SafeArrayAccessData(v.parray, &data);
+  const uint8_t* bytes = static_cast<const uint8_t*>(data);
+  EXPECT_EQ(bytes[0], 4);    // frame 2 starts at byte 4
+  EXPECT_EQ(bytes[11], 15);  // three frames of 4 bytes
+  EXPECT_EQ(bytes[12], 0);
+  EXPECT_EQ(bytes[47], 0);
+  SafeArrayUnaccessData(v.parray);
+  VariantClear(&v);
+  // A mark whose sound stream is missing answers E_OUTOFMEMORY, as it always has.
+  EXPECT_EQ(items[1]->GetData(1, 1, &v), E_OUTOFMEMORY);
+  EXPECT_EQ(v.vt, VT_EMPTY);
+}
+
 TEST_F(ReaderTest, MalformedStreamsEndListsSilently) {
   RecordingSpec spec = SampleRecording();
   spec.overrides["Data/Markers01"] = std::vector<uint8_t>{0xFF, 0xFF, 0xFF, 0x7F, 1, 2};

@@ -26,6 +26,10 @@ const krf::Registrar kUpgrade(
                                                  ? "no such file or no \"Data\" storage"
                                                  : "cannot open the recording",
                                       hr);
+          } else if (recording->upgraded() &&
+                     (recording->open_mode() & (STGM_WRITE | STGM_READWRITE)) == 0) {
+            status = krf::ReportError(*file, "old file, but it can only be opened read-only",
+                                      STG_E_ACCESSDENIED);
           } else if (recording->upgraded()) {
             std::printf("%s: upgraded (format version 0x%X%s)\n", file->c_str(),
                         static_cast<unsigned>(recording->version()),
