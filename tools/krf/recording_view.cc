@@ -7,7 +7,7 @@
 
 #include "reader/krf_loader.h"
 #include "reader/text_convert.h"
-#include "tools/krf/hresult_names.h"
+#include "tools/krf/fail.h"
 
 using mlr::ComPtr;
 using nlohmann::json;
@@ -197,9 +197,7 @@ json Number(double value) {
 }
 
 int ReportError(const std::string& file, const std::string& message, HRESULT status) {
-  std::fprintf(stderr, "krf: %s: %s: %s\n", file.c_str(), message.c_str(),
-               HResultText(status).c_str());
-  return 1;
+  return Fail(file + ": " + message, status);
 }
 
 bool OpenForInspection(const std::string& path, ComPtr<IRecording>* recording, OpenError* error) {

@@ -28,7 +28,8 @@ struct OpenError {
 bool OpenForInspection(const std::string& path, mlr::ComPtr<IRecording>* recording,
                        OpenError* error);
 
-// Prints "krf: <file>: <message>: 0x... NAME" to standard error.
+// Prints "krf: <file>: <message>: 0x... NAME" to standard error (krf::Fail);
+// returns the exit status 1.
 int ReportError(const std::string& file, const std::string& message, HRESULT status);
 
 nlohmann::json DescribeRecording(IRecording* recording);

@@ -6,7 +6,7 @@
 
 #include "testing/krf_writer.h"
 #include "tools/krf/command.h"
-#include "tools/krf/hresult_names.h"
+#include "tools/krf/fail.h"
 
 namespace {
 
@@ -16,12 +16,7 @@ const krf::Registrar kSample("sample", "Write the bundled sample recording to FI
   app.add_option("FILE", *file, "file to create (replaced when it exists)")->required();
   return [file]() {
     const HRESULT hr = mlr::testing::WriteRecordingFile(*file, mlr::testing::SampleRecording());
-    if (FAILED(hr)) {
-      std::fprintf(stderr, "krf: %s: cannot write the sample: %s\n", file->c_str(),
-                   krf::HResultText(hr).c_str());
-      return 1;
-    }
-    return 0;
+    return FAILED(hr) ? krf::Fail(*file + ": cannot write the sample", hr) : 0;
   };
 });
 
