@@ -10,6 +10,11 @@
 namespace mlr::reader {
 namespace {
 
+// A system error code as an HRESULT (facility 7, as the Windows macro gives it).
+HRESULT FromSystemError(DWORD error) {
+  return error == 0 ? E_FAIL : static_cast<HRESULT>((error & 0xFFFFu) | 0x80070000u);
+}
+
 DWORD OpenMode(LONG mode) {
   return ((mode & kKssModeReadWrite) ? STGM_READWRITE : STGM_READ) | STGM_SHARE_EXCLUSIVE;
 }
@@ -79,7 +84,7 @@ class KssStorageProvider final : public IKssStorageProvider {
     if (!Path) return E_INVALIDARG;
     try {
       const std::string ansi = Utf16ToAnsi(Path);
-      return DeleteFileA(ansi.c_str()) ? S_OK : HRESULT_FROM_WIN32(GetLastError());
+      return DeleteFileA(ansi.c_str()) ? S_OK : FromSystemError(GetLastError());
     } catch (const std::bad_alloc&) {
       return E_OUTOFMEMORY;
     }
@@ -93,12 +98,12 @@ class KssStorageProvider final : public IKssStorageProvider {
       const std::string ansi = Utf16ToAnsi(Path);
       HANDLE file = CreateFileA(ansi.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
                                 nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-      if (file == INVALID_HANDLE_VALUE) return HRESULT_FROM_WIN32(GetLastError());
+      if (file == INVALID_HANDLE_VALUE) return FromSystemError(GetLastError());
       LARGE_INTEGER size{};
       const BOOL ok = GetFileSizeEx(file, &size);
       const DWORD error = GetLastError();
       CloseHandle(file);
-      if (!ok) return HRESULT_FROM_WIN32(error);
+      if (!ok) return FromSystemError(error);
       *Size = size.QuadPart;
       return S_OK;
     } catch (const std::bad_alloc&) {
