@@ -216,6 +216,10 @@ check("void step", math.isnan(rows[0][2]) and struct.pack("<d", rows[0][2]) == b
       True)
 check("app name", ole.get_metadata().creating_application, b"Kalvern Recorder")
 ole.close()
+r = krf("info", "--json", old_path)
+if r.returncode == 0:
+    vn = json.loads(r.stdout)["ChannelGroups"][0]["ChannelInfos"][0]["VNorms"]
+    check("void number as null", [(v["StartTime"], v["YStep"]) for v in vn], [(0.0, None), (1.0, 1.0)])
 
 if failures:
     print("\n".join(failures))

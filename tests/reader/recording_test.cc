@@ -4,6 +4,7 @@
 
 #include <cstring>
 #include <fstream>
+#include <thread>
 
 #include "reader/krf_recording.h"
 #include "reader/text_convert.h"
@@ -203,6 +204,36 @@ TEST_F(ReaderTest, CollectionsAndLinks) {
   blob.reset();
   EXPECT_EQ(page->get_TraceAssignment(blob.put()), S_OK);
   EXPECT_FALSE(blob);
+  // Each request reads "Display Setup" again into a new collection.
+  ComPtr<IUnknown> again;
+  r->get_Collection(kalRecColDisplayPages, again.put());
+  EXPECT_NE(again.get(), unknown.get());
+}
+
+TEST_F(ReaderTest, ConcurrentFirstUsesLoadOnce) {
+  ComPtr<IRecording> r;
+  ASSERT_EQ(Open(Write(SampleRecording(), "racing"), &r), S_OK);
+  std::vector<LONG> groups(4, -1), channels(4, -1), markers(4, -1);
+  std::vector<std::thread> threads;
+  for (size_t t = 0; t < 4; ++t) {
+    threads.emplace_back([&, t] {
+      ComPtr<IChannelGroups> all;
+      if (SUCCEEDED(r->get_ChannelGroups(all.put())) && all) all->get_Count(&groups[t]);
+      ComPtr<IChannelGroup> g = Group(r.get(), 1);
+      ComPtr<IChannelInfos> infos;
+      if (g && SUCCEEDED(g->get_ChannelInfos(infos.put())) && infos) infos->get_Count(&channels[t]);
+      ComPtr<IUnknown> unknown;
+      ComPtr<ITimemarks> marks;
+      if (SUCCEEDED(r->get_Collection(kalRecColMarkers, unknown.put())) && unknown &&
+          SUCCEEDED(unknown->QueryInterface(IID_ITimemarks, marks.put_void()))) {
+        marks->get_Count(&markers[t]);
+      }
+    });
+  }
+  for (auto& th : threads) th.join();
+  EXPECT_EQ(groups, std::vector<LONG>(4, 2));
+  EXPECT_EQ(channels, std::vector<LONG>(4, 3));
+  EXPECT_EQ(markers, std::vector<LONG>(4, 2));
 }
 
 TEST_F(ReaderTest, VoicemarkData) {
