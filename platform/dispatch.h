@@ -76,9 +76,10 @@
 // - Arguments arrive in reverse order in rgvarg. For a put, rgvarg[0] is the
 //   new value (named DISPID_PROPERTYPUT; also accepted unnamed). Other named
 //   arguments give DISP_E_NONAMEDARGS (parameter names are not known).
-// - Too few or too many positional arguments: DISP_E_BADPARAMCOUNT. A missing
-//   argument is one beyond cArgs or VT_ERROR with DISP_E_PARAMNOTFOUND; a
-//   missing non-optional one gives DISP_E_PARAMNOTOPTIONAL.
+// - Fewer positional arguments than required parameters, or more than
+//   declared: DISP_E_BADPARAMCOUNT. An optional argument may be left out at
+//   the end or passed as VT_ERROR with DISP_E_PARAMNOTFOUND; a required one
+//   passed that way gives DISP_E_PARAMNOTOPTIONAL.
 // - [in] arguments are converted with VariantChangeType (by-reference
 //   arguments are dereferenced first). A failed conversion returns
 //   DISP_E_TYPEMISMATCH, or DISP_E_OVERFLOW when the value does not fit, with

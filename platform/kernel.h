@@ -160,6 +160,17 @@ MLR_API HMODULE LoadLibraryA(LPCSTR lpLibFileName);
 MLR_API FARPROC GetProcAddress(HMODULE hModule, LPCSTR lpProcName);
 MLR_API BOOL FreeLibrary(HMODULE hLibModule);
 MLR_API DWORD GetModuleFileNameA(HMODULE hModule, LPSTR lpFilename, DWORD nSize);
+// GetModuleHandleA(null) is the executable; a name must be a module already
+// loaded (its path or file name as dlopen takes it). GetModuleHandleExA
+// with GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS finds the module that contains
+// the address given in lpModuleName (the executable when the address lies in
+// it). Handles are not counted: FLAG_UNCHANGED_REFCOUNT and FLAG_PIN are
+// accepted, and no handle from these functions needs FreeLibrary.
+#define GET_MODULE_HANDLE_EX_FLAG_PIN 0x00000001
+#define GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT 0x00000002
+#define GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS 0x00000004
+MLR_API HMODULE GetModuleHandleA(LPCSTR lpModuleName);
+MLR_API BOOL GetModuleHandleExA(DWORD dwFlags, LPCSTR lpModuleName, HMODULE* phModule);
 // Strings come from the process-wide table filled with mlr::RegisterStrings
 // (platform/string_table.h), whatever the module handle. Copies at most
 // cchBufferMax - 1 bytes plus a NUL; returns the bytes copied, 0 when the id

@@ -5,7 +5,9 @@
 // shared library itself, or the executable when the library's objects are
 // linked statically into it. GetProcAddress on it finds the library's
 // exported functions either way (executables export their symbols). Never
-// null after start-up; needs no FreeLibrary. On Windows the module entry
+// null after start-up; needs no FreeLibrary. The shared library keeps itself
+// loaded until the process ends (its per-thread and process-wide state must
+// outlive a client's FreeLibrary). On Windows the module entry
 // point records the DLL's handle with SetModuleHandle.
 //
 // String table: LoadStringA reads from a fixed table filled at start-up by

@@ -24,7 +24,36 @@ MLR_API void SysFreeString(BSTR bstrString);
 MLR_API UINT SysStringLen(BSTR pbstr);
 MLR_API UINT SysStringByteLen(BSTR bstr);
 
-// VARIANT.
+// VARIANT. VariantClear frees what the value owns (nothing for VT_BYREF) and
+// fails with DISP_E_BADVARTYPE on an invalid type; VariantCopy is deep;
+// VariantCopyInd also removes one level of VT_BYREF.
+//
+// Conversions (VariantChangeType) follow the documented Windows rules, with
+// text in the invariant ("C") format whatever the locale:
+// - numbers to integers round half to even; a value outside the target's
+//   range gives DISP_E_OVERFLOW (also NaN and infinities);
+// - VT_BOOL is -1/0; numbers become TRUE when non-zero; TRUE converts to
+//   unsigned types by two's complement (VT_UI1 255), as Windows does;
+// - VT_EMPTY converts to 0, "", FALSE, a null interface; VT_NULL converts to
+//   nothing but VT_NULL (DISP_E_TYPEMISMATCH); any value converts to VT_EMPTY;
+// - strings parse as decimal numbers with optional sign, fraction and
+//   exponent, surrounding blanks allowed, or "&H..." (hex) / "&O..." (octal);
+//   "True"/"False" (any case) for VT_BOOL; anything else, including an empty
+//   string, gives DISP_E_TYPEMISMATCH;
+// - numbers format with up to 15 (VT_R8) or 7 (VT_R4) significant digits
+//   ("0.1", "1E+20"); VT_BOOL formats as "-1"/"0", or "True"/"False" with
+//   VARIANT_ALPHABOOL;
+// - dates format as ISO 8601, "YYYY-MM-DD HH:MM:SS" (date only when there is
+//   no time part, time only on day 0) and parse from that form, from
+//   "M/D/YYYY [H:MM[:SS] [AM|PM]]" and from a time alone; a date outside
+//   years 100..9999 gives DISP_E_OVERFLOW;
+// - VT_DISPATCH converts to a scalar through its DISPID_VALUE property
+//   unless VARIANT_NOVALUEPROP is given; VT_UNKNOWN <-> VT_DISPATCH through
+//   QueryInterface (DISP_E_TYPEMISMATCH when not supported);
+// - arrays convert only to their own type (a copy); VT_DECIMAL and VT_RECORD
+//   are carried by copy only.
+// The destination is changed only on success. (Windows builds use the
+// system's rules, whose text forms follow the user's locale.)
 MLR_API void VariantInit(VARIANTARG* pvarg);
 MLR_API HRESULT VariantClear(VARIANTARG* pvarg);
 MLR_API HRESULT VariantCopy(VARIANTARG* pvargDest, const VARIANTARG* pvargSrc);

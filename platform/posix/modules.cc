@@ -43,20 +43,29 @@ std::string RealPath(const char* path) {
   return s;
 }
 
-// The handle of the object that contains this function: the shared library,
-// or the executable when the library is linked into it.
-HMODULE FindOwnModule() {
+// The handle of the object that contains `address`: the executable's
+// (dlopen(NULL)) when the address lies in it, otherwise the shared object's.
+// Unless `pin` is set the handle is not counted: the object stays loaded as
+// long as it was; with `pin` it stays loaded until the process ends.
+HMODULE ModuleOfAddress(const void* address, bool pin) {
   Dl_info info;
-  if (!dladdr(reinterpret_cast<void*>(&FindOwnModule), &info) || !info.dli_fname) {
-    return reinterpret_cast<HMODULE>(dlopen(nullptr, RTLD_NOW));
-  }
-  std::string self = RealPath(info.dli_fname);
-  if (self.empty() || self == RealPath(ExecutablePath().c_str())) {
+  if (!dladdr(address, &info) || !info.dli_fname) return nullptr;
+  std::string object = RealPath(info.dli_fname);
+  if (object.empty() || object == RealPath(ExecutablePath().c_str())) {
     return reinterpret_cast<HMODULE>(dlopen(nullptr, RTLD_NOW));
   }
   void* h = dlopen(info.dli_fname, RTLD_NOW | RTLD_NOLOAD);
-  if (!h) h = dlopen(nullptr, RTLD_NOW);
+  if (h && !pin) dlclose(h);  // still loaded: it holds `address`
   return reinterpret_cast<HMODULE>(h);
+}
+
+// The object that contains this function: the shared library, or the
+// executable when the library is linked into it. The library pins itself:
+// its thread-local error info and process-wide tables must outlive any
+// FreeLibrary of a client.
+HMODULE FindOwnModule() {
+  HMODULE h = ModuleOfAddress(reinterpret_cast<const void*>(&FindOwnModule), true);
+  return h ? h : reinterpret_cast<HMODULE>(dlopen(nullptr, RTLD_NOW));
 }
 
 // Records the handle when the library (or executable) is loaded.
@@ -165,6 +174,35 @@ DWORD GetModuleFileNameA(HMODULE hModule, LPSTR lpFilename, DWORD nSize) {
   }
   std::memcpy(lpFilename, path.c_str(), path.size() + 1);
   return static_cast<DWORD>(path.size());
+}
+
+HMODULE GetModuleHandleA(LPCSTR lpModuleName) {
+  void* h = lpModuleName ? dlopen(lpModuleName, RTLD_NOW | RTLD_NOLOAD) : dlopen(nullptr, RTLD_NOW);
+  if (!h) {
+    SetLastError(ERROR_MOD_NOT_FOUND);
+    return nullptr;
+  }
+  if (lpModuleName) dlclose(h);  // not counted, as on Windows
+  return reinterpret_cast<HMODULE>(h);
+}
+
+BOOL GetModuleHandleExA(DWORD dwFlags, LPCSTR lpModuleName, HMODULE* phModule) {
+  if (!phModule) {
+    SetLastError(ERROR_INVALID_PARAMETER);
+    return FALSE;
+  }
+  *phModule = nullptr;
+  if (dwFlags & GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS) {
+    if (!lpModuleName) {
+      SetLastError(ERROR_INVALID_PARAMETER);
+      return FALSE;
+    }
+    *phModule = ModuleOfAddress(lpModuleName, (dwFlags & GET_MODULE_HANDLE_EX_FLAG_PIN) != 0);
+    if (!*phModule) SetLastError(ERROR_MOD_NOT_FOUND);
+  } else {
+    *phModule = GetModuleHandleA(lpModuleName);
+  }
+  return *phModule ? TRUE : FALSE;
 }
 
 int LoadStringA(HINSTANCE, UINT uID, LPSTR lpBuffer, int cchBufferMax) {

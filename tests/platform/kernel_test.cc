@@ -222,6 +222,12 @@ TEST(Module, OwnHandleFindsExportedFunctions) {
   EXPECT_NE(proc, nullptr);
   EXPECT_EQ(GetProcAddress(self, "NoSuchFunction_xyz"), nullptr);
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_PROC_NOT_FOUND));
+  HMODULE of_address = nullptr;
+  ASSERT_TRUE(GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
+                                 reinterpret_cast<LPCSTR>(&SysAllocString), &of_address));
+  EXPECT_EQ(of_address, self);
+  EXPECT_EQ(GetModuleHandleA(nullptr), self);
+  EXPECT_EQ(GetModuleHandleA("libnot-loaded-anywhere.so"), nullptr);
   char path[4096];
   DWORD n = GetModuleFileNameA(self, path, sizeof path);
   ASSERT_GT(n, 0u);
