@@ -57,7 +57,11 @@ Result<std::shared_ptr<CompoundFile>> CompoundFile::Create(std::unique_ptr<File>
   if (major_version != 3 && major_version != 4)
     return Status(Code::kInvalidArg, "header: major version must be 3 or 4");
   if (!file->Writable()) return Status(Code::kAccessDenied, "cannot create in a read-only file");
-  MLR_RETURN_IF_ERROR(FromHresult(file->SetSize(0), Code::kWriteFault, "resize"));
+  // Truncate only what is there: on some file systems a truncation to zero
+  // makes the final close wait for the whole file to reach the disk.
+  uint64_t existing = 0;
+  MLR_RETURN_IF_ERROR(FromHresult(file->GetSize(&existing), Code::kReadFault, "size"));
+  if (existing != 0) MLR_RETURN_IF_ERROR(FromHresult(file->SetSize(0), Code::kWriteFault, "resize"));
   std::shared_ptr<CompoundFile> cf(new CompoundFile(std::move(file), std::move(path), NewHeader(major_version)));
   MLR_RETURN_IF_ERROR(cf->InitNew());
   return cf;
