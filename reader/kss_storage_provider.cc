@@ -131,14 +131,7 @@ class KssStorageProviderFactory final : public IClassFactory {
   ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
   ULONG STDMETHODCALLTYPE Release() override { return 1; }
   HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID riid, void** ppv) override {
-    if (!ppv) return E_POINTER;
-    *ppv = nullptr;
-    if (outer) return CLASS_E_NOAGGREGATION;
-    KssStorageProvider* provider = new (std::nothrow) KssStorageProvider();
-    if (!provider) return E_OUTOFMEMORY;
-    const HRESULT hr = provider->QueryInterface(riid, ppv);
-    provider->Release();
-    return hr;
+    return CreateKssStorageProviderInstance(outer, riid, ppv);
   }
   HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }
 };
@@ -146,6 +139,17 @@ class KssStorageProviderFactory final : public IClassFactory {
 KssStorageProviderFactory g_factory;
 
 }  // namespace
+
+HRESULT CreateKssStorageProviderInstance(IUnknown* outer, REFIID riid, void** ppv) {
+  if (!ppv) return E_POINTER;
+  *ppv = nullptr;
+  if (outer) return CLASS_E_NOAGGREGATION;
+  KssStorageProvider* provider = new (std::nothrow) KssStorageProvider();
+  if (!provider) return E_OUTOFMEMORY;
+  const HRESULT hr = provider->QueryInterface(riid, ppv);
+  provider->Release();
+  return hr;
+}
 
 HRESULT RegisterKssStorageProvider() {
   static std::once_flag once;

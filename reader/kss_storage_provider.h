@@ -50,6 +50,10 @@ inline constexpr LONG kKssModeRead = 0x10000;
 // Registers the provider's class object in the process's class table once.
 HRESULT RegisterKssStorageProvider();
 
+// The provider's creation function (IClassFactory::CreateInstance rules):
+// what the registered class object calls.
+HRESULT CreateKssStorageProviderInstance(IUnknown* outer, REFIID riid, void** ppv);
+
 // Registers (if needed) and creates the provider through CoCreateInstance
 // with CLSCTX_ALL. *provider is null on failure.
 HRESULT CreateKssStorageProvider(IKssStorageProvider** provider);
