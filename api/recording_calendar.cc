@@ -19,8 +19,10 @@ int64_t FloorDiv(int64_t a, int64_t b) {
 }
 
 // Beyond this many seconds the year leaves the 32-bit range whatever the
-// day, so larger times are refused before any day count is formed.
-constexpr double kMaxSeconds = 1e17;
+// year and day it starts from (2^32 years and 2^31 days are less than
+// 1.36e17 seconds), so larger times are refused before any day count is
+// formed. Up to here the whole days times 86400 are exact doubles.
+constexpr double kMaxSeconds = 2e17;
 
 }  // namespace
 

@@ -174,6 +174,24 @@ TEST(MakeValidTime, RejectsWhatCannotBeNormalised) {
   EXPECT_EQ(y, 2147483647);
   EXPECT_EQ(d, 366);
 
+  // Times of billions of years still normalise when the result fits 32 bits:
+  // from the first 32-bit year forward and from the last one backward. The
+  // result denotes the same instant (TimeDifference is checked against the C
+  // library above).
+  for (const double shift : {1.2e17, -1.2e17, 1.35e17}) {
+    const LONG from = shift > 0 ? std::numeric_limits<LONG>::min() : 2147483647;
+    y = from, d = 1;
+    t = shift;
+    ASSERT_EQ(MakeValidTime(&y, &d, &t), S_OK) << shift;
+    EXPECT_GE(t, 0.0);
+    EXPECT_LT(t, kDay);
+    EXPECT_GE(d, 1);
+    EXPECT_LE(d, 366);
+    double moved = 0.0;
+    ASSERT_EQ(TimeDifference(y, d, t, from, 1, 0.0, &moved), S_OK);
+    EXPECT_EQ(moved, shift);
+  }
+
   // A large day count is normalised quickly and exactly.
   y = 0, d = 2000000000;
   t = 0.0;
