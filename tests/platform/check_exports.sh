@@ -1,6 +1,7 @@
 #!/bin/sh
-# The shared library exports the automation runtime under its C names and no
-# C++ (mangled) symbol. Usage: check_exports.sh libmovaLegacyRecording.so
+# The shared library exports the automation runtime and the module's
+# functions under their C names and no C++ (mangled) symbol.
+# Usage: check_exports.sh libmovaLegacyRecording.so
 set -eu
 lib="$1"
 symbols=$(nm -D --defined-only "$lib" | awk '{print $NF}')
@@ -15,7 +16,10 @@ for name in SysAllocString SysFreeString SysStringLen VariantInit VariantClear V
             VariantChangeType SafeArrayCreate SafeArrayDestroy SafeArrayAccessData \
             SafeArrayGetElement SafeArrayRedim CreateErrorInfo GetErrorInfo SetErrorInfo \
             CoInitializeEx CoCreateInstance CoTaskMemFree CreateStreamOnHGlobal \
-            PropVariantClear; do
+            PropVariantClear \
+            MakeValidTime TimeDifference RecordingTimeToDATE RecordingTimeToSystemTime \
+            RecordingTimeToLocalTime LocalTimeToRecordingTime IsVoidNumber \
+            GetEstimatedTotalSize; do
   if ! printf '%s\n' "$symbols" | grep -qx "$name"; then
     echo "exports: $name is not exported by $lib"
     status=1
