@@ -14,16 +14,20 @@
 // Choices where the contract leaves room:
 // - Failing member calls inside the estimate do not abort it; they leave the
 //   missing parts out of the count.
-// - A normset contributes between 0 and its Length samples (sample numbers
-//   are clamped into the normset, so odd times or steps cannot make the
-//   count negative or overflow), and a start after the end touches no
-//   normset.
-// - Sums saturate instead of wrapping; an estimate beyond 2^31-1 KB is
-//   reported as 2^31-1.
+// - Sample numbers are the truncated quotients as they stand, not clamped
+//   into the normset: an end time past a normset that starts before zero
+//   counts samples beyond its last one, and an end before the start gives a
+//   negative count, exactly as earlier versions estimated. A normset whose
+//   time step makes a sample number infinite or NaN (a zero step, say)
+//   contributes no samples, and a finite sample number is held within
+//   +/-2^53 so that the arithmetic cannot overflow.
+// - An estimate beyond the range of the 32-bit result is held at its limit.
 // - A null Recording or Result gives E_POINTER.
 #include "api/estimated_size.h"
 
+#include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <cstdint>
 #include <limits>
 
@@ -39,21 +43,27 @@ constexpr int64_t kBytesPerVNorm = 24;
 constexpr int64_t kBytesPerHNorm = 46;
 constexpr int64_t kBytesPerSample = 2;
 
+// Sums stay far inside 64 bits (counts are held within 2^53 samples, 2^31
+// channels and 2^31 normsets), so plain addition cannot overflow except on
+// absurd inputs; saturate there rather than wrap.
 void AddSaturating(int64_t& total, int64_t amount) {
-  if (amount <= 0) return;
-  if (total > std::numeric_limits<int64_t>::max() - amount) {
-    total = std::numeric_limits<int64_t>::max();
+  constexpr int64_t kMax = std::numeric_limits<int64_t>::max();
+  constexpr int64_t kMin = std::numeric_limits<int64_t>::min();
+  if (amount > 0 && total > kMax - amount) {
+    total = kMax;
+  } else if (amount < 0 && total < kMin - amount) {
+    total = kMin;
   } else {
     total += amount;
   }
 }
 
-// A sample number computed from a time, truncated toward zero and clamped
-// into [low, high]; NaN gives `low`.
-int64_t SampleNumber(double value, int64_t low, int64_t high) {
-  if (!(value > static_cast<double>(low))) return low;
-  if (value >= static_cast<double>(high)) return high;
-  return static_cast<int64_t>(value);
+// The sample number trunc(value), or false when value is not finite.
+bool SampleNumber(double value, int64_t* number) {
+  constexpr double kLimit = 9007199254740992.0;  // 2^53
+  if (!std::isfinite(value)) return false;
+  *number = static_cast<int64_t>(std::trunc(std::clamp(value, -kLimit, kLimit)));
+  return true;
 }
 
 int64_t ChannelBytes(IChannelInfos* infos, LONG count) {
@@ -127,15 +137,18 @@ int64_t EstimatedGroupBytes(IChannelGroup* group, double start, double end) {
     if (start > duration) continue;
     int64_t a = 1;
     int64_t b = length;
-    if (start > t0) a = SampleNumber((start - t0) / step + 1.0, 1, int64_t{length} + 1);
-    if (duration > end) b = SampleNumber((end - t0) / step + 1.0, 0, length);
-    if (b < a) continue;
-    // At most 2^31 samples times 2^31 channels times 2 bytes: fits unsigned.
-    const uint64_t bytes =
-        static_cast<uint64_t>(b - a + 1) * static_cast<uint64_t>(channels) * kBytesPerSample;
-    AddSaturating(size, bytes > static_cast<uint64_t>(std::numeric_limits<int64_t>::max())
-                            ? std::numeric_limits<int64_t>::max()
-                            : static_cast<int64_t>(bytes));
+    if (start > t0 && !SampleNumber((start - t0) / step + 1.0, &a)) continue;
+    if (duration > end && !SampleNumber((end - t0) / step + 1.0, &b)) continue;
+    // |b - a + 1| <= 2^54 + 1, channels < 2^31: the product saturates only
+    // in the most absurd cases, and then correctly.
+    const int64_t samples = b - a + 1;
+    const int64_t per_channel = samples * kBytesPerSample;
+    if (channels != 0 && std::llabs(per_channel) > std::numeric_limits<int64_t>::max() / channels) {
+      AddSaturating(size, per_channel > 0 ? std::numeric_limits<int64_t>::max()
+                                          : std::numeric_limits<int64_t>::min());
+    } else {
+      AddSaturating(size, per_channel * channels);
+    }
   }
   return size;
 }
@@ -161,8 +174,10 @@ MLR_API HRESULT STDAPICALLTYPE GetEstimatedTotalSize(IRecording* Recording, doub
     }
   }
 
-  const int64_t kilobytes = total / 1024 + (total % 1024 != 0 ? 1 : 0);
-  *Result = kilobytes > std::numeric_limits<LONG>::max() ? std::numeric_limits<LONG>::max()
-                                                         : static_cast<LONG>(kilobytes);
+  int64_t rounded = total;
+  AddSaturating(rounded, 1023);
+  const int64_t kilobytes = rounded / 1024;
+  *Result = static_cast<LONG>(std::clamp<int64_t>(kilobytes, std::numeric_limits<LONG>::min(),
+                                                  std::numeric_limits<LONG>::max()));
   return S_OK;
 }

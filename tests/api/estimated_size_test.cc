@@ -75,7 +75,7 @@ TEST(EstimatedGroupBytes, KeepsTheDurationComparisons) {
   EXPECT_EQ(rec.HeldReferences(), 0);
 }
 
-TEST(EstimatedGroupBytes, CountsWhatIsThereAndStaysInsideTheNormset) {
+TEST(EstimatedGroupBytes, CountsWhatIsThereAndTakesSampleNumbersAsTheyStand) {
   fake::Recording rec;
 
   // No horizontal normsets: channels and vertical normsets only.
@@ -94,12 +94,19 @@ TEST(EstimatedGroupBytes, CountsWhatIsThereAndStaysInsideTheNormset) {
   sparse->Normsets().Add(0.0, 1.0, 10);
   EXPECT_EQ(mlr::EstimatedGroupBytes(sparse, 0.0, 100.0), 40 + 48 + 46 + 10 * 3 * 2);
 
-  // A normset that starts before zero (pre-trigger data): the end maps past
-  // the last sample, which is where the count stops.
+  // A normset that starts before zero (pre-trigger data): the end is
+  // compared with the duration (99), and maps to sample trunc(105 + 1) = 106,
+  // past the last one; the estimate counts it as it stands.
   fake::ChannelGroup* pre = rec.Groups().Add();
   pre->Channels().Add(0);
   pre->Normsets().Add(-10.0, 1.0, 100);  // -10 .. 89, duration 99
-  EXPECT_EQ(mlr::EstimatedGroupBytes(pre, -1e200, 95.0), 40 + 46 + 100 * 2);
+  EXPECT_EQ(mlr::EstimatedGroupBytes(pre, -1e200, 95.0), 40 + 46 + 106 * 2);
+  // An end before the start inside one normset: samples 51..31 count as
+  // 31 - 51 + 1 = -19.
+  fake::ChannelGroup* backwards = rec.Groups().Add();
+  backwards->Channels().Add(0);
+  backwards->Normsets().Add(0.0, 1.0, 100);
+  EXPECT_EQ(mlr::EstimatedGroupBytes(backwards, 50.0, 30.0), 40 + 46 - 19 * 2);
 
   // A zero time step neither crashes nor counts samples it cannot place.
   fake::ChannelGroup* flat = rec.Groups().Add();
