@@ -4,7 +4,8 @@
 // `get_Item`) and the items' time getters, so that a derived collection's
 // overrides take effect, and they release every item they take. Every search
 // returns S_OK, except E_POINTER for a null out pointer; "none" leaves the
-// out pointer null. Midpoints are (lo + hi) / 2 in signed 32-bit arithmetic.
+// out pointer null. Midpoints are (lo + hi) / 2 truncated, computed without
+// overflow so that a count near the 32-bit limit stays within 1..Count.
 // An item that cannot be obtained during the search reads as time 0.0.
 //
 //   FirstEndingAfter(t)  - the first normset whose EndTime is at or after t.
@@ -27,6 +28,9 @@
 namespace mlr::model {
 
 namespace search_detail {
+
+// (lo + hi) / 2 for 1 <= lo <= hi, without the overflow of the plain sum.
+inline LONG Midpoint(LONG lo, LONG hi) { return lo + (hi - lo) / 2; }
 
 template <class Collection, class Item>
 Item* Take(Collection* collection, LONG index) {
@@ -67,7 +71,7 @@ HRESULT FirstEndingAfter(Collection* collection, double t, Item** result) {
   LONG lo = 1;
   LONG hi = n;
   while (hi - lo + 1 > 2) {
-    const LONG mid = (lo + hi) / 2;
+    const LONG mid = Midpoint(lo, hi);
     if (EndTimeOf<Collection, Item>(collection, mid) > t) {
       hi = mid;
     } else {
@@ -93,7 +97,7 @@ HRESULT LastStartingBefore(Collection* collection, double t, Item** result) {
   LONG lo = 1;
   LONG hi = n;
   while (hi - lo + 1 > 2) {
-    const LONG mid = (lo + hi) / 2;
+    const LONG mid = Midpoint(lo, hi);
     if (t > StartTimeOf<Collection, Item>(collection, mid)) {
       lo = mid;
     } else {
@@ -122,7 +126,7 @@ HRESULT ValidAtTime(Collection* collection, double t, Item** result) {
   LONG lo = 1;
   LONG hi = n;
   while (hi - lo + 1 > 2) {
-    const LONG mid = (lo + hi) / 2;
+    const LONG mid = Midpoint(lo, hi);
     if (EndTimeOf<Collection, Item>(collection, mid) > t) {
       hi = mid;
     } else {

@@ -4,6 +4,7 @@
 
 #include <vector>
 
+#include "model/normset_search.h"
 #include "model_test_util.h"
 
 namespace mlr::model::testing {
@@ -162,6 +163,55 @@ TEST(ModelNormsets, VerticalSearchOnLargeCollections) {
         if (expected > n) expected = n;
       }
       EXPECT_EQ(expected, ValidAt(vnorms.get(), t)) << "n " << n << " t " << t;
+    }
+  }
+}
+
+// A collection that reports a count near the 32-bit limit (a source may
+// serve its normsets without storing them): the searches must keep every
+// index they ask for within 1..Count and still find the right normset.
+struct HugeNormset {
+  LONG index;
+  HRESULT get_StartTime(double* value) const {
+    *value = index;
+    return S_OK;
+  }
+  HRESULT get_EndTime(double* value) const {
+    *value = index + 0.5;
+    return S_OK;
+  }
+  void Release() { delete this; }
+};
+
+struct HugeNormsets {
+  LONG lowest_asked = 0x7FFFFFFF;
+  LONG highest_asked = 1;
+  HRESULT get_Count(LONG* count) const {
+    *count = 0x7FFFFFFF;
+    return S_OK;
+  }
+  HRESULT get_Item(LONG index, HugeNormset** item) {
+    if (index < lowest_asked) lowest_asked = index;
+    if (index > highest_asked) highest_asked = index;
+    *item = index >= 1 ? new HugeNormset{index} : nullptr;
+    return S_OK;
+  }
+};
+
+TEST(ModelNormsets, SearchesStayInRangeOnCollectionsNearTheCountLimit) {
+  using Search = HRESULT (*)(HugeNormsets*, double, HugeNormset**);
+  const Search searches[] = {&mlr::model::FirstEndingAfter<HugeNormsets, HugeNormset>,
+                             &mlr::model::LastStartingBefore<HugeNormsets, HugeNormset>,
+                             &mlr::model::ValidAtTime<HugeNormsets, HugeNormset>};
+  for (Search search : searches) {
+    for (double t : {1.0e9, 2147483000.0}) {
+      HugeNormsets normsets;
+      HugeNormset* found = nullptr;
+      EXPECT_EQ(S_OK, search(&normsets, t, &found));
+      ASSERT_NE(nullptr, found) << t;
+      EXPECT_EQ(static_cast<LONG>(t), found->index) << t;
+      found->Release();
+      EXPECT_GE(normsets.lowest_asked, 1) << t;
     }
   }
 }
