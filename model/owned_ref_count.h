@@ -48,9 +48,14 @@ class ChildRefCount {
     count_.fetch_add(1, std::memory_order_relaxed);
     return owner_->AddRef();
   }
+  // The test "below 1" and the decrement are one atomic step, so an extra
+  // Release racing the last legitimate one cannot reach the owner twice.
   ULONG Release() {
-    if (count_.load(std::memory_order_acquire) < 1) return 0;
-    count_.fetch_sub(1, std::memory_order_acq_rel);
+    LONG current = count_.load(std::memory_order_acquire);
+    do {
+      if (current < 1) return 0;
+    } while (!count_.compare_exchange_weak(current, current - 1, std::memory_order_acq_rel,
+                                           std::memory_order_acquire));
     return owner_->Release();
   }
   // The child's own count (references handed out through this child).

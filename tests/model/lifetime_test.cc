@@ -5,11 +5,13 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <functional>
 #include <thread>
 #include <vector>
 
 #include "model/live_objects.h"
+#include "model/owned_ref_count.h"
 #include "model_test_util.h"
 
 namespace mlr::model::testing {
@@ -163,7 +165,6 @@ TEST(ModelLifetime, EventItemsAreSeparateSelfDeletingObjects) {
   second.reset();
   EXPECT_EQ(baseline, LiveObjectCount());
 }
-
 }  // namespace
 }  // namespace mlr::model::testing
 
@@ -206,6 +207,39 @@ TEST(ModelLifetime, RacingFirstUsesAgreeOnOneCollection) {
     }
   }
   EXPECT_EQ(baseline, LiveObjectCount());
+}
+
+// An extra Release racing a legitimate one on a child holding one reference:
+// only one of them may reach the owner, whatever the interleaving.
+struct CountingOwner {
+  std::atomic<LONG> releases{0};
+  ULONG AddRef() { return 1; }
+  ULONG Release() {
+    releases.fetch_add(1);
+    return 0;
+  }
+};
+
+TEST(ModelLifetime, RacingReleasesOfALastChildReferenceReachTheOwnerOnce) {
+  int over_released = 0;
+  for (int round = 0; round < 400 && over_released == 0; ++round) {
+    CountingOwner owner;
+    ChildRefCount<CountingOwner> child(&owner);
+    child.AddRef();
+    std::atomic<int> ready{0};
+    auto release = [&] {
+      ready.fetch_add(1);
+      while (ready.load() < 2) {
+      }
+      child.Release();
+    };
+    std::thread first(release);
+    std::thread second(release);
+    first.join();
+    second.join();
+    if (owner.releases.load() != 1 || child.value() != 0) ++over_released;
+  }
+  EXPECT_EQ(0, over_released);
 }
 
 }  // namespace
