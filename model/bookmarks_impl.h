@@ -19,7 +19,9 @@
 //   Add(dTime, strBookmark, Bookmark): ordered insertion of (dTime, copy of
 //   the text) first, then Item(position + 1) into Bookmark with Item's
 //   status; a null Bookmark therefore still adds the bookmark and then
-//   answers E_POINTER.
+//   answers E_POINTER. When the record cannot be stored (no memory for the
+//   text or the array), nothing is added and Add answers E_OUTOFMEMORY with
+//   a null Bookmark rather than handing out a neighbouring bookmark.
 // ITimemarks: Item as IUnknown, Parent, Count, GetIndicesFromTime (null
 //   First/Last: E_POINTER), _NewEnum.
 // IBookmark: Name (copy of the text), Parent (the collection as IBookmarks),
