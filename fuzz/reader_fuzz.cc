@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cstdint>
+#include <cstdlib>
 #include <cstdio>
 #include <string>
 
@@ -16,13 +17,22 @@
 
 namespace {
 
-std::string TempPath() {
+std::string& TempPathSlot() {
   static std::string path;
+  return path;
+}
+
+void RemoveTempFile() { unlink(TempPathSlot().c_str()); }
+
+// One scratch file per process, removed at exit.
+std::string TempPath() {
+  std::string& path = TempPathSlot();
   if (path.empty()) {
     char name[] = "/tmp/reader_fuzz_XXXXXX";
     const int fd = mkstemp(name);
     if (fd >= 0) close(fd);
     path = name;
+    std::atexit(RemoveTempFile);
   }
   return path;
 }
