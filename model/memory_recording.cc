@@ -143,13 +143,15 @@ class CMemoryChannelGroup : public CURIChannelGroupImpl {
     const size_t width = channel_count_;
     std::vector<size_t> columns(n);
     for (size_t c = 0; c < n; ++c) columns[c] = static_cast<size_t>(indices[c] - 1);
-    if (!reduced) {
+    if (!reduced && m > 0) {
       // Straight strided copy: frame after frame, the asked channels in order.
+      // Only reached with FirstSample within the segment (m > 0), so the start
+      // pointer never lies beyond the end of the frames.
       const int16_t* frame = frames.data() + static_cast<size_t>(FirstSample - 1) * width;
       for (LONG j = 0; j < m; ++j, frame += width) {
         for (size_t c = 0; c < n; ++c) *out++ = frame[columns[c]];
       }
-    } else {
+    } else if (reduced) {
       for (LONG j = 0; j < m; ++j) {
         const size_t first =
             (static_cast<size_t>(FirstSample - 1) / static_cast<size_t>(Reduction) + j) *

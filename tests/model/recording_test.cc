@@ -421,6 +421,23 @@ TEST(ModelMemoryRecording, MuxDataFullRateAndReduced) {
   SafeArrayDestroy(two);
 }
 
+TEST(ModelMemoryRecording, MuxDataFromBeyondTheSegmentIsEmpty) {
+  // The second segment holds no frames at all (its storage has no address).
+  ComPtr<IRecording> recording = MakeRecording({MakeGroup(2, {{0.0, 1.0, 4}, {9.0, 1.0, 0}})});
+  ComPtr<IChannelGroup> g = Group(recording.get(), 1);
+  ComPtr<IChannelInfo> c2 = Channel(recording.get(), 1, 2);
+  SAFEARRAY* one = ChannelArray({c2.get()});
+  SAFEARRAY* result = nullptr;
+  for (LONG segment : {1, 2}) {
+    for (LONG first : {5, 6, 1000}) {
+      ASSERT_EQ(S_OK, g->GetMuxData(&one, segment, first, 10, 1, &result));
+      EXPECT_TRUE(Values(result).empty()) << segment << " " << first;
+      SafeArrayDestroy(result);
+    }
+  }
+  SafeArrayDestroy(one);
+}
+
 TEST(ModelMemoryRecording, RejectsInconsistentSpecs) {
   IRecording* recording = reinterpret_cast<IRecording*>(0x1);
   MemoryRecordingSpec bad_frames;
