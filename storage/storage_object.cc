@@ -1,4 +1,5 @@
 #include "storage/com_util.h"
+#include "storage/guard.h"
 #include "storage/hresult.h"
 #include "storage/objects.h"
 #include "storage/property_storage.h"
@@ -11,16 +12,6 @@ namespace {
 constexpr DWORD kUnsupportedFlags = STGM_TRANSACTED | STGM_PRIORITY | STGM_DELETEONRELEASE | STGM_CONVERT |
                                     STGM_SIMPLE | STGM_NOSCRATCH | STGM_NOSNAPSHOT | STGM_DIRECT_SWMR;
 constexpr DWORD kShareMask = 0x70;
-
-#define MLR_GUARD_BEGIN try {
-#define MLR_GUARD_END                   \
-  }                                     \
-  catch (const std::bad_alloc&) {       \
-    return E_OUTOFMEMORY;               \
-  }                                     \
-  catch (...) {                         \
-    return E_UNEXPECTED;                \
-  }
 
 }  // namespace
 

@@ -1,4 +1,5 @@
 #include "storage/com_util.h"
+#include "storage/guard.h"
 #include "storage/hresult.h"
 #include "storage/objects.h"
 
@@ -9,16 +10,6 @@ namespace mlr::storage {
 namespace {
 
 constexpr size_t kCopyBlock = 1 << 20;
-
-#define MLR_GUARD_BEGIN try {
-#define MLR_GUARD_END             \
-  }                               \
-  catch (const std::bad_alloc&) { \
-    return E_OUTOFMEMORY;         \
-  }                               \
-  catch (...) {                   \
-    return E_UNEXPECTED;          \
-  }
 
 }  // namespace
 
