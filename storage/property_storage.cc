@@ -2,6 +2,7 @@
 
 #include "platform/ref_count.h"
 #include "storage/com_util.h"
+#include "storage/guard.h"
 #include "storage/directory_entry.h"
 #include "storage/hresult.h"
 #include "storage/property_set.h"
@@ -18,16 +19,6 @@ namespace {
 
 // A property set stream larger than this is refused as damaged.
 constexpr uint64_t kMaxPropertySetStream = 64u << 20;
-
-#define MLR_GUARD_BEGIN try {
-#define MLR_GUARD_END             \
-  }                               \
-  catch (const std::bad_alloc&) { \
-    return E_OUTOFMEMORY;         \
-  }                               \
-  catch (...) {                   \
-    return E_UNEXPECTED;          \
-  }
 
 template <class Iface>
 class Unknown : public Iface {
@@ -120,13 +111,14 @@ HRESULT FromPropVariant(const PROPVARIANT& in, PropValue* v) {
   return S_OK;
 }
 
-class PropertyEnum final : public Unknown<IEnumSTATPROPSTG> {
+// An enumerator over a snapshot of items shared with its clones; each clone
+// keeps its own position.
+template <class Iface, class Item, const IID& kIid>
+class VectorEnum final : public Unknown<Iface> {
  public:
-  PropertyEnum(std::shared_ptr<const std::vector<STATPROPSTG>> items, size_t at) : items_(std::move(items)), at_(at) {}
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
-    return QueryAs(riid, IID_IEnumSTATPROPSTG, ppv);
-  }
-  HRESULT STDMETHODCALLTYPE Next(ULONG celt, STATPROPSTG* rgelt, ULONG* fetched) override {
+  VectorEnum(std::shared_ptr<const std::vector<Item>> items, size_t at) : items_(std::move(items)), at_(at) {}
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override { return this->QueryAs(riid, kIid, ppv); }
+  HRESULT STDMETHODCALLTYPE Next(ULONG celt, Item* rgelt, ULONG* fetched) override {
     if (fetched) *fetched = 0;
     if (!rgelt || (celt > 1 && !fetched)) return STG_E_INVALIDPOINTER;
     std::lock_guard<std::mutex> lock(mu_);
@@ -146,18 +138,21 @@ class PropertyEnum final : public Unknown<IEnumSTATPROPSTG> {
     at_ = 0;
     return S_OK;
   }
-  HRESULT STDMETHODCALLTYPE Clone(IEnumSTATPROPSTG** pp) override {
+  HRESULT STDMETHODCALLTYPE Clone(Iface** pp) override {
     if (!pp) return STG_E_INVALIDPOINTER;
     std::lock_guard<std::mutex> lock(mu_);
-    *pp = new (std::nothrow) PropertyEnum(items_, at_);
+    *pp = new (std::nothrow) VectorEnum(items_, at_);
     return *pp ? S_OK : E_OUTOFMEMORY;
   }
 
  private:
   std::mutex mu_;
-  std::shared_ptr<const std::vector<STATPROPSTG>> items_;
+  std::shared_ptr<const std::vector<Item>> items_;
   size_t at_;
 };
+
+using PropertyEnum = VectorEnum<IEnumSTATPROPSTG, STATPROPSTG, IID_IEnumSTATPROPSTG>;
+using PropertySetEnum = VectorEnum<IEnumSTATPROPSETSTG, STATPROPSETSTG, IID_IEnumSTATPROPSETSTG>;
 
 class PropertyStorage final : public Unknown<IPropertyStorage> {
  public:
@@ -313,46 +308,6 @@ class PropertyStorage final : public Unknown<IPropertyStorage> {
 };
 
 bool KnownName(const OLECHAR* name, Guid* fmtid) { return name && PropertySetIdFromName(NameOf(name), fmtid); }
-
-class PropertySetEnum final : public Unknown<IEnumSTATPROPSETSTG> {
- public:
-  PropertySetEnum(std::shared_ptr<const std::vector<STATPROPSETSTG>> items, size_t at)
-      : items_(std::move(items)), at_(at) {}
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
-    return QueryAs(riid, IID_IEnumSTATPROPSETSTG, ppv);
-  }
-  HRESULT STDMETHODCALLTYPE Next(ULONG celt, STATPROPSETSTG* rgelt, ULONG* fetched) override {
-    if (fetched) *fetched = 0;
-    if (!rgelt || (celt > 1 && !fetched)) return STG_E_INVALIDPOINTER;
-    std::lock_guard<std::mutex> lock(mu_);
-    ULONG n = 0;
-    for (; n < celt && at_ < items_->size(); ++n, ++at_) rgelt[n] = (*items_)[at_];
-    if (fetched) *fetched = n;
-    return n == celt ? S_OK : S_FALSE;
-  }
-  HRESULT STDMETHODCALLTYPE Skip(ULONG celt) override {
-    std::lock_guard<std::mutex> lock(mu_);
-    size_t left = items_->size() - at_;
-    at_ += std::min<size_t>(celt, left);
-    return celt <= left ? S_OK : S_FALSE;
-  }
-  HRESULT STDMETHODCALLTYPE Reset() override {
-    std::lock_guard<std::mutex> lock(mu_);
-    at_ = 0;
-    return S_OK;
-  }
-  HRESULT STDMETHODCALLTYPE Clone(IEnumSTATPROPSETSTG** pp) override {
-    if (!pp) return STG_E_INVALIDPOINTER;
-    std::lock_guard<std::mutex> lock(mu_);
-    *pp = new (std::nothrow) PropertySetEnum(items_, at_);
-    return *pp ? S_OK : E_OUTOFMEMORY;
-  }
-
- private:
-  std::mutex mu_;
-  std::shared_ptr<const std::vector<STATPROPSETSTG>> items_;
-  size_t at_;
-};
 
 class PropertySetStorage final : public Unknown<IPropertySetStorage> {
  public:
