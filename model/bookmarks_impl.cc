@@ -3,6 +3,7 @@
 #include <new>
 
 #include "model/com_enum.h"
+#include "model/item_hand_out.h"
 #include "model/recording_impl.h"
 
 // --- CURIBookmarkImpl -------------------------------------------------------
@@ -81,11 +82,8 @@ HRESULT CURIBookmarksImpl::get_Item(LONG Index, IUnknown** pVal) {
   if (pVal == nullptr) return E_POINTER;
   *pVal = nullptr;
   if (Index < 1 || Index > records_.size()) return S_OK;
-  auto* item = new (std::nothrow) CURIBookmarkImpl(this, Index, records_.at(Index - 1));
-  if (item == nullptr) return S_OK;
-  item->AddRef();
-  *pVal = static_cast<IBookmark*>(item);
-  return S_OK;
+  return mlr::model::HandOutItem<IBookmark>(
+      new (std::nothrow) CURIBookmarkImpl(this, Index, records_.at(Index - 1)), pVal);
 }
 
 HRESULT CURIBookmarksImpl::get_Item(LONG Index, IBookmark** pVal) {
@@ -127,8 +125,6 @@ HRESULT CURIBookmarksImpl::get__NewEnum(IUnknown** pVal) {
 HRESULT CURIBookmarksImpl::GetIndicesFromTime(double StartTime, double EndTime, LONG* First,
                                               LONG* Last) {
   if (First == nullptr || Last == nullptr) return E_POINTER;
-  LONG count = 0;
-  get_Count(&count);
   records_.IndicesFromTime(StartTime, EndTime, First, Last);
   return S_OK;
 }

@@ -3,6 +3,7 @@
 #include <new>
 
 #include "model/com_enum.h"
+#include "model/item_hand_out.h"
 #include "model/recording_impl.h"
 
 // --- CURIMarkerImpl ---------------------------------------------------------
@@ -73,11 +74,7 @@ HRESULT CURIMarkersImpl::get_Item(LONG Index, IUnknown** pVal) {
   if (pVal == nullptr) return E_POINTER;
   *pVal = nullptr;
   if (Index < 1 || Index > records_.size()) return E_INVALIDARG;
-  auto* item = new (std::nothrow) CURIMarkerImpl(this, Index);
-  if (item == nullptr) return S_OK;
-  item->AddRef();
-  *pVal = static_cast<IMarker*>(item);
-  return S_OK;
+  return mlr::model::HandOutItem<IMarker>(new (std::nothrow) CURIMarkerImpl(this, Index), pVal);
 }
 
 HRESULT CURIMarkersImpl::get_Parent(IRecording** pVal) {
@@ -95,8 +92,6 @@ HRESULT CURIMarkersImpl::get_Count(LONG* pVal) {
 HRESULT CURIMarkersImpl::GetIndicesFromTime(double StartTime, double EndTime, LONG* First,
                                             LONG* Last) {
   if (First == nullptr || Last == nullptr) return E_POINTER;
-  LONG count = 0;
-  get_Count(&count);
   records_.IndicesFromTime(StartTime, EndTime, First, Last);
   return S_OK;
 }

@@ -3,6 +3,7 @@
 #include <new>
 
 #include "model/com_enum.h"
+#include "model/item_hand_out.h"
 #include "model/recording_impl.h"
 
 // --- CURITriggerInfoImpl ----------------------------------------------------
@@ -92,12 +93,8 @@ HRESULT CURITriggerInfosImpl::get_Item(LONG Index, IUnknown** pVal) {
   if (pVal == nullptr) return E_POINTER;
   *pVal = nullptr;
   if (Index < 1 || Index > records_.size()) return S_OK;
-  auto* item = new (std::nothrow) CURITriggerInfoImpl(this, Index, records_.at(Index - 1));
-  if (item == nullptr) return S_OK;
-  // The item is handed out as its ITriggerInfo pointer in the IUnknown slot.
-  item->AddRef();
-  *pVal = static_cast<ITriggerInfo*>(item);
-  return S_OK;
+  return mlr::model::HandOutItem<ITriggerInfo>(
+      new (std::nothrow) CURITriggerInfoImpl(this, Index, records_.at(Index - 1)), pVal);
 }
 
 HRESULT CURITriggerInfosImpl::get_Parent(IRecording** pVal) {
@@ -115,8 +112,6 @@ HRESULT CURITriggerInfosImpl::get_Count(LONG* pVal) {
 HRESULT CURITriggerInfosImpl::GetIndicesFromTime(double StartTime, double EndTime, LONG* First,
                                                  LONG* Last) {
   if (First == nullptr || Last == nullptr) return E_POINTER;
-  LONG count = 0;
-  get_Count(&count);
   records_.IndicesFromTime(StartTime, EndTime, First, Last);
   return S_OK;
 }
