@@ -59,6 +59,21 @@ double StartTimeOf(Collection* collection, LONG index) {
   return value;
 }
 
+// The bisection of FirstEndingAfter and ValidAtTime, narrowing [*lo, *hi]:
+// while more than two candidates remain, an item ending after t becomes the
+// upper bound, any other the lower one.
+template <class Collection, class Item>
+void NarrowOnEndTime(Collection* collection, double t, LONG* lo, LONG* hi) {
+  while (*hi - *lo + 1 > 2) {
+    const LONG mid = Midpoint(*lo, *hi);
+    if (EndTimeOf<Collection, Item>(collection, mid) > t) {
+      *hi = mid;
+    } else {
+      *lo = mid;
+    }
+  }
+}
+
 }  // namespace search_detail
 
 template <class Collection, class Item>
@@ -70,14 +85,7 @@ HRESULT FirstEndingAfter(Collection* collection, double t, Item** result) {
   collection->get_Count(&n);
   LONG lo = 1;
   LONG hi = n;
-  while (hi - lo + 1 > 2) {
-    const LONG mid = Midpoint(lo, hi);
-    if (EndTimeOf<Collection, Item>(collection, mid) > t) {
-      hi = mid;
-    } else {
-      lo = mid;
-    }
-  }
+  NarrowOnEndTime<Collection, Item>(collection, t, &lo, &hi);
   LONG i = lo;
   while (i <= hi) {
     if (EndTimeOf<Collection, Item>(collection, i) >= t) break;
@@ -125,14 +133,7 @@ HRESULT ValidAtTime(Collection* collection, double t, Item** result) {
   collection->get_Count(&n);
   LONG lo = 1;
   LONG hi = n;
-  while (hi - lo + 1 > 2) {
-    const LONG mid = Midpoint(lo, hi);
-    if (EndTimeOf<Collection, Item>(collection, mid) > t) {
-      hi = mid;
-    } else {
-      lo = mid;
-    }
-  }
+  NarrowOnEndTime<Collection, Item>(collection, t, &lo, &hi);
   LONG i = lo;
   while (i < hi) {
     if (EndTimeOf<Collection, Item>(collection, i) > t) break;
