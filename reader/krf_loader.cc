@@ -5,6 +5,7 @@
 #include "platform/com_ptr.h"
 #include "platform/export.h"
 #include "reader/krf_recording.h"
+#include "reader/static_class_factory.h"
 
 HRESULT STDMETHODCALLTYPE CKrfLoader::QueryInterface(REFIID riid, void** ppv) {
   if (!ppv) return E_POINTER;
@@ -55,19 +56,8 @@ HRESULT STDMETHODCALLTYPE CKrfLoader::OpenRecording(BSTR FileName, IRecording** 
 namespace mlr::reader {
 namespace {
 
-class KrfLoaderFactory final : public IClassFactory {
+class KrfLoaderFactory final : public StaticClassFactory {
  public:
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
-    if (!ppv) return E_POINTER;
-    *ppv = nullptr;
-    if (riid == IID_IUnknown || riid == IID_IClassFactory) {
-      *ppv = static_cast<IClassFactory*>(this);
-      return S_OK;
-    }
-    return E_NOINTERFACE;
-  }
-  ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
-  ULONG STDMETHODCALLTYPE Release() override { return 1; }
   HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID riid, void** ppv) override {
     if (!ppv) return E_POINTER;
     *ppv = nullptr;
@@ -79,7 +69,6 @@ class KrfLoaderFactory final : public IClassFactory {
     loader->Release();
     return hr;
   }
-  HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }
 };
 
 KrfLoaderFactory g_loader_factory;

@@ -1,4 +1,5 @@
 #include "reader/kss_storage_provider.h"
+#include "reader/static_class_factory.h"
 
 #include <atomic>
 #include <mutex>
@@ -117,23 +118,11 @@ class KssStorageProvider final : public IKssStorageProvider {
 };
 
 // The class object: a static, never deleted.
-class KssStorageProviderFactory final : public IClassFactory {
+class KssStorageProviderFactory final : public StaticClassFactory {
  public:
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
-    if (!ppv) return E_POINTER;
-    *ppv = nullptr;
-    if (riid == IID_IUnknown || riid == IID_IClassFactory) {
-      *ppv = static_cast<IClassFactory*>(this);
-      return S_OK;
-    }
-    return E_NOINTERFACE;
-  }
-  ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
-  ULONG STDMETHODCALLTYPE Release() override { return 1; }
   HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID riid, void** ppv) override {
     return CreateKssStorageProviderInstance(outer, riid, ppv);
   }
-  HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }
 };
 
 KssStorageProviderFactory g_factory;
