@@ -211,6 +211,21 @@ TEST(ChannelProperties, AnalogEventAndAbsent) {
   EXPECT_EQ(r.present, 0u);
 }
 
+TEST(ChannelProperties, LongUnknownRecordsAreEnteredNotSkipped) {
+  // As in a group's "Config01": an unknown record of 10000 bytes or more is
+  // entered, so a present flag inside its payload drops the channel.
+  std::vector<uint8_t> inner = TaggedRecords().U32(101, 0).End().take();
+  std::vector<uint8_t> b = TaggedRecords().Text(0, u"A").Raw(0x300, 10000, inner).take();
+  ChannelProperties p = DecodeChannelProperties(b.data(), b.size());
+  EXPECT_EQ(p.names[0], u"A");
+  EXPECT_EQ(p.present, 0u);
+  std::vector<uint8_t> s = TaggedRecords()
+                               .Raw(0x300, static_cast<uint32_t>(inner.size()), inner)
+                               .End()
+                               .take();
+  EXPECT_EQ(DecodeChannelProperties(s.data(), s.size()).present, 1u);
+}
+
 TEST(Normsets, CountsBeyondTheStreamEndAtLastWholeRecord) {
   std::vector<uint8_t> h = testing::EncodeHNorms({{0, 0.5, 10}, {5, 0.25, 4}});
   h[0] = 200;  // claims 200 records
