@@ -73,7 +73,12 @@ class StorageObject final : public IStorage {
  private:
   ~StorageObject();
   HRESULT CheckChild(const OLECHAR* name, DWORD mode, bool create, std::u16string* out) const;
+  // CheckChild, then create (CreateStream, CreateStorage) or find (OpenStream,
+  // OpenStorage) the child of that type; *index is set only on success.
+  HRESULT CreateChild(const OLECHAR* name, DWORD mode, EntryType type, uint32_t* index);
+  HRESULT FindChild(const OLECHAR* name, DWORD mode, EntryType type, uint32_t* index) const;
   HRESULT MakeStream(uint32_t index, DWORD mode, IStream** ppstm);
+  HRESULT MakeStorage(uint32_t index, DWORD mode, IStorage** ppstg);
 
   RefCount refs_;
   std::shared_ptr<CompoundFile> file_;

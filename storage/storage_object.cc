@@ -84,6 +84,35 @@ HRESULT StorageObject::CheckChild(const OLECHAR* name, DWORD mode, bool create, 
   return S_OK;
 }
 
+HRESULT StorageObject::CreateChild(const OLECHAR* name, DWORD mode, EntryType type, uint32_t* index) {
+  std::u16string n;
+  HRESULT hr = CheckChild(name, mode, true, &n);
+  if (FAILED(hr)) return hr;
+  if (!CanWrite(mode_)) return STG_E_ACCESSDENIED;
+  Result<uint32_t> created = file_->CreateElement(index_, n, type, (mode & STGM_CREATE) != 0);
+  if (!created.ok()) return ToHresult(created.status());
+  *index = *created;
+  return S_OK;
+}
+
+HRESULT StorageObject::FindChild(const OLECHAR* name, DWORD mode, EntryType type, uint32_t* index) const {
+  std::u16string n;
+  HRESULT hr = CheckChild(name, mode, false, &n);
+  if (FAILED(hr)) return hr;
+  Result<uint32_t> found = file_->Find(index_, n);
+  if (!found.ok()) return ToHresult(found.status());
+  if (file_->Stat(*found).type != type) return STG_E_FILENOTFOUND;
+  *index = *found;
+  return S_OK;
+}
+
+HRESULT StorageObject::MakeStorage(uint32_t index, DWORD mode, IStorage** ppstg) {
+  Status st = file_->AcquireOpen(index);
+  if (!st.ok()) return ToHresult(st);
+  *ppstg = new StorageObject(file_, index, mode, true);
+  return S_OK;
+}
+
 HRESULT StorageObject::MakeStream(uint32_t index, DWORD mode, IStream** ppstm) {
   Result<std::shared_ptr<StreamNode>> node = file_->OpenStream(index);
   if (!node.ok()) return ToHresult(node.status());
@@ -97,13 +126,10 @@ HRESULT StorageObject::CreateStream(const OLECHAR* name, DWORD mode, DWORD reser
   *ppstm = nullptr;
   MLR_GUARD_BEGIN
   if (reserved1 || reserved2) return STG_E_INVALIDPARAMETER;
-  std::u16string n;
-  HRESULT hr = CheckChild(name, mode, true, &n);
+  uint32_t index = 0;
+  HRESULT hr = CreateChild(name, mode, EntryType::kStream, &index);
   if (FAILED(hr)) return hr;
-  if (!CanWrite(mode_)) return STG_E_ACCESSDENIED;
-  Result<uint32_t> index = file_->CreateElement(index_, n, EntryType::kStream, (mode & STGM_CREATE) != 0);
-  if (!index.ok()) return ToHresult(index.status());
-  return MakeStream(*index, mode, ppstm);
+  return MakeStream(index, mode, ppstm);
   MLR_GUARD_END
 }
 
@@ -113,13 +139,10 @@ HRESULT StorageObject::OpenStream(const OLECHAR* name, void* reserved1, DWORD mo
   *ppstm = nullptr;
   MLR_GUARD_BEGIN
   if (reserved1 || reserved2) return STG_E_INVALIDPARAMETER;
-  std::u16string n;
-  HRESULT hr = CheckChild(name, mode, false, &n);
+  uint32_t index = 0;
+  HRESULT hr = FindChild(name, mode, EntryType::kStream, &index);
   if (FAILED(hr)) return hr;
-  Result<uint32_t> index = file_->Find(index_, n);
-  if (!index.ok()) return ToHresult(index.status());
-  if (file_->Stat(*index).type != EntryType::kStream) return STG_E_FILENOTFOUND;
-  return MakeStream(*index, mode, ppstm);
+  return MakeStream(index, mode, ppstm);
   MLR_GUARD_END
 }
 
@@ -129,16 +152,10 @@ HRESULT StorageObject::CreateStorage(const OLECHAR* name, DWORD mode, DWORD rese
   *ppstg = nullptr;
   MLR_GUARD_BEGIN
   if (reserved1 || reserved2) return STG_E_INVALIDPARAMETER;
-  std::u16string n;
-  HRESULT hr = CheckChild(name, mode, true, &n);
+  uint32_t index = 0;
+  HRESULT hr = CreateChild(name, mode, EntryType::kStorage, &index);
   if (FAILED(hr)) return hr;
-  if (!CanWrite(mode_)) return STG_E_ACCESSDENIED;
-  Result<uint32_t> index = file_->CreateElement(index_, n, EntryType::kStorage, (mode & STGM_CREATE) != 0);
-  if (!index.ok()) return ToHresult(index.status());
-  Status st = file_->AcquireOpen(*index);
-  if (!st.ok()) return ToHresult(st);
-  *ppstg = new StorageObject(file_, *index, mode, true);
-  return S_OK;
+  return MakeStorage(index, mode, ppstg);
   MLR_GUARD_END
 }
 
@@ -149,16 +166,10 @@ HRESULT StorageObject::OpenStorage(const OLECHAR* name, IStorage* priority, DWOR
   MLR_GUARD_BEGIN
   if (reserved) return STG_E_INVALIDPARAMETER;
   if (priority || exclude) return STG_E_INVALIDFUNCTION;
-  std::u16string n;
-  HRESULT hr = CheckChild(name, mode, false, &n);
+  uint32_t index = 0;
+  HRESULT hr = FindChild(name, mode, EntryType::kStorage, &index);
   if (FAILED(hr)) return hr;
-  Result<uint32_t> index = file_->Find(index_, n);
-  if (!index.ok()) return ToHresult(index.status());
-  if (file_->Stat(*index).type != EntryType::kStorage) return STG_E_FILENOTFOUND;
-  Status st = file_->AcquireOpen(*index);
-  if (!st.ok()) return ToHresult(st);
-  *ppstg = new StorageObject(file_, *index, mode, true);
-  return S_OK;
+  return MakeStorage(index, mode, ppstg);
   MLR_GUARD_END
 }
 
