@@ -190,5 +190,32 @@ TEST_F(MuxDataTest, ConcurrentReadersGetTheirOwnFrames) {
   EXPECT_EQ(ok, std::vector<bool>(4, true));
 }
 
+TEST_F(MuxDataTest, HostileIndexesReadAsAbsentSamples) {
+  // A full-rate index whose first entry points before the stream, whose
+  // second points far beyond it, and that claims more segments than it holds;
+  // and a reduced index whose offset plus frames overflows.
+  RecordingSpec spec = ThreeChannels(4);
+  mlr::testing::Bytes full;
+  full.U32(3).I32(-8).I32(5003).I32(0x7FFFFFF0).I32(17);
+  for (int i = 0; i < 30; ++i) full.I16(static_cast<int16_t>(i));
+  spec.overrides["Data/ChGroup2/MuxData02"] = full.take();
+  mlr::testing::Bytes reduced;
+  reduced.U32(2).I32(0x7FFFFFFF).I32(0x7FFFFFFF).I32(-1).I32(-1);
+  spec.overrides["Data/ChGroup2/MuxData4"] = reduced.take();
+  OpenSpec(spec, "hostile_index");
+  const std::vector<IChannelInfo*> picked = {channels_[2].get(), channels_[0].get()};
+  for (LONG hnorm : {1, 2}) {
+    for (LONG reduction : {1, 4}) {
+      Mux all = GetMux(group_.get(), {channels_[0].get(), channels_[1].get(), channels_[2].get()},
+                       hnorm, 1, 6000, reduction);
+      Mux some = GetMux(group_.get(), picked, hnorm, 2, 6000, reduction);
+      ASSERT_EQ(all.hr, S_OK) << hnorm << " " << reduction;
+      ASSERT_EQ(some.hr, S_OK) << hnorm << " " << reduction;
+      for (int16_t v : all.values) ASSERT_EQ(v, -32768);
+      for (int16_t v : some.values) ASSERT_EQ(v, -32768);
+    }
+  }
+}
+
 }  // namespace
 }  // namespace mlr::reader::test
