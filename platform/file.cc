@@ -13,6 +13,7 @@
 #include <limits>
 #include <mutex>
 #include <new>
+#include <string>
 #include <vector>
 
 #include <fcntl.h>
@@ -181,11 +182,32 @@ int OpenFd(const char* path, int flags) {
   return fd;
 }
 
+std::mutex& DeniedMutex() {
+  static std::mutex m;
+  return m;
+}
+
+std::string& DeniedPath() {
+  static std::string path;
+  return path;
+}
+
+bool WriteDenied(const char* path) {
+  std::lock_guard<std::mutex> lock(DeniedMutex());
+  return !DeniedPath().empty() && DeniedPath() == path;
+}
+
 }  // namespace
+
+void DenyWriteOpensForTesting(const char* path) {
+  std::lock_guard<std::mutex> lock(DeniedMutex());
+  DeniedPath() = path ? path : "";
+}
 
 HRESULT OpenFile(const char* path, FileMode mode, FileShare share, std::unique_ptr<File>* out) {
   out->reset();
   if (!path || !*path) return STG_E_INVALIDPARAMETER;
+  if (mode != FileMode::kOpenRead && WriteDenied(path)) return STG_E_ACCESSDENIED;
   int flags = 0;
   switch (mode) {
     case FileMode::kOpenRead: flags = O_RDONLY; break;

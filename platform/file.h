@@ -69,4 +69,14 @@ std::unique_ptr<File> NewMemoryFile(bool read_only = false);
 // An in-memory file holding a copy of `data`.
 std::unique_ptr<File> NewMemoryFile(const void* data, size_t size, bool read_only);
 
+// Test hook. While a path is set, OpenFile refuses every open of exactly that
+// path (same string) that asks for writing (kOpenReadWrite, kCreateNew,
+// kCreateAlways) with STG_E_ACCESSDENIED before touching the file, as the
+// system refuses a file without write permission to an unprivileged caller;
+// read opens are unaffected. Null or "" clears it. Only tests set it (a
+// process running as root may write a read-only file, so the refusal cannot
+// be produced otherwise there); nothing in the library or the tools does.
+// Thread-safe; one path at a time.
+void DenyWriteOpensForTesting(const char* path);
+
 }  // namespace mlr

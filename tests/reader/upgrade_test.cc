@@ -4,13 +4,16 @@
 #include <linux/capability.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
 
+#include "platform/file.h"
 #include "reader/byte_reader.h"
 #include "reader/krf_channel_group.h"
 #include "reader/krf_channel_info.h"
@@ -232,6 +235,106 @@ TEST_F(ReaderTest, ReadOnlyFileOpensThroughTheRetry) {
     EXPECT_EQ(OpenThroughRetry(path), 0);
   }
   EXPECT_EQ(StoredVersion(path), 0xFFFFFFFFu);
+}
+
+// Clears the file seam's write refusal however the test ends.
+struct DenyWrites {
+  explicit DenyWrites(const std::string& path) { DenyWriteOpensForTesting(path.c_str()); }
+  ~DenyWrites() { DenyWriteOpensForTesting(nullptr); }
+};
+
+std::vector<char> FileBytes(const std::string& path) {
+  std::vector<char> bytes;
+  if (FILE* f = std::fopen(path.c_str(), "rb")) {
+    char buffer[4096];
+    size_t n;
+    while ((n = std::fread(buffer, 1, sizeof buffer, f)) > 0) bytes.insert(bytes.end(), buffer, buffer + n);
+    std::fclose(f);
+  }
+  return bytes;
+}
+
+bool SameTime(const timespec& a, const timespec& b) {
+  return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
+}
+
+// Opening read-write is refused with access denied (the file seam's test
+// refusal, which also holds when the tests run as root); the recording opens
+// read-only, is write-protected, answers its data with the upgraded
+// normsets, and the file keeps its bytes and times.
+TEST_F(ReaderTest, ReadOnlyRetryKeepsTheFileBytesAndTimes) {
+  const std::string path = Write(OldFile(), "old_mode");
+  ASSERT_EQ(chmod(path.c_str(), 0444), 0);
+  const std::vector<char> bytes = FileBytes(path);
+  ASSERT_FALSE(bytes.empty());
+  struct stat before {};
+  ASSERT_EQ(stat(path.c_str(), &before), 0);
+  {
+    DenyWrites deny(path);
+    const std::u16string wide = AnsiToUtf16(path);
+    ComPtr<IStorage> refused;
+    EXPECT_EQ(StgOpenStorage(wide.c_str(), nullptr, STGM_READWRITE | STGM_SHARE_EXCLUSIVE, nullptr,
+                             0, refused.put()),
+              STG_E_ACCESSDENIED);
+    CKrfRecording* rec = CKrfRecording::Open(wide.c_str());
+    EXPECT_EQ(rec->open_result(), S_OK);
+    EXPECT_EQ(rec->open_mode() & (STGM_WRITE | STGM_READWRITE), 0u);
+    EXPECT_TRUE(rec->upgraded());
+    EXPECT_FALSE(rec->modified());
+    rec->Release();
+
+    ComPtr<IRecording> r;
+    ASSERT_EQ(Open(path, &r), S_OK);
+    VARIANT_BOOL protect = VARIANT_FALSE;
+    EXPECT_EQ(r->get_WriteProtect(&protect), S_OK);
+    EXPECT_EQ(protect, VARIANT_TRUE);
+    ComPtr<IVNorms> vnorms;
+    ASSERT_EQ(Channel(Group(r.get(), 1).get(), 1)->get_VNorms(vnorms.put()), S_OK);
+    LONG count = 0;
+    vnorms->get_Count(&count);
+    EXPECT_EQ(count, 4);  // the repaired view, though nothing is written
+  }
+  struct stat after {};
+  ASSERT_EQ(stat(path.c_str(), &after), 0);
+  EXPECT_TRUE(SameTime(after.st_mtim, before.st_mtim));
+  EXPECT_TRUE(SameTime(after.st_atim, before.st_atim));
+  EXPECT_TRUE(SameTime(after.st_ctim, before.st_ctim));
+  EXPECT_EQ(FileBytes(path), bytes);
+  EXPECT_EQ(StoredVersion(path), 0xFFFFFFFFu);
+}
+
+// `krf upgrade` on an old file that can only be opened read-only says so and
+// fails. The tool is a separate process, so the refusal comes from the system:
+// run as root, the tool is started under the unprivileged "nobody" user.
+TEST_F(ReaderTest, KrfUpgradeReportsAFileThatCanOnlyBeOpenedReadOnly) {
+  const std::string krf = std::string(MLR_BINARY_DIR) + "/tools/krf/krf";
+  ASSERT_EQ(access(krf.c_str(), X_OK), 0) << krf;
+  ASSERT_EQ(chmod(dir_.c_str(), 0755), 0);
+  const std::string path = Write(OldFile(), "old_krf");
+  ASSERT_EQ(chmod(path.c_str(), 0444), 0);
+  const std::vector<char> bytes = FileBytes(path);
+  const std::string output = dir_ + "/krf_upgrade.txt";
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    FILE* out = std::freopen(output.c_str(), "w", stdout);
+    if (!out || dup2(fileno(out), 2) < 0) _exit(78);
+    if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0)) _exit(77);
+    execl(krf.c_str(), krf.c_str(), "upgrade", path.c_str(), static_cast<char*>(nullptr));
+    _exit(79);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFEXITED(status));
+  if (WEXITSTATUS(status) == 77) GTEST_SKIP() << "cannot drop root privileges";
+  ASSERT_NE(WEXITSTATUS(status), 78);
+  ASSERT_NE(WEXITSTATUS(status), 79);
+  EXPECT_NE(WEXITSTATUS(status), 0);
+  const std::vector<char> text = FileBytes(output);
+  EXPECT_NE(std::string(text.begin(), text.end()).find("old file, but it can only be opened read-only"),
+            std::string::npos)
+      << std::string(text.begin(), text.end());
+  EXPECT_EQ(FileBytes(path), bytes);
 }
 
 }  // namespace
