@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <new>
 
+#include "platform/safearray_uninit.h"
 #include "reader/byte_reader.h"
 #include "reader/group_config.h"
 #include "reader/krf_channel_info.h"
@@ -168,8 +169,12 @@ HRESULT CKrfChannelGroup::ReadFrames(size_t hnorm, uint64_t first, size_t frames
     entry = index[hnorm];
     channels = channel_count_;
   }
-  if (frames == 0 || channels == 0) return S_OK;
   const uint32_t values = reduced ? 2 : 1;
+  if (frames == 0) return S_OK;
+  if (channels == 0) {  // nothing stored: every requested value is absent
+    std::fill_n(out, frames * pick_count * values, int16_t{-32768});
+    return S_OK;
+  }
   const size_t frame_bytes = static_cast<size_t>(channels) * values * 2;
   const size_t block_frames = std::min(frames, kBlockFrames);
   const size_t out_per_frame = pick_count * values;
@@ -307,16 +312,20 @@ HRESULT STDMETHODCALLTYPE CKrfChannelGroup::GetMuxData(SAFEARRAY** ChInfo, LONG 
     if (ItemCount < m) m = ItemCount;
     const bool reduced = Reduction != 1;
     const uint32_t values = reduced ? 2 : 1;
+    // Left uninitialised: ReadFrames writes every element when it succeeds
+    // (stored values, -32768 past the stream's end), and the array is
+    // destroyed when it fails.
     SAFEARRAY* array;
     if (picks.size() == 1 && !reduced) {
-      array = SafeArrayCreateVector(VT_I2, 0, static_cast<ULONG>(m));
+      SAFEARRAYBOUND bound = {static_cast<ULONG>(m), 0};
+      array = mlr::SafeArrayCreateUninitialized(VT_I2, 1, &bound);
     } else {
       SAFEARRAYBOUND bounds[2];
       bounds[0].cElements = static_cast<ULONG>(picks.size() * values);
       bounds[0].lLbound = 1;
       bounds[1].cElements = static_cast<ULONG>(m);
       bounds[1].lLbound = 1;
-      array = SafeArrayCreate(VT_I2, 2, bounds);
+      array = mlr::SafeArrayCreateUninitialized(VT_I2, 2, bounds);
     }
     if (!array) return E_OUTOFMEMORY;
     void* data = nullptr;

@@ -70,7 +70,10 @@ class CKrfChannelGroup : public CURIChannelGroupImpl {
 
   // Reads `frames` stored frames from 0-based frame `first` of the 0-based
   // normset `hnorm`, full-rate or reduced, picking the 0-based channel
-  // positions `picks` into `out` (1 or 2 values per pick and frame).
+  // positions `picks` into `out` (1 or 2 values per pick and frame). On
+  // success every one of those values is written (-32768 where the stream
+  // holds none), so `out` may be uninitialised memory; on failure it holds
+  // an unspecified part of them.
   HRESULT ReadFrames(size_t hnorm, uint64_t first, size_t frames, bool reduced,
                      const uint32_t* picks, size_t pick_count, int16_t* out);
 

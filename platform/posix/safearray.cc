@@ -6,6 +6,7 @@
 #if !defined(_WIN32)
 
 #include "platform/win.h"
+#include "platform/safearray_uninit.h"
 
 #include <cstdint>
 #include <cstdlib>
@@ -220,6 +221,26 @@ SAFEARRAY* SafeArrayCreate(VARTYPE vt, UINT cDims, SAFEARRAYBOUND* rgsabound) {
   }
   return psa;
 }
+
+namespace mlr {
+
+SAFEARRAY* SafeArrayCreateUninitialized(VARTYPE vt, UINT cDims, SAFEARRAYBOUND* rgsabound) {
+  if (!rgsabound || cDims == 0) return nullptr;
+  if (vt == VT_BSTR || vt == VT_UNKNOWN || vt == VT_DISPATCH || vt == VT_VARIANT) return nullptr;
+  SAFEARRAY* psa = nullptr;
+  if (FAILED(SafeArrayAllocDescriptorEx(vt, cDims, &psa))) return nullptr;
+  for (UINT i = 0; i < cDims; ++i) psa->rgsabound[i] = rgsabound[cDims - 1 - i];
+  size_t bytes;
+  void* data = ByteCount(psa, &bytes) ? std::malloc(bytes ? bytes : 1) : nullptr;
+  if (!data) {
+    SafeArrayDestroyDescriptor(psa);
+    return nullptr;
+  }
+  psa->pvData = data;
+  return psa;
+}
+
+}  // namespace mlr
 
 SAFEARRAY* SafeArrayCreateVector(VARTYPE vt, LONG lLbound, ULONG cElements) {
   SAFEARRAYBOUND bound = {cElements, lLbound};
@@ -491,5 +512,18 @@ HRESULT SafeArrayCopy(SAFEARRAY* psa, SAFEARRAY** ppsaOut) {
   *ppsaOut = copy;
   return S_OK;
 }
+
+#else  // _WIN32
+
+#include "platform/safearray_uninit.h"
+
+namespace mlr {
+
+SAFEARRAY* SafeArrayCreateUninitialized(VARTYPE vt, UINT cDims, SAFEARRAYBOUND* rgsabound) {
+  if (vt == VT_BSTR || vt == VT_UNKNOWN || vt == VT_DISPATCH || vt == VT_VARIANT) return nullptr;
+  return SafeArrayCreate(vt, cDims, rgsabound);
+}
+
+}  // namespace mlr
 
 #endif  // !_WIN32
