@@ -81,6 +81,33 @@ TEST_F(MuxDataTest, FullRateShapesAndValues) {
   EXPECT_EQ(last.values, Pick(Seg(1), 3, {0}, 16, 1));
 }
 
+// A normset longer than what its stream holds: the frames past the stream's
+// end read as -32768, whether all channels are read in place or picked, and
+// the reduced pairs likewise (the result arrays start uninitialised, so this
+// also checks that every element is written).
+TEST_F(MuxDataTest, FramesPastTheStreamEndReadAsAbsent) {
+  RecordingSpec spec = ThreeChannels(4);
+  spec.groups[0].hnorms[1].length = 40;
+  OpenSpec(spec, "past_end");
+  std::vector<int16_t> all = Pick(Seg(1), 3, {0, 1, 2}, 0, 17);
+  all.resize(40 * 3, -32768);
+  Mux in_place = GetMux(group_.get(), {channels_[0].get(), channels_[1].get(), channels_[2].get()}, 2,
+                        1, 40, 1);
+  ASSERT_EQ(in_place.hr, S_OK);
+  EXPECT_EQ(in_place.values, all);
+  std::vector<int16_t> one = Pick(Seg(1), 3, {2}, 10, 7);
+  one.resize(30, -32768);
+  Mux picked = GetMux(group_.get(), {channels_[2].get()}, 2, 11, 100, 1);
+  ASSERT_EQ(picked.hr, S_OK);
+  EXPECT_EQ(picked.values, one);
+  // 17 frames make 5 stored pairs at factor 4; the normset asks for 10.
+  Mux reduced = GetMux(group_.get(), {channels_[1].get()}, 2, 1, 10, 4);
+  ASSERT_EQ(reduced.hr, S_OK);
+  ASSERT_EQ(reduced.values.size(), 20u);
+  for (size_t i = 10; i < 20; ++i) EXPECT_EQ(reduced.values[i], -32768) << i;
+  for (size_t i = 0; i < 10; i += 2) EXPECT_GE(reduced.values[i], reduced.values[i + 1]) << i;
+}
+
 TEST_F(MuxDataTest, ArgumentChecks) {
   OpenSpec(ThreeChannels(1), "args");
   std::vector<IChannelInfo*> all = {channels_[0].get()};
