@@ -18,7 +18,7 @@
 //
 // Samples: each segment holds Length frames of the group's channels,
 // channel varying fastest (frames.size() must be a multiple of the channel
-// count; Length = frames.size() / channels). The spec is copied; the caller
+// count; Length = frames.size() / channels). The description is copied; the caller
 // keeps its own.
 //
 // GetMuxData of a memory group behaves as the file reader's: E_POINTER for a
@@ -40,7 +40,7 @@
 // down to a multiple of F.
 //
 // Collection(kalRecColDisplayPages) answers the display pages (an empty
-// collection when the spec has none); voice marks are not supported (null).
+// collection when the description has none); voice marks are not supported (null).
 // The physical-channel configuration exists only when
 // `has_physical_channels` is set.
 //
