@@ -114,12 +114,19 @@ void CKrfChannelInfo::ReleaseStorages() {
   table_read_ = true;
 }
 
-HRESULT STDMETHODCALLTYPE CKrfChannelInfo::get_Name(VARIANT BitNumber, BSTR* pVal) {
-  if (!pVal) return E_POINTER;
+HRESULT CKrfChannelInfo::LoadProperties() {
   try {
     std::lock_guard<std::recursive_mutex> hold(lock_);
     EnsurePropertiesLocked();
   } catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
+  }
+  return S_OK;
+}
+
+HRESULT STDMETHODCALLTYPE CKrfChannelInfo::get_Name(VARIANT BitNumber, BSTR* pVal) {
+  if (!pVal) return E_POINTER;
+  if (FAILED(LoadProperties())) {
     *pVal = nullptr;
     return E_OUTOFMEMORY;
   }
@@ -128,33 +135,20 @@ HRESULT STDMETHODCALLTYPE CKrfChannelInfo::get_Name(VARIANT BitNumber, BSTR* pVa
 
 HRESULT STDMETHODCALLTYPE CKrfChannelInfo::get_EventChannel(VARIANT_BOOL* pVal) {
   if (!pVal) return E_POINTER;
-  try {
-    std::lock_guard<std::recursive_mutex> hold(lock_);
-    EnsurePropertiesLocked();
-  } catch (const std::bad_alloc&) {
-    return E_OUTOFMEMORY;
-  }
+  if (FAILED(LoadProperties())) return E_OUTOFMEMORY;
   return CURIChannelInfoImpl::get_EventChannel(pVal);
 }
 
 HRESULT STDMETHODCALLTYPE CKrfChannelInfo::get_SystemEventMask(kalSystemEvent SysEvent,
                                                                SHORT* pVal) {
   if (!pVal) return E_POINTER;
-  try {
-    std::lock_guard<std::recursive_mutex> hold(lock_);
-    EnsurePropertiesLocked();
-  } catch (const std::bad_alloc&) {
-    return E_OUTOFMEMORY;
-  }
+  if (FAILED(LoadProperties())) return E_OUTOFMEMORY;
   return CURIChannelInfoImpl::get_SystemEventMask(SysEvent, pVal);
 }
 
 HRESULT STDMETHODCALLTYPE CKrfChannelInfo::get_YUnits(BSTR* pVal) {
   if (!pVal) return E_POINTER;
-  try {
-    std::lock_guard<std::recursive_mutex> hold(lock_);
-    EnsurePropertiesLocked();
-  } catch (const std::bad_alloc&) {
+  if (FAILED(LoadProperties())) {
     *pVal = nullptr;
     return E_OUTOFMEMORY;
   }

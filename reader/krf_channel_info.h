@@ -68,6 +68,9 @@ class CKrfChannelInfo : public CURIChannelInfoImpl {
   void EnsureStorageLocked();
   void EnsurePropertiesLocked();
   void EnsureTableLocked();
+  // Takes the lock and reads the channel's properties if not read yet:
+  // S_OK, or E_OUTOFMEMORY when reading them ran out of memory.
+  HRESULT LoadProperties();
 
   std::recursive_mutex lock_;
   CKrfRecording* const recording_;
