@@ -132,11 +132,13 @@ class CMainSaveThread final : public CThreadBase {
 
   std::vector<CSaveObject*> OrderGroups() const;
   void Prepare(const std::vector<CSaveObject*>& order);
+  void RunPhases(const std::vector<CSaveObject*>& order);
   void RunPhase(ULONG phase, const std::vector<CSaveObject*>& order);
+  // The stop flag, a failure, or a failed write.
+  bool Stopping() const;
   void DrainWrites();
   void CommitRoot();
   void Finish(const std::vector<CSaveObject*>& order);
-  void FinishTarget();
 
   std::u16string file_name_;
   ComPtr<IStorage> root_, data_;            // held for the thread's whole life

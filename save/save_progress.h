@@ -35,7 +35,9 @@
 //                Ready and deletes its target.
 //
 // Lifetime: holds a reference to the main save thread (which keeps running
-// when the progress object goes). Counts its own references; deletes itself
+// when the progress object goes). Released after the status reads Ready, it
+// waits for the thread's last instructions, so that the target file is closed
+// and time-stamped, or deleted, when the last Release returns. Counts its own references; deletes itself
 // at zero. Threading: free-threaded; the properties read the thread's state
 // as save/main_save_thread.h describes.
 #pragma once
@@ -80,7 +82,6 @@ class CSaveProgress final : public mlr::model::DispatchImplFor<ISaveRecordingPro
 
   CMainSaveThread* thread_;
   std::atomic<LONG> aborted_{0};
-  DWORD created_tick_;
   std::atomic<ULONG> refs_{0};
 };
 

@@ -14,7 +14,9 @@ CThreadBase::~CThreadBase() { Join(); }
 bool CThreadBase::Start(const char* name) {
   std::strncpy(name_, name ? name : "", sizeof name_ - 1);
   name_[sizeof name_ - 1] = '\0';
-  HANDLE h = CreateThread(nullptr, 0, &CThreadBase::Body, this, 0, nullptr);
+  DWORD id = 0;
+  HANDLE h = CreateThread(nullptr, 0, &CThreadBase::Body, this, 0, &id);
+  if (h) thread_id_.store(id, std::memory_order_release);
   if (!h) h = INVALID_HANDLE_VALUE;
   handle_ = h;
   if (started()) SetThreadPriority(handle_, THREAD_PRIORITY_HIGHEST);
@@ -23,7 +25,8 @@ bool CThreadBase::Start(const char* name) {
 
 void CThreadBase::Join() {
   if (!started()) return;
-  WaitForSingleObject(handle_, INFINITE);
+  if (GetCurrentThreadId() != thread_id_.load(std::memory_order_acquire))
+    WaitForSingleObject(handle_, INFINITE);
   CloseHandle(handle_);
   handle_ = INVALID_HANDLE_VALUE;
 }
@@ -36,6 +39,7 @@ void CThreadBase::SetError(HRESULT hr) {
 
 DWORD WINAPI CThreadBase::Body(LPVOID param) {
   auto* self = static_cast<CThreadBase*>(param);
+  self->thread_id_.store(GetCurrentThreadId(), std::memory_order_release);
   HRESULT init = CoInitializeEx(nullptr, COINIT_MULTITHREADED);
   if (self->name_[0]) {
     OLECHAR wide[sizeof self->name_];
@@ -44,7 +48,7 @@ DWORD WINAPI CThreadBase::Body(LPVOID param) {
     wide[i] = 0;
     SetThreadDescription(GetCurrentThread(), wide);
   }
-  self->Run();
+  self->Run();  // may delete the object: nothing below touches it
   if (SUCCEEDED(init)) CoUninitialize();
   return 0;
 }

@@ -60,6 +60,8 @@ class CThreadBase : public CSaveStopSource {
   bool Start(const char* name);
   void RequestStop() { stop_.store(1, std::memory_order_release); }
   bool StopRequested() const override { return stop_.load(std::memory_order_acquire) != 0; }
+  // Waits for the thread to end; on the thread itself (an object deleted by
+  // its own thread at the very end of Run) it only closes the handle.
   void Join();
 
   bool started() const { return handle_ != INVALID_HANDLE_VALUE; }
@@ -75,6 +77,7 @@ class CThreadBase : public CSaveStopSource {
   static DWORD WINAPI Body(LPVOID self);
 
   HANDLE handle_ = INVALID_HANDLE_VALUE;
+  std::atomic<DWORD> thread_id_{0};
   char name_[9] = {};
   std::atomic<LONG> stop_{0};
   std::atomic<HRESULT> error_{S_OK};

@@ -1,0 +1,143 @@
+#include "pipeline_fixture.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <thread>
+
+#include "platform/strings.h"
+#include "save/save_start.h"
+#include "save/save_threads.h"
+
+namespace mlr::save::testing {
+
+std::vector<std::string> CallLog::With(const std::string& prefix) const {
+  std::vector<std::string> out;
+  for (const std::string& line : Lines())
+    if (line.compare(0, prefix.size(), prefix) == 0) out.push_back(line);
+  return out;
+}
+
+HRESULT TestGroup::CreateStorage(IStorage* data) {
+  log_->Add("create " + std::to_string(number_));
+  ComPtr<IStorage> storage;
+  const std::u16string name = u"ChGroup" + ToUtf16(std::to_string(number_).c_str());
+  const DWORD mode = STGM_CREATE | STGM_SHARE_EXCLUSIVE | STGM_READWRITE;
+  HRESULT hr = data->CreateStorage(name.c_str(), mode, 0, 0, storage.put());
+  if (SUCCEEDED(hr)) hr = storage->CreateStream(OLESTR("MuxData02"), mode, 0, 0, stream_.put());
+  return hr;
+}
+
+void TestGroup::Phase(ULONG phase, const CSaveStopSource& caller) {
+  const auto* thread = dynamic_cast<const CThreadBase*>(&caller);
+  const std::string name = thread ? thread->name() : "?";
+  const LONG status = log_->thread ? log_->thread->status() : -1;
+  log_->Add("phase " + std::to_string(static_cast<LONG>(phase)) + " group " +
+            std::to_string(number_) + " status " + std::to_string(status) + " on " + name);
+  if (phase == block_phase) {
+    blocked = true;
+    while (!caller.StopRequested()) std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    blocked = false;
+  }
+  if (phase == fail_phase) {
+    HRESULT expected = S_OK;
+    error_.compare_exchange_strong(expected, fail_code);
+    return;
+  }
+  if (phase == kSavePhaseAllocate) {
+    to_allocate = 100;
+    allocated = 100;
+  }
+  if (phase == kSavePhaseData && stream_) {
+    writer_seen_started = static_cast<CWriterThread*>(writer_)->started();
+    removable_seen = removable_;
+    estimated = static_cast<int64_t>(bytes_per_save);
+    SAFEARRAY* data = SafeArrayCreateVector(VT_UI1, 0, static_cast<ULONG>(bytes_per_save));
+    auto* p = static_cast<unsigned char*>(data->pvData);
+    for (size_t i = 0; i < bytes_per_save; ++i) p[i] = static_cast<unsigned char>(number_ + i);
+    writer_->Submit(std::make_unique<CSaveWriteJob>(stream_.get(), data, bytes_per_save));
+    written = static_cast<int64_t>(bytes_per_save);
+  }
+}
+
+void TestGroup::Close() {
+  log_->Add("close " + std::to_string(number_));
+  if (stream_ && error_.load() >= 0) stream_->Commit(STGC_DEFAULT);
+  stream_ = nullptr;
+}
+
+TestGroup* TestModel::Add(ULONG recording) {
+  owned_.push_back(std::make_unique<TestGroup>(static_cast<ULONG>(owned_.size() + 1), recording, log_));
+  view_.push_back(owned_.back().get());
+  return owned_.back().get();
+}
+
+HRESULT TestModel::Align(DATE* out) {
+  log_->Add("align");
+  *out = file_time;
+  return S_OK;
+}
+
+HRESULT TestModel::Gather() {
+  log_->Add("gather status " + std::to_string(log_->thread->status()));
+  return S_OK;
+}
+
+HRESULT TestModel::WriteRecording(IStorage* root, IStorage* data) {
+  log_->Add(std::string("records status ") + std::to_string(log_->thread->status()) +
+            (root && data ? " storages" : " none"));
+  return S_OK;
+}
+
+void PipelineTest::SetUp() {
+  char pattern[] = "/tmp/mlr_save_XXXXXX";
+  ASSERT_NE(mkdtemp(pattern), nullptr);
+  dir_ = pattern;
+  target_ = dir_ + "/target.krf";
+}
+
+void PipelineTest::TearDown() { std::filesystem::remove_all(dir_); }
+
+ComPtr<ISaveRecordingProgress> PipelineTest::Start(std::unique_ptr<TestModel> model,
+                                                   CallLog* log, const CSaveClock& clock) {
+  const std::u16string wide = ToUtf16(target_.c_str());
+  ComPtr<IStorage> root;
+  EXPECT_EQ(StgCreateDocfile(wide.c_str(), STGM_CREATE | STGM_SHARE_EXCLUSIVE | STGM_READWRITE,
+                             0, root.put()),
+            S_OK);
+  ComPtr<ISaveRecordingProgress> progress;
+  EXPECT_EQ(StartSave(wide.c_str(), root.get(), std::move(model), clock, progress.put(),
+                      &(log ? log : &log_)->thread),
+            S_OK);
+  return progress;
+}
+
+std::vector<LONG> PipelineTest::WaitReady(ISaveRecordingProgress* progress, CallLog* log) {
+  if (!log) log = &log_;
+  std::vector<LONG> seen;
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+  for (;;) {
+    kalSaveRecordingStatus status;
+    EXPECT_EQ(progress->get_Status(&status), S_OK);
+    if (seen.empty() || seen.back() != status) seen.push_back(status);
+    // The progress object reports ErrorOccurred after a failure, whatever
+    // the status word: the word itself says when the thread is done.
+    if (log->thread->status() == kalSRS_Ready) break;
+    if (std::chrono::steady_clock::now() > deadline) {
+      ADD_FAILURE() << "the save did not end";
+      break;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return seen;
+}
+
+bool PipelineTest::TargetExists() const {
+  struct stat st;
+  return ::stat(target_.c_str(), &st) == 0;
+}
+
+}  // namespace mlr::save::testing

@@ -1,0 +1,198 @@
+// The save threads over minimal groups: phase order and statuses, the order
+// of the groups, the writer thread, the workers, failures and aborts, and
+// what becomes of the target file.
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <chrono>
+#include <set>
+#include <thread>
+
+#include "pipeline_fixture.h"
+#include "platform/strings.h"
+
+namespace mlr::save::testing {
+namespace {
+
+std::string PhaseLine(int phase, int group, LONG status) {
+  return "phase " + std::to_string(phase) + " group " + std::to_string(group) + " status " +
+         std::to_string(status);
+}
+
+// The lines of `lines` without their " on <thread>" tail.
+std::vector<std::string> WithoutThread(std::vector<std::string> lines) {
+  for (std::string& l : lines) l = l.substr(0, l.find(" on "));
+  return lines;
+}
+
+TEST_F(PipelineTest, PhasesRunInOrderWithTheirStatusesAndTheFileIsStamped) {
+  auto model = std::make_unique<TestModel>(1, &log_);
+  TestGroup* g = model->Add(0);
+  ComPtr<ISaveRecordingProgress> progress = Start(std::move(model));
+  std::vector<LONG> seen = WaitReady(progress.get());
+  EXPECT_EQ(seen.back(), kalSRS_Ready);
+
+  std::vector<std::string> lines = WithoutThread(log_.Lines());
+  const std::vector<std::string> expected = {
+      "align",
+      "create 1",
+      PhaseLine(1, 1, kalSRS_Initializing),
+      "gather status " + std::to_string(kalSRS_Initializing),
+      "records status " + std::to_string(kalSRS_SavingInternals) + " storages",
+      PhaseLine(2, 1, kalSRS_SavingInternals),
+      PhaseLine(3, 1, kalSRS_AllocatingDiskSpace),
+      PhaseLine(4, 1, kalSRS_SavingData),
+      PhaseLine(5, 1, kalSRS_Closing),
+      "close 1",
+  };
+  EXPECT_EQ(lines, expected);
+  EXPECT_TRUE(g->writer_seen_started) << "one group: a writer thread";
+
+  LONG completion = -1, error = -1;
+  EXPECT_EQ(progress->get_Completion(&completion), S_OK);
+  EXPECT_EQ(completion, 100);
+  EXPECT_EQ(progress->get_ErrorCode(&error), S_OK);
+  EXPECT_EQ(error, S_OK);
+  progress = nullptr;
+
+  // The written stream reads back, and the file carries the model's time.
+  ComPtr<IStorage> root, data, group;
+  ComPtr<IStream> stream;
+  const std::u16string wide = ToUtf16(target_.c_str());
+  ASSERT_EQ(StgOpenStorage(wide.c_str(), nullptr, STGM_READ | STGM_SHARE_EXCLUSIVE, nullptr, 0,
+                           root.put()),
+            S_OK);
+  ASSERT_EQ(root->OpenStorage(OLESTR("Data"), nullptr, STGM_READ | STGM_SHARE_EXCLUSIVE, nullptr,
+                              0, data.put()),
+            S_OK);
+  ASSERT_EQ(data->OpenStorage(OLESTR("ChGroup1"), nullptr, STGM_READ | STGM_SHARE_EXCLUSIVE,
+                              nullptr, 0, group.put()),
+            S_OK);
+  ASSERT_EQ(group->OpenStream(OLESTR("MuxData02"), nullptr, STGM_READ | STGM_SHARE_EXCLUSIVE, 0,
+                              stream.put()),
+            S_OK);
+  std::vector<unsigned char> bytes(1200);
+  ULONG read = 0;
+  ASSERT_EQ(stream->Read(bytes.data(), 1200, &read), S_OK);
+  ASSERT_EQ(read, 1000u);
+  EXPECT_EQ(bytes[0], 1);
+  EXPECT_EQ(bytes[999], static_cast<unsigned char>(1 + 999));
+
+  struct stat st;
+  ASSERT_EQ(::stat(target_.c_str(), &st), 0);
+  // 40000.5 = 2009-07-06 12:00 UTC.
+  EXPECT_EQ(st.st_mtime, 1246881600);
+  EXPECT_EQ(st.st_atime, 1246881600);
+}
+
+TEST_F(PipelineTest, GroupsOfSeveralRecordingsAreInterleaved) {
+  auto model = std::make_unique<TestModel>(2, &log_);
+  model->Add(0);  // A1 = 1
+  model->Add(0);  // A2 = 2
+  model->Add(0);  // A3 = 3
+  model->Add(1);  // B1 = 4
+  ComPtr<ISaveRecordingProgress> progress = Start(std::move(model));
+  WaitReady(progress.get());
+  EXPECT_EQ(log_.With("create"),
+            (std::vector<std::string>{"create 1", "create 4", "create 2", "create 3"}));
+  // Every group runs every phase once.
+  for (int phase = 1; phase <= 5; ++phase)
+    EXPECT_EQ(log_.With("phase " + std::to_string(phase) + " ").size(), 4u) << phase;
+  EXPECT_TRUE(log_.With("phase -1").empty()) << "no clean-up after a save that succeeded";
+}
+
+TEST_F(PipelineTest, TwoGroupsUseTheWriterThreadThreeDoNot) {
+  for (int count : {2, 3}) {
+    CallLog log;
+    auto model = std::make_unique<TestModel>(1, &log);
+    std::vector<TestGroup*> groups;
+    for (int i = 0; i < count; ++i) groups.push_back(model->Add(0));
+    ComPtr<ISaveRecordingProgress> progress = Start(std::move(model), &log);
+    WaitReady(progress.get(), &log);
+    for (TestGroup* g : groups) EXPECT_EQ(g->writer_seen_started, count == 2) << count;
+    LONG error = -1;
+    progress->get_ErrorCode(&error);
+    EXPECT_EQ(error, S_OK);
+  }
+}
+
+TEST_F(PipelineTest, SevenGroupsShareFiveWorkers) {
+  auto model = std::make_unique<TestModel>(1, &log_);
+  for (int i = 0; i < 7; ++i) model->Add(0);
+  ComPtr<ISaveRecordingProgress> progress = Start(std::move(model));
+  WaitReady(progress.get());
+  std::set<std::string> workers;
+  for (int phase = 1; phase <= 5; ++phase) {
+    std::vector<std::string> lines = log_.With("phase " + std::to_string(phase) + " ");
+    ASSERT_EQ(lines.size(), 7u);
+    std::set<std::string> groups;
+    for (const std::string& l : lines) {
+      groups.insert(l.substr(0, l.find(" status")));
+      workers.insert(l.substr(l.find(" on ") + 4));
+    }
+    EXPECT_EQ(groups.size(), 7u) << "each group once in phase " << phase;
+  }
+  for (const std::string& w : workers)
+    EXPECT_TRUE(w.size() == 8 && w.compare(0, 7, "KrfWork") == 0 && w[7] >= '1' && w[7] <= '5')
+        << w;
+}
+
+TEST_F(PipelineTest, AFailingGroupEndsTheSaveInItsPhaseAndTheTargetIsDeleted) {
+  for (ULONG phase = 1; phase <= 5; ++phase) {
+    CallLog log;
+    auto model = std::make_unique<TestModel>(1, &log);
+    model->Add(0);
+    TestGroup* failing = model->Add(0);
+    failing->fail_phase = phase;
+    failing->fail_code = STG_E_MEDIUMFULL;
+    ComPtr<ISaveRecordingProgress> progress = Start(std::move(model), &log);
+    ASSERT_TRUE(progress);
+    WaitReady(progress.get(), &log);
+    kalSaveRecordingStatus status;
+    LONG error = 0;
+    progress->get_Status(&status);
+    progress->get_ErrorCode(&error);
+    EXPECT_EQ(status, kalSRS_ErrorOccurred) << phase;
+    EXPECT_EQ(error, STG_E_MEDIUMFULL) << phase;
+    // No phase after the failing one; every group cleaned up and closed.
+    for (ULONG later = phase + 1; later <= 5; ++later)
+      EXPECT_TRUE(log.With("phase " + std::to_string(later) + " ").empty()) << phase;
+    EXPECT_EQ(log.With("phase -1 ").size(), 2u) << phase;
+    EXPECT_EQ(log.With("close").size(), 2u) << phase;
+    EXPECT_TRUE(TargetExists()) << "the file goes only with the last reference";
+    progress = nullptr;
+    EXPECT_FALSE(TargetExists()) << phase;
+  }
+}
+
+TEST_F(PipelineTest, AbortInEachPhaseEndsReadyWithoutATarget) {
+  for (ULONG phase = 1; phase <= 5; ++phase) {
+    CallLog log;
+    auto model = std::make_unique<TestModel>(1, &log);
+    TestGroup* g = model->Add(0);
+    g->block_phase = phase;
+    ComPtr<ISaveRecordingProgress> progress = Start(std::move(model), &log);
+    ASSERT_TRUE(progress);
+    while (!g->blocked) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    ASSERT_EQ(progress->Abort(), S_OK);
+    LONG completion = -1, left = -1;
+    kalSaveRecordingStatus status;
+    progress->get_Completion(&completion);
+    progress->get_EstimatedTimeLeft(&left);
+    EXPECT_EQ(completion, 0);
+    EXPECT_EQ(left, 0);
+    progress->get_Status(&status);
+    EXPECT_TRUE(status == kalSRS_Aborting || status == kalSRS_Ready) << status;
+    WaitReady(progress.get(), &log);
+    progress->get_Status(&status);
+    EXPECT_EQ(status, kalSRS_Ready);
+    for (ULONG later = phase + 1; later <= 5; ++later)
+      EXPECT_TRUE(log.With("phase " + std::to_string(later) + " ").empty()) << phase;
+    EXPECT_EQ(log.With("phase -1 ").size(), 1u) << phase;
+    progress = nullptr;
+    EXPECT_FALSE(TargetExists()) << phase;
+  }
+}
+
+}  // namespace
+}  // namespace mlr::save::testing
