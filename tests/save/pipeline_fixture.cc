@@ -38,9 +38,8 @@ void TestGroup::Phase(ULONG phase, const CSaveStopSource& caller) {
   log_->Add("phase " + std::to_string(static_cast<LONG>(phase)) + " group " +
             std::to_string(number_) + " status " + std::to_string(status) + " on " + name);
   if (phase == block_phase) {
-    blocked = true;
+    log_->blocked = number_;
     while (!caller.StopRequested()) std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    blocked = false;
   }
   if (phase == fail_phase) {
     HRESULT expected = S_OK;
@@ -52,8 +51,8 @@ void TestGroup::Phase(ULONG phase, const CSaveStopSource& caller) {
     allocated = 100;
   }
   if (phase == kSavePhaseData && stream_) {
-    writer_seen_started = static_cast<CWriterThread*>(writer_)->started();
-    removable_seen = removable_;
+    log_->Add("writer " + std::to_string(number_) + " " +
+              (static_cast<CWriterThread*>(writer_)->started() ? "1" : "0"));
     estimated = static_cast<int64_t>(bytes_per_save);
     SAFEARRAY* data = SafeArrayCreateVector(VT_UI1, 0, static_cast<ULONG>(bytes_per_save));
     auto* p = static_cast<unsigned char*>(data->pvData);

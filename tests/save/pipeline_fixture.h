@@ -48,6 +48,8 @@ class CallLog {
   // Read by the groups to log the status word during each phase.
   // Set before the thread starts.
   CMainSaveThread* thread = nullptr;
+  // The number of the group waiting for a stop (0: none).
+  std::atomic<ULONG> blocked{0};
 
  private:
   mutable std::mutex mutex_;
@@ -56,7 +58,9 @@ class CallLog {
 
 // A group that writes `bytes_per_save` bytes of a known pattern to its
 // stream "MuxData02" in phase 4 (through the writer queue), counts them,
-// and can fail or wait for a stop in a chosen phase.
+// and can fail or wait for a stop in a chosen phase. It dies with the model
+// at the end of the save: what tests look at afterwards goes to the log
+// ("writer <n> 0|1" in phase 4: whether the writer thread runs).
 class TestGroup final : public CSaveObject {
  public:
   TestGroup(ULONG number, ULONG recording, CallLog* log) : number_(number), recording_(recording), log_(log) {}
@@ -79,10 +83,7 @@ class TestGroup final : public CSaveObject {
   ULONG fail_phase = 0;                    // this phase fails with fail_code
   HRESULT fail_code = E_FAIL;
   ULONG block_phase = 0;                   // this phase waits for the stop flag
-  std::atomic<bool> blocked{false};        // set while it waits
   size_t bytes_per_save = 1000;
-  bool writer_seen_started = false;        // recorded in phase 4
-  bool removable_seen = false;
 
   std::atomic<int64_t> estimated{0}, written{0}, to_allocate{0}, allocated{0};
 
