@@ -21,6 +21,7 @@ TEST(ApiEntryTable, ResolvesTheLibrarysOwnFunctionsByName) {
   EXPECT_EQ(entries.RecordingTimeToLocalTime, &::RecordingTimeToLocalTime);
   EXPECT_EQ(entries.LocalTimeToRecordingTime, &::LocalTimeToRecordingTime);
   EXPECT_EQ(entries.GetEstimatedTotalSize, &::GetEstimatedTotalSize);
+  EXPECT_EQ(entries.GetScaledMuxData, &::GetScaledMuxData);
 
   // Once resolved, a peek sees the same table.
   const ApiEntries peeked = table::Peek();

@@ -1,12 +1,43 @@
 // A client that sees only the installed headers and the shared library: it
 // creates the loader through the exported class-object entry point, opens a
 // recording given on the command line and prints its channel-group count,
-// then checks a module function and frees a runtime string.
+// then checks a module function and frees a runtime string, and reads
+// scaled data through a group member, which reaches the module function
+// through the library's own entry table.
 #include <LegacyRecording.h>
 
 #include <cstdio>
 
 extern "C" HRESULT DllGetClassObject(REFCLSID, REFIID, void**);
+
+// Frames of IChannelGroup::GetScaledMuxData for 10 samples of channel 1 of
+// group 1, or -1.
+static LONG ScaledFrames(IChannelGroups* groups) {
+  IChannelGroup* group = nullptr;
+  IChannelInfos* infos = nullptr;
+  IChannelInfo* channel = nullptr;
+  LONG frames = -1;
+  if (SUCCEEDED(groups->get_Item(1, &group)) && group &&
+      SUCCEEDED(group->get_ChannelInfos(&infos)) && infos &&
+      SUCCEEDED(infos->get_Item(1, &channel)) && channel) {
+    SAFEARRAY* selection = SafeArrayCreateVector(VT_UNKNOWN, 0, 1);
+    LONG index = 0;
+    SafeArrayPutElement(selection, &index, channel);
+    SAFEARRAY* result = nullptr;
+    if (group->GetScaledMuxData(&selection, 1, 1, 10, 1, &result) == S_OK && result) {
+      LONG lower = 0, upper = -1;
+      SafeArrayGetLBound(result, 2, &lower);
+      SafeArrayGetUBound(result, 2, &upper);
+      frames = upper - lower + 1;
+      SafeArrayDestroy(result);
+    }
+    SafeArrayDestroy(selection);
+  }
+  if (channel) channel->Release();
+  if (infos) infos->Release();
+  if (group) group->Release();
+  return frames;
+}
 
 int main(int argc, char** argv) {
   if (argc != 2) return 2;
@@ -31,12 +62,14 @@ int main(int argc, char** argv) {
 
   IChannelGroups* groups = nullptr;
   LONG count = -1;
+  LONG scaled = -1;
   if (SUCCEEDED(recording->get_ChannelGroups(&groups)) && groups) {
     groups->get_Count(&count);
+    scaled = ScaledFrames(groups);
     groups->Release();
   }
   recording->Release();
-  std::printf("groups %d void %d\n", static_cast<int>(count),
-              IsVoidNumber(1.0) == VARIANT_FALSE ? 0 : 1);
+  std::printf("groups %d void %d scaled %d\n", static_cast<int>(count),
+              IsVoidNumber(1.0) == VARIANT_FALSE ? 0 : 1, static_cast<int>(scaled));
   return 0;
 }

@@ -1,0 +1,41 @@
+// The multiplexed-data functions of the module (declared with C linkage in
+// LegacyRecording.h): GetScaledMuxData, GetResampledMuxData and
+// GetReducedMuxData. Each fetches the data of one horizontal normset of a
+// channel group through the group's own GetMuxData and returns a new safe
+// array that the caller owns. They work on any IChannelGroup through its
+// interfaces only, keep no state and may run on any thread (as far as the
+// group allows). On failure *Result is null.
+//
+// Sample numbers are 1-based within the normset; sample n lies at
+// StartTime + (n - 1) x XStep. Errors 10xxx are raised as rich errors
+// (server/error_raiser.h) naming IChannelGroup, except where noted.
+//
+// GetScaledMuxData(ChGrp, ChInfo, HNormIndex, FirstSample, ItemCount,
+//                  Reduction, Result)
+//   Reduction < 2: VT_R8 (channels, frames), lower bounds 0, element [c, i]
+//   = raw x YStep + Y0 with the vertical normset valid at the sample's own
+//   time (looked up once per run of samples that share it). Two roundings,
+//   no fused multiply-add: every machine gives the same bits. An event
+//   channel's element holds its 16-bit word in the two lowest-addressed
+//   bytes and zeros elsewhere (read the bits, not the number); a null
+//   element of ChInfo gives a column of 0.0.
+//   Reduction >= 2: VT_R8 (2 x channels, frames), [2c] the larger and
+//   [2c + 1] the smaller scaled value of the stored (maximum, minimum) pair
+//   (the pair swaps for a negative YStep); event and null channels stay 0.0.
+//   Errors: HNorms failing (its status) or missing, Item failing or null:
+//   10202; a normset of Length 0: 10400; GetMuxData failing: its status;
+//   no frame delivered: 10104.
+//   Choices:
+//   - The group's array is scaled in place of a copy, so no work buffer of
+//     ItemCount frames is made: a large ItemCount over a short normset costs
+//     only the frames delivered (and never E_OUTOFMEMORY for its size).
+//   - An analog channel without vertical normsets (VNorms null, or no
+//     normset valid at a sample's time) fails the call with 10302 naming
+//     IChannelInfo; a failing VNorms, GetFromTime, EndTime, YStep or Y0
+//     fails it with that status. Success is always S_OK.
+//   - A null ChGrp or a null or malformed ChInfo array (not one dimension of
+//     VT_UNKNOWN, VT_DISPATCH or VT_VARIANT) gives E_INVALIDARG, a null
+//     Result E_POINTER.
+//   - A group that hands back an array shorter than its dimensions claim
+//     gives E_UNEXPECTED.
+#pragma once

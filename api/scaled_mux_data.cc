@@ -1,0 +1,262 @@
+// GetScaledMuxData: see api/mux_data.h for the contract.
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <new>
+#include <vector>
+
+#include "LegacyRecording.h"
+#include "api/mux_data.h"
+#include "api/mux_support.h"
+#include "api/scaling.h"
+#include "server/error_raiser.h"
+
+namespace mlr::api {
+namespace {
+
+// Frames converted together: small enough that a tile of output (and the
+// coefficient pattern of the fast path) stays in the cache.
+constexpr size_t kTileFrames = 256;
+
+enum class Kind { kZero, kEvent, kAnalog };
+
+// Frames [previous end, end) of one channel share one treatment.
+struct Run {
+  size_t end = 0;
+  Kind kind = Kind::kZero;
+  double y0 = 0.0;
+  double step = 0.0;
+};
+
+// How many output frames, from frame `done` on, share the vertical normset
+// that ends at `norm_end`. `first_time` is the time of that frame's first
+// sample; `reduction` the samples per output frame.
+size_t RunLength(double norm_end, double first_time, double x_step, int64_t reduction,
+                 size_t remaining) {
+  const double samples = std::floor((norm_end - first_time) / x_step + 0.1);
+  if (std::isnan(samples)) return remaining;  // a zero step: one normset serves all
+  constexpr double kLimit = 4611686018427387904.0;  // 2^62: keeps the integers exact
+  const int64_t whole = static_cast<int64_t>(std::clamp(samples, -kLimit, kLimit));
+  const int64_t frames = reduction > 1 ? (whole - 1) / reduction + 1 : whole;
+  if (frames < 1) return 1;
+  return static_cast<uint64_t>(frames) < remaining ? static_cast<size_t>(frames) : remaining;
+}
+
+// The runs of one analog channel over `frames` output frames, each frame i
+// starting at sample first + i x reduction of `normset`.
+HRESULT AnalogRuns(IChannelInfo* channel, const NormsetView& normset, LONG first, int64_t reduction,
+                   size_t frames, std::vector<Run>* runs) {
+  ComPtr<IVNorms> vnorms;
+  HRESULT hr = channel->get_VNorms(vnorms.put());
+  if (FAILED(hr)) return hr;
+  if (!vnorms) return RaiseError(kMsgNoVerticalNormsets, IID_IChannelInfo);
+  size_t i = 0;
+  while (i < frames) {
+    const int64_t sample = int64_t{first} + static_cast<int64_t>(i) * reduction - 1;
+    const double t = normset.start + static_cast<double>(sample) * normset.step;
+    ComPtr<IVNorm> vnorm;
+    if (FAILED(hr = vnorms->GetFromTime(t, vnorm.put()))) return hr;
+    if (!vnorm) return RaiseError(kMsgNoVerticalNormsets, IID_IChannelInfo);
+    Run run;
+    run.kind = Kind::kAnalog;
+    double end = 0.0;
+    if (FAILED(hr = vnorm->get_EndTime(&end)) || FAILED(hr = vnorm->get_YStep(&run.step)) ||
+        FAILED(hr = vnorm->get_Y0(&run.y0))) {
+      return hr;
+    }
+    i += RunLength(end, t, normset.step, reduction, frames - i);
+    run.end = i;
+    runs->push_back(run);
+  }
+  return S_OK;
+}
+
+// The runs of every selected channel.
+HRESULT ChannelRuns(const ChannelSelection& selection, const NormsetView& normset, LONG first,
+                    int64_t reduction, size_t frames, std::vector<std::vector<Run>>* runs) {
+  runs->assign(selection.size(), {});
+  for (size_t c = 0; c < selection.size(); ++c) {
+    IChannelInfo* channel = selection.at(c);
+    Run whole;
+    whole.end = frames;
+    if (channel == nullptr) {
+      (*runs)[c].push_back(whole);
+      continue;
+    }
+    VARIANT_BOOL event = VARIANT_FALSE;
+    const HRESULT hr = channel->get_EventChannel(&event);
+    if (FAILED(hr)) return hr;
+    if (event != VARIANT_FALSE) {
+      whole.kind = Kind::kEvent;
+      (*runs)[c].push_back(whole);
+      continue;
+    }
+    const HRESULT analog = AnalogRuns(channel, normset, first, reduction, frames, &(*runs)[c]);
+    if (FAILED(analog)) return analog;
+  }
+  return S_OK;
+}
+
+// Full rate: out[c + i x width] from raw[c + i x width], width = channels.
+class FullRateScaler {
+ public:
+  FullRateScaler(const std::vector<std::vector<Run>>& runs, const int16_t* raw, double* out)
+      : runs_(runs), raw_(raw), out_(out), width_(runs.size()), cursor_(runs.size(), 0) {}
+
+  void Convert(size_t frames) {
+    for (size_t a = 0; a < frames; a += kTileFrames) {
+      const size_t b = std::min(frames, a + kTileFrames);
+      if (AdvanceTo(a, b)) {
+        ConvertUniform(a, b);
+      } else {
+        ConvertPieces(a, b);
+      }
+    }
+  }
+
+ private:
+  // Moves each channel's cursor to the run holding frame a; true when every
+  // channel keeps that run up to frame b.
+  bool AdvanceTo(size_t a, size_t b) {
+    bool uniform = true;
+    for (size_t c = 0; c < width_; ++c) {
+      while (runs_[c][cursor_[c]].end <= a) ++cursor_[c];
+      if (runs_[c][cursor_[c]].end < b) uniform = false;
+    }
+    return uniform;
+  }
+
+  // Every channel has one run over [a, b): one contiguous loop with the
+  // coefficients laid out like the frames, then the event words on top.
+  void ConvertUniform(size_t a, size_t b) {
+    if (pattern_cursor_ != cursor_) BuildPattern();
+    const size_t offset = a * width_;
+    const size_t count = (b - a) * width_;
+    ScaleContiguous(raw_ + offset, out_ + offset, count, step_.data(), y0_.data());
+    for (size_t c = 0; c < width_; ++c) {
+      if (runs_[c][cursor_[c]].kind == Kind::kEvent) {
+        EventStrided(raw_ + offset + c, out_ + offset + c, width_, b - a);
+      }
+    }
+  }
+
+  void BuildPattern() {
+    step_.resize(kTileFrames * width_);
+    y0_.resize(kTileFrames * width_);
+    for (size_t c = 0; c < width_; ++c) {
+      const Run& run = runs_[c][cursor_[c]];
+      // Zero and event columns: x 0 + 0 gives +0.0, events are written after.
+      const double step = run.kind == Kind::kAnalog ? run.step : 0.0;
+      const double y0 = run.kind == Kind::kAnalog ? run.y0 : 0.0;
+      for (size_t i = 0; i < kTileFrames; ++i) {
+        step_[i * width_ + c] = step;
+        y0_[i * width_ + c] = y0;
+      }
+    }
+    pattern_cursor_ = cursor_;
+  }
+
+  // A normset changes inside the tile: channel by channel, run by run.
+  void ConvertPieces(size_t a, size_t b) {
+    for (size_t c = 0; c < width_; ++c) {
+      size_t k = cursor_[c];
+      for (size_t i = a; i < b; ++k) {
+        const Run& run = runs_[c][k];
+        const size_t end = std::min(run.end, b);
+        const size_t offset = i * width_ + c;
+        switch (run.kind) {
+          case Kind::kZero:
+            for (size_t j = i; j < end; ++j) out_[j * width_ + c] = 0.0;
+            break;
+          case Kind::kEvent:
+            EventStrided(raw_ + offset, out_ + offset, width_, end - i);
+            break;
+          case Kind::kAnalog:
+            ScaleStrided(raw_ + offset, width_, out_ + offset, width_, end - i, run.y0, run.step);
+            break;
+        }
+        i = end;
+      }
+    }
+  }
+
+  const std::vector<std::vector<Run>>& runs_;
+  const int16_t* raw_;
+  double* out_;
+  size_t width_;
+  std::vector<size_t> cursor_;
+  std::vector<size_t> pattern_cursor_;
+  std::vector<double> step_;
+  std::vector<double> y0_;
+};
+
+// Reduced: (maximum, minimum) pairs; the larger technical value first.
+void ConvertPairs(const std::vector<std::vector<Run>>& runs, const int16_t* raw, double* out) {
+  const size_t width = 2 * runs.size();
+  for (size_t c = 0; c < runs.size(); ++c) {
+    size_t i = 0;
+    for (const Run& run : runs[c]) {
+      if (run.kind == Kind::kAnalog) {
+        const size_t high = run.step >= 0.0 ? 0 : 1;  // the raw column that scales larger
+        const size_t offset = i * width + 2 * c;
+        ScaleStrided(raw + offset + high, width, out + offset, width, run.end - i, run.y0, run.step);
+        ScaleStrided(raw + offset + (1 - high), width, out + offset + 1, width, run.end - i, run.y0,
+                     run.step);
+      }
+      i = run.end;
+    }
+  }
+}
+
+HRESULT ScaledMuxData(IChannelGroup* group, SAFEARRAY** channels, LONG hnorm, LONG first,
+                      LONG count, LONG reduction, SAFEARRAY** result) {
+  NormsetView normset;
+  HRESULT hr = ReadNormset(group, hnorm, BadIndexReport::kNoNormsets, &normset);
+  if (FAILED(hr)) return hr;
+  if (normset.length == 0) return RaiseError(kMsgNoSamplesInTimezone, IID_IChannelGroup);
+
+  ChannelSelection selection;
+  if (FAILED(hr = selection.Load(channels == nullptr ? nullptr : *channels))) return hr;
+  const bool pairs = reduction >= 2;
+  const size_t width = (pairs ? 2 : 1) * selection.size();
+
+  MuxBlock block;
+  hr = block.Read(group, channels, selection, hnorm, first, count, pairs ? reduction : 1);
+  if (FAILED(hr)) return hr;
+  const size_t frames = block.frames();
+  if (frames < 1 || width == 0) return RaiseError(kMsgDataNotAvailable, IID_IChannelGroup);
+
+  std::vector<std::vector<Run>> runs;
+  if (FAILED(hr = ChannelRuns(selection, normset, first, pairs ? reduction : 1, frames, &runs))) {
+    return hr;
+  }
+
+  void* data = nullptr;
+  // Full rate writes every element; pairs leave event and empty columns zero.
+  SafeArrayHolder array(CreateArray(VT_R8, {width, frames}, 0, pairs, &data));
+  if (array.get() == nullptr) return E_OUTOFMEMORY;
+  if (pairs) {
+    ConvertPairs(runs, block.data(), static_cast<double*>(data));
+  } else {
+    FullRateScaler(runs, block.data(), static_cast<double*>(data)).Convert(frames);
+  }
+  *result = array.release();
+  return S_OK;
+}
+
+}  // namespace
+}  // namespace mlr::api
+
+MLR_API HRESULT STDAPICALLTYPE GetScaledMuxData(IChannelGroup* ChGrp, SAFEARRAY** ChInfo,
+                                                LONG HNormIndex, LONG FirstSample, LONG ItemCount,
+                                                LONG Reduction, SAFEARRAY** Result) {
+  if (Result == nullptr) return E_POINTER;
+  *Result = nullptr;
+  if (ChGrp == nullptr) return E_INVALIDARG;
+  try {
+    return mlr::api::ScaledMuxData(ChGrp, ChInfo, HNormIndex, FirstSample, ItemCount, Reduction,
+                                   Result);
+  } catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
+  }
+}

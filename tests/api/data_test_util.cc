@@ -1,0 +1,231 @@
+#include "tests/api/data_test_util.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "reader/krf_loader.h"
+#include "testing/krf_writer.h"
+
+namespace mlr::api::test {
+
+const double kVoid = FromBits(0x7FFFFFFFFFFFFFFFull);
+
+ComPtr<IRecording> MakeMemoryRecording(const model::MemoryRecordingSpec& spec) {
+  ComPtr<IRecording> recording;
+  EXPECT_EQ(model::CreateMemoryRecording(spec, recording.put()), S_OK);
+  return recording;
+}
+
+ComPtr<IRecording> OpenBuilderFile(const mlr::testing::RecordingSpec& spec) {
+  char name[] = "/tmp/api_test_XXXXXX";
+  const int fd = mkstemp(name);
+  EXPECT_GE(fd, 0);
+  if (fd >= 0) close(fd);
+  const std::string path = name;
+  EXPECT_EQ(mlr::testing::WriteRecordingFile(path, spec), S_OK);
+  ComPtr<IRecording> recording;
+  ComPtr<IClassFactory> factory;
+  ComPtr<IKrfLoader> loader;
+  if (SUCCEEDED(DllGetClassObject(CLSID_KrfLoader, IID_IClassFactory, factory.put_void())) &&
+      SUCCEEDED(factory->CreateInstance(nullptr, IID_IKrfLoader, loader.put_void()))) {
+    const std::u16string wide = mlr::testing::WidePath(path);
+    BSTR file = SysAllocString(wide.c_str());
+    EXPECT_EQ(loader->OpenRecording(file, recording.put()), S_OK);
+    SysFreeString(file);
+  }
+  unlink(path.c_str());
+  return recording;
+}
+
+ComPtr<IChannelGroup> GroupOf(IRecording* recording, LONG index) {
+  ComPtr<IChannelGroups> groups;
+  ComPtr<IChannelGroup> group;
+  if (recording && SUCCEEDED(recording->get_ChannelGroups(groups.put())) && groups) {
+    groups->get_Item(index, group.put());
+  }
+  return group;
+}
+
+ComPtr<IChannelInfo> ChannelOf(IChannelGroup* group, LONG index) {
+  ComPtr<IChannelInfos> infos;
+  ComPtr<IChannelInfo> info;
+  if (group && SUCCEEDED(group->get_ChannelInfos(infos.put())) && infos) {
+    infos->get_Item(index, info.put());
+  }
+  return info;
+}
+
+SAFEARRAY* Selection(const std::vector<IChannelInfo*>& channels, LONG lower) {
+  SAFEARRAY* list = SafeArrayCreateVector(VT_UNKNOWN, lower, static_cast<ULONG>(channels.size()));
+  for (size_t k = 0; k < channels.size(); ++k) {
+    LONG index = lower + static_cast<LONG>(k);
+    if (channels[k] != nullptr) {
+      EXPECT_EQ(SafeArrayPutElement(list, &index, static_cast<IUnknown*>(channels[k])), S_OK);
+    }
+  }
+  return list;
+}
+
+namespace {
+
+template <class T>
+Contents<T> Read(SAFEARRAY* array) {
+  Contents<T> contents;
+  if (array == nullptr) return contents;
+  SafeArrayGetVartype(array, &contents.vt);
+  const UINT dims = SafeArrayGetDim(array);
+  size_t cells = 1;
+  for (UINT d = 1; d <= dims; ++d) {
+    LONG lower = 0;
+    LONG upper = -1;
+    SafeArrayGetLBound(array, d, &lower);
+    SafeArrayGetUBound(array, d, &upper);
+    contents.lowers.push_back(lower);
+    contents.extents.push_back(upper - lower + 1);
+    cells *= static_cast<size_t>(upper - lower + 1);
+  }
+  EXPECT_EQ(SafeArrayGetElemsize(array), sizeof(T));
+  void* data = nullptr;
+  if (cells > 0 && SUCCEEDED(SafeArrayAccessData(array, &data))) {
+    contents.values.assign(static_cast<T*>(data), static_cast<T*>(data) + cells);
+    SafeArrayUnaccessData(array);
+  }
+  return contents;
+}
+
+}  // namespace
+
+Contents<double> Doubles(SAFEARRAY* array) { return Read<double>(array); }
+Contents<int16_t> Shorts(SAFEARRAY* array) { return Read<int16_t>(array); }
+Contents<float> Floats(SAFEARRAY* array) { return Read<float>(array); }
+
+std::u16string TakeErrorDescription() {
+  ComPtr<IErrorInfo> info;
+  if (GetErrorInfo(0, info.put()) != S_OK || !info) return u"";
+  BSTR text = nullptr;
+  info->GetDescription(&text);
+  std::u16string out = text ? text : u"";
+  SysFreeString(text);
+  return out;
+}
+
+uint64_t Bits(double value) {
+  uint64_t bits;
+  std::memcpy(&bits, &value, sizeof bits);
+  return bits;
+}
+
+uint32_t Bits(float value) {
+  uint32_t bits;
+  std::memcpy(&bits, &value, sizeof bits);
+  return bits;
+}
+
+double FromBits(uint64_t bits) {
+  double value;
+  std::memcpy(&value, &bits, sizeof value);
+  return value;
+}
+
+}  // namespace mlr::api::test
+
+namespace mlr::api::test {
+
+double TestGroup::Scaled(size_t channel, double t, int16_t raw) const {
+  const std::vector<model::MemoryVNorm>& norms = channels[channel].vnorms;
+  size_t pick = 0;
+  for (size_t k = 0; k < norms.size(); ++k) {
+    if (norms[k].start_time <= t) pick = k;
+  }
+  volatile double product = static_cast<double>(raw) * norms[pick].y_step;
+  return product + norms[pick].y0;
+}
+
+std::pair<int16_t, int16_t> TestGroup::MaxMin(size_t segment, size_t channel, size_t first,
+                                              size_t count) const {
+  int16_t high = Raw(segment, first, channel);
+  int16_t low = high;
+  for (size_t f = first + 1; f < first + count && f < Length(segment); ++f) {
+    const int16_t v = Raw(segment, f, channel);
+    if (channels[channel].event) {
+      high = static_cast<int16_t>(high | v);
+      low = static_cast<int16_t>(low & v);
+    } else {
+      high = std::max(high, v);
+      low = std::min(low, v);
+    }
+  }
+  return {high, low};
+}
+
+int16_t Pattern(size_t segment, size_t frame, size_t channel) {
+  if (channel == 0 && frame % 7 == 3) return -32768;
+  const int64_t v = static_cast<int64_t>((frame * 7919 + channel * 104729 + segment * 31337) % 65535);
+  return static_cast<int16_t>(v - 32767);
+}
+
+model::MemorySegment PatternSegment(const TestGroup& group, size_t segment, double start,
+                                    double x_step, size_t length) {
+  model::MemorySegment s;
+  s.start_time = start;
+  s.x_step = x_step;
+  for (size_t f = 0; f < length; ++f) {
+    for (size_t c = 0; c < group.channels.size(); ++c) {
+      const int16_t v = Pattern(segment, f, c);
+      s.frames.push_back(group.channels[c].event ? static_cast<int16_t>((v & 0x0F0F) | (f % 5 == 0 ? 0x8000 : 0)) : v);
+    }
+  }
+  return s;
+}
+
+ComPtr<IRecording> InMemory(const std::vector<TestGroup>& groups) {
+  model::MemoryRecordingSpec spec;
+  for (const TestGroup& group : groups) {
+    model::MemoryGroupSpec g;
+    g.reduction_factor = group.reduction_factor;
+    for (size_t c = 0; c < group.channels.size(); ++c) {
+      model::MemoryChannelSpec channel;
+      channel.name = u"C" + std::u16string(1, static_cast<char16_t>(u'1' + c));
+      channel.units = u"V";
+      channel.event = group.channels[c].event;
+      channel.vnorms = group.channels[c].vnorms;
+      g.channels.push_back(channel);
+    }
+    g.segments = group.segments;
+    spec.groups.push_back(g);
+  }
+  return MakeMemoryRecording(spec);
+}
+
+ComPtr<IRecording> InFile(const std::vector<TestGroup>& groups) {
+  mlr::testing::RecordingSpec spec;
+  uint32_t number = 1;
+  for (const TestGroup& group : groups) {
+    mlr::testing::GroupSpec g;
+    g.number = number++;
+    g.reduction_factor = static_cast<uint32_t>(group.reduction_factor);
+    for (size_t c = 0; c < group.channels.size(); ++c) {
+      mlr::testing::ChannelSpec channel;
+      channel.number = static_cast<uint32_t>(c + 1);
+      channel.name = u"C" + std::u16string(1, static_cast<char16_t>(u'1' + c));
+      channel.unit = u"V";
+      channel.event = group.channels[c].event;
+      for (const model::MemoryVNorm& v : group.channels[c].vnorms) {
+        channel.vnorms.push_back({v.start_time, v.y0, v.y_step});
+      }
+      g.channels.push_back(channel);
+    }
+    for (const model::MemorySegment& s : group.segments) {
+      g.hnorms.push_back({s.start_time, s.x_step, 0});
+      g.segments.push_back(s.frames);
+    }
+    spec.groups.push_back(g);
+  }
+  return OpenBuilderFile(spec);
+}
+
+}  // namespace mlr::api::test

@@ -1,0 +1,219 @@
+// GetScaledMuxData, on the in-memory recording and on builder files, against
+// values worked out sample by sample from the description.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "LegacyRecording.h"
+#include "api/scaling.h"
+#include "tests/api/data_test_util.h"
+
+namespace mlr::api::test {
+namespace {
+
+// Channels: A (analog, scaling changes at t = 5 to a negative step), E
+// (event), B (analog), N (analog without vertical normsets). Segments at
+// 0 s (10 frames, 1 s), 20 s (8 frames, 0.5 s) and an empty one at 40 s.
+TestGroup MainGroup() {
+  TestGroup g;
+  g.channels = {{false, {{1.0, 0.5, 0.0}, {-2.0, -0.25, 5.0}}}, {true, {}},
+                {false, {{0.0, 2.0, 0.0}}}, {false, {}}};
+  g.reduction_factor = 4;
+  g.segments = {PatternSegment(g, 0, 0.0, 1.0, 10), PatternSegment(g, 1, 20.0, 0.5, 8),
+                PatternSegment(g, 2, 40.0, 1.0, 0)};
+  return g;
+}
+
+TestGroup OtherGroup() {
+  TestGroup g;
+  g.channels = {{false, {{0.0, 1.0, 0.0}}}};
+  g.segments = {PatternSegment(g, 0, 0.0, 1.0, 4)};
+  return g;
+}
+
+struct Call {
+  HRESULT hr = E_FAIL;
+  SafeArrayHolder result;
+};
+
+Call Scaled(IChannelGroup* group, const std::vector<IChannelInfo*>& channels, LONG hnorm,
+            LONG first, LONG count, LONG reduction, LONG lower = 0) {
+  Call call;
+  SafeArrayHolder selection(Selection(channels, lower));
+  SAFEARRAY* list = selection.get();
+  call.hr = GetScaledMuxData(group, &list, hnorm, first, count, reduction, call.result.put());
+  return call;
+}
+
+class ScaledMuxData : public ::testing::TestWithParam<bool> {
+ protected:
+  void SetUp() override {
+    group_ = MainGroup();
+    recording_ = GetParam() ? InFile({group_, OtherGroup()}) : InMemory({group_, OtherGroup()});
+    ASSERT_TRUE(recording_);
+    g_ = GroupOf(recording_.get(), 1);
+    for (LONG c = 1; c <= 4; ++c) ch_.push_back(ChannelOf(g_.get(), c));
+  }
+
+  TestGroup group_;
+  ComPtr<IRecording> recording_;
+  ComPtr<IChannelGroup> g_;
+  std::vector<ComPtr<IChannelInfo>> ch_;
+};
+
+TEST_P(ScaledMuxData, ScalesEachSampleWithTheNormsetValidAtItsTime) {
+  // Frames 3..8 of the first segment (t = 2 .. 7) cross A's change at t = 5;
+  // the selection has lower bound 1 and a null element.
+  const Call call = Scaled(g_.get(), {ch_[0].get(), ch_[1].get(), nullptr, ch_[2].get()}, 1, 3,
+                           6, 1, /*lower=*/1);
+  ASSERT_EQ(call.hr, S_OK);
+  const Contents<double> out = Doubles(call.result.get());
+  EXPECT_EQ(out.vt, VT_R8);
+  EXPECT_EQ(out.extents, (std::vector<LONG>{4, 6}));
+  EXPECT_EQ(out.lowers, (std::vector<LONG>{0, 0}));
+  ASSERT_EQ(out.values.size(), 24u);
+  for (size_t i = 0; i < 6; ++i) {
+    const size_t f = i + 2;
+    const double t = group_.TimeOf(0, f);
+    const double* row = &out.values[i * 4];
+    EXPECT_EQ(Bits(row[0]), Bits(group_.Scaled(0, t, group_.Raw(0, f, 0)))) << f;
+    // The event word sits in the low two bytes, the rest is zero.
+    EXPECT_EQ(Bits(row[1]), static_cast<uint16_t>(group_.Raw(0, f, 1))) << f;
+    EXPECT_EQ(EventWord(row[1]), group_.Raw(0, f, 1));
+    EXPECT_EQ(Bits(row[2]), 0u);
+    EXPECT_EQ(Bits(row[3]), Bits(group_.Scaled(2, t, group_.Raw(0, f, 2)))) << f;
+  }
+}
+
+TEST_P(ScaledMuxData, PairsPutTheLargerTechnicalValueFirst) {
+  // Stored reduction 4 over 10 frames: 3 pairs; the third (from t = 8) is
+  // scaled with A's negative step, so its raw minimum scales larger.
+  const Call call = Scaled(g_.get(), {ch_[0].get(), ch_[1].get(), ch_[2].get()}, 1, 1, 100, 4);
+  ASSERT_EQ(call.hr, S_OK);
+  const Contents<double> out = Doubles(call.result.get());
+  EXPECT_EQ(out.extents, (std::vector<LONG>{6, 3}));
+  EXPECT_EQ(out.lowers, (std::vector<LONG>{0, 0}));
+  for (size_t i = 0; i < 3; ++i) {
+    const double t = group_.TimeOf(0, 4 * i);
+    for (size_t c : {0u, 2u}) {
+      const auto [high, low] = group_.MaxMin(0, c, 4 * i, 4);
+      const double a = group_.Scaled(c, t, high);
+      const double b = group_.Scaled(c, t, low);
+      EXPECT_EQ(out.values[i * 6 + 2 * c], std::max(a, b)) << i << " " << c;
+      EXPECT_EQ(out.values[i * 6 + 2 * c + 1], std::min(a, b)) << i << " " << c;
+    }
+    EXPECT_EQ(Bits(out.values[i * 6 + 2]), 0u);  // event channels stay zero
+    EXPECT_EQ(Bits(out.values[i * 6 + 3]), 0u);
+  }
+  EXPECT_GT(out.values[12], out.values[13]);
+}
+
+TEST_P(ScaledMuxData, ReportsTheLibrarysErrors) {
+  const std::vector<IChannelInfo*> a = {ch_[0].get()};
+  struct Case {
+    LONG hnorm, first;
+    uint32_t status;
+    const char16_t* text;
+  };
+  const Case cases[] = {
+      {0, 1, 0x800427DA, u"No horizontal normsets"},
+      {4, 1, 0x800427DA, u"No horizontal normsets"},
+      {3, 1, 0x800428A0, u"Timezone does not contain any samples"},
+  };
+  for (const Case& c : cases) {
+    Call call = Scaled(g_.get(), a, c.hnorm, c.first, 5, 1);
+    EXPECT_EQ(static_cast<uint32_t>(call.hr), c.status) << c.hnorm;
+    EXPECT_EQ(TakeErrorDescription(), c.text);
+    EXPECT_EQ(call.result.get(), nullptr);
+  }
+  // A channel without vertical normsets is named as a channel error.
+  Call none = Scaled(g_.get(), {ch_[3].get()}, 1, 1, 5, 1);
+  EXPECT_EQ(static_cast<uint32_t>(none.hr), 0x8004283Eu);
+  EXPECT_EQ(TakeErrorDescription(), u"No vertical normsets");
+
+  // The group's own failure passes through: a channel of another group.
+  ComPtr<IChannelInfo> foreign = ChannelOf(GroupOf(recording_.get(), 2).get(), 1);
+  EXPECT_EQ(Scaled(g_.get(), {foreign.get()}, 1, 1, 5, 1).hr, E_FAIL);
+  // Nothing asked for: no frame comes back.
+  EXPECT_EQ(static_cast<uint32_t>(Scaled(g_.get(), a, 1, 1, 0, 1).hr), 0x80042778u);
+  EXPECT_EQ(TakeErrorDescription(), u"Data not available");
+}
+
+TEST_P(ScaledMuxData, RejectsMissingArguments) {
+  SafeArrayHolder selection(Selection({ch_[0].get()}));
+  SAFEARRAY* list = selection.get();
+  SAFEARRAY* result = reinterpret_cast<SAFEARRAY*>(1);
+  EXPECT_EQ(GetScaledMuxData(g_.get(), &list, 1, 1, 5, 1, nullptr), E_POINTER);
+  EXPECT_EQ(GetScaledMuxData(nullptr, &list, 1, 1, 5, 1, &result), E_INVALIDARG);
+  EXPECT_EQ(result, nullptr);
+  EXPECT_EQ(GetScaledMuxData(g_.get(), nullptr, 1, 1, 5, 1, &result), E_INVALIDARG);
+  SAFEARRAY* empty = nullptr;
+  EXPECT_EQ(GetScaledMuxData(g_.get(), &empty, 1, 1, 5, 1, &result), E_INVALIDARG);
+  SafeArrayHolder shorts(SafeArrayCreateVector(VT_I2, 0, 1));
+  SAFEARRAY* wrong = shorts.get();
+  EXPECT_EQ(GetScaledMuxData(g_.get(), &wrong, 1, 1, 5, 1, &result), E_INVALIDARG);
+}
+
+TEST_P(ScaledMuxData, TheGroupMemberCallsTheFunction) {
+  SafeArrayHolder selection(Selection({ch_[0].get(), ch_[2].get()}));
+  SAFEARRAY* list = selection.get();
+  SafeArrayHolder through_member;
+  ASSERT_EQ(g_->GetScaledMuxData(&list, 2, 2, 5, 1, through_member.put()), S_OK);
+  const Call direct = Scaled(g_.get(), {ch_[0].get(), ch_[2].get()}, 2, 2, 5, 1);
+  ASSERT_EQ(direct.hr, S_OK);
+  const Contents<double> a = Doubles(through_member.get());
+  const Contents<double> b = Doubles(direct.result.get());
+  EXPECT_EQ(a.extents, (std::vector<LONG>{2, 5}));
+  ASSERT_EQ(a.values.size(), b.values.size());
+  for (size_t k = 0; k < a.values.size(); ++k) EXPECT_EQ(Bits(a.values[k]), Bits(b.values[k]));
+  // Frames 2..6 of the second segment: t = 20.5 .. 22.5.
+  EXPECT_EQ(a.values[0], group_.Scaled(0, 20.5, group_.Raw(1, 1, 0)));
+  EXPECT_EQ(a.values[9], group_.Scaled(2, 22.5, group_.Raw(1, 5, 2)));
+}
+
+INSTANTIATE_TEST_SUITE_P(MemoryAndFile, ScaledMuxData, ::testing::Bool());
+
+// Many frames, with normset changes falling inside and on the edges of the
+// blocks the conversion works in, a void stretch (YStep void) and columns of
+// every kind side by side.
+TEST(ScaledMuxDataLong, MatchesSampleBySample) {
+  TestGroup g;
+  g.channels = {{false, {{0.25, 0.001, 0.0}, {0.0, kVoid, 255.5}, {-1.5, 0.003, 258.0},
+                         {2.0, -0.7, 700.3}}},
+                {false, {{1e-3, 3.3, 0.0}}},
+                {true, {}},
+                {false, {{0.0, 1.0, 0.0}, {7.0, 0.1, 512.0}, {8.0, 0.2, 512.5}}}};
+  g.segments = {PatternSegment(g, 0, 0.0, 1.0, 1500)};
+  const ComPtr<IRecording> recording = InMemory({g});
+  const ComPtr<IChannelGroup> group = GroupOf(recording.get(), 1);
+  std::vector<ComPtr<IChannelInfo>> ch;
+  for (LONG c = 1; c <= 4; ++c) ch.push_back(ChannelOf(group.get(), c));
+  const Call call = Scaled(group.get(), {ch[0].get(), ch[1].get(), ch[2].get(), ch[3].get()}, 1,
+                           7, 1400, 1);
+  ASSERT_EQ(call.hr, S_OK);
+  const Contents<double> out = Doubles(call.result.get());
+  ASSERT_EQ(out.extents, (std::vector<LONG>{4, 1400}));
+  size_t void_count = 0;
+  for (size_t i = 0; i < 1400; ++i) {
+    const size_t f = i + 6;
+    const double t = g.TimeOf(0, f);
+    for (size_t c : {0u, 1u, 3u}) {
+      ASSERT_EQ(Bits(out.values[i * 4 + c]), Bits(g.Scaled(c, t, g.Raw(0, f, c))))
+          << "frame " << f << " channel " << c;
+    }
+    ASSERT_EQ(EventWord(out.values[i * 4 + 2]), g.Raw(0, f, 2));
+    if (Bits(out.values[i * 4]) == Bits(kVoid)) ++void_count;
+  }
+  EXPECT_EQ(void_count, 2u);  // samples at t = 256 and 257
+}
+
+TEST(Scaling, KeepsTwoRoundings) {
+  // 3 x 0.1 rounds to 0.30000000000000004; a fused multiply-add would give
+  // the exact 0.3 - 0.3 residue instead of the rounded product's.
+  EXPECT_EQ(Bits(Scale(3, -0.3, 0.1)), Bits(0.30000000000000004 - 0.3));
+  EXPECT_EQ(Bits(Scale(-32768, 0.0, kVoid)), Bits(kVoid));
+  EXPECT_EQ(Bits(Scale(5, kVoid, 1.0)), Bits(kVoid));
+}
+
+}  // namespace
+}  // namespace mlr::api::test
