@@ -39,3 +39,33 @@
 //   - A group that hands back an array shorter than its dimensions claim
 //     gives E_UNEXPECTED.
 #pragma once
+
+// GetResampledMuxData(ChGrp, ChInfo, HNormIndex, FirstSample, ItemCount,
+//                     Reduction, Result): one frame out of Reduction.
+//   ItemCount <= 0 or Reduction <= 0: S_FALSE and no result. Reduction 1:
+//   the group's GetMuxData(ChInfo, HNormIndex, FirstSample, ItemCount, 1)
+//   as it answers. Otherwise samples 1, 1 + N, 1 + 2N, ... of the normset
+//   (FirstSample is not used: deliberate), at most ItemCount of them, as
+//   VT_I2 raw values: a vector for one channel, (channels, frames) for more,
+//   lower bounds 0. The normset is read in chunks of 10000 frames that each
+//   begin at the next wanted sample (one frame per read when N > 10000); a
+//   failing read only ends the reading, and the array is cut to the frames
+//   written (none: S_OK with a null Result).
+//   Errors: HNorms failing (its status) or missing (10202); Item failing (its
+//   status) or null (10201); a normset of Length below 1: 10400.
+//
+// GetReducedMuxData(ChGrp, ChInfo, HNormIndex, FirstSample, ItemCount,
+//                   Reduction, RequestReduction, Result): each output frame
+//   merges Reduction frames read through GetMuxData at RequestReduction
+//   (1: raw samples; the group's stored factor: stored (max, min) pairs).
+//   VT_I2 (2 x channels, ItemCount frames at most), both lower bounds 1
+//   (deliberately unlike the other functions): [2c] maximum, [2c + 1]
+//   minimum; OR and AND for event channels. Frames beyond the data delivered
+//   stay zero (the array is not shrunk). Reads go in blocks of at most 10000
+//   frames, so memory beyond the result stays bounded whatever the request.
+//   Errors: a null ChGrp or ChInfo, Reduction < 2 or RequestReduction <= 0:
+//   E_INVALIDARG; HNorms and Item as GetResampledMuxData; nothing to read
+//   (ItemCount x Reduction x RequestReduction cut at the normset's end is
+//   below 1): 10104 naming IChannelInfo; GetMuxData failing: its status.
+//   Choice: a block read that succeeds with no frame ends the reading; the
+//   frames merged so far are kept and the call succeeds.

@@ -229,3 +229,37 @@ ComPtr<IRecording> InFile(const std::vector<TestGroup>& groups) {
 }
 
 }  // namespace mlr::api::test
+
+namespace mlr::api::test {
+
+HRESULT WatchedGroup::QueryInterface(REFIID riid, void** out) {
+  if (out == nullptr) return E_POINTER;
+  if (riid == IID_IUnknown || riid == IID_IDispatch || riid == IID_IChannelGroup) {
+    *out = static_cast<IChannelGroup*>(this);
+    return S_OK;
+  }
+  *out = nullptr;
+  return E_NOINTERFACE;
+}
+
+HRESULT WatchedGroup::GetMuxData(SAFEARRAY** channels, LONG hnorm, LONG first, LONG count,
+                                 LONG reduction, SAFEARRAY** result) {
+  const size_t number = calls.size();
+  calls.push_back({hnorm, first, count, reduction});
+  if (number == fail_at) return E_FAIL;
+  if (number == empty_at) {
+    if (result) *result = nullptr;
+    return S_OK;
+  }
+  return inner_->GetMuxData(channels, hnorm, first, count, reduction, result);
+}
+
+int64_t WatchedGroup::LargestRead() const {
+  int64_t largest = 0;
+  for (const MuxCall& call : calls) {
+    largest = std::max(largest, int64_t{call.count} * call.reduction);
+  }
+  return largest;
+}
+
+}  // namespace mlr::api::test

@@ -99,3 +99,73 @@ model::MemorySegment PatternSegment(const TestGroup& group, size_t segment, doub
                                     double x_step, size_t length);
 
 }  // namespace mlr::api::test
+
+namespace mlr::api::test {
+
+// A channel group that forwards every member to another one and watches the
+// GetMuxData calls: it records them and can make one of them fail or come
+// back empty. Lives on the stack; reference counting is not used for its
+// lifetime.
+class WatchedGroup final : public IChannelGroup {
+ public:
+  struct MuxCall {
+    LONG hnorm, first, count, reduction;
+  };
+  explicit WatchedGroup(IChannelGroup* inner) : inner_(inner) {}
+
+  std::vector<MuxCall> calls;
+  size_t fail_at = SIZE_MAX;   // the call with this 0-based number fails (E_FAIL)
+  size_t empty_at = SIZE_MAX;  // the call with this number succeeds with no array
+
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** out) override;
+  ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
+  ULONG STDMETHODCALLTYPE Release() override { return 1; }
+  HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* n) override { return inner_->GetTypeInfoCount(n); }
+  HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT a, LCID b, ITypeInfo** c) override {
+    return inner_->GetTypeInfo(a, b, c);
+  }
+  HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID a, LPOLESTR* b, UINT c, LCID d, DISPID* e) override {
+    return inner_->GetIDsOfNames(a, b, c, d, e);
+  }
+  HRESULT STDMETHODCALLTYPE Invoke(DISPID a, REFIID b, LCID c, WORD d, DISPPARAMS* e, VARIANT* f,
+                                   EXCEPINFO* g, UINT* h) override {
+    return inner_->Invoke(a, b, c, d, e, f, g, h);
+  }
+  HRESULT STDMETHODCALLTYPE get_Parent(IChannelGroups** v) override { return inner_->get_Parent(v); }
+  HRESULT STDMETHODCALLTYPE get_HNorms(IHNorms** v) override { return inner_->get_HNorms(v); }
+  HRESULT STDMETHODCALLTYPE get_ChannelInfos(IChannelInfos** v) override {
+    return inner_->get_ChannelInfos(v);
+  }
+  HRESULT STDMETHODCALLTYPE GetBestReductionFactor(LONG h, LONG* r) override {
+    return inner_->GetBestReductionFactor(h, r);
+  }
+  HRESULT STDMETHODCALLTYPE get_StartTime(double* v) override { return inner_->get_StartTime(v); }
+  HRESULT STDMETHODCALLTYPE get_EndTime(double* v) override { return inner_->get_EndTime(v); }
+  HRESULT STDMETHODCALLTYPE get_Duration(double* v) override { return inner_->get_Duration(v); }
+  HRESULT STDMETHODCALLTYPE GetMuxData(SAFEARRAY** channels, LONG hnorm, LONG first, LONG count,
+                                       LONG reduction, SAFEARRAY** result) override;
+  // The computing members run the module functions on this group, so that
+  // their reads are watched too.
+  HRESULT STDMETHODCALLTYPE GetScaledMuxData(SAFEARRAY** c, LONG h, LONG f, LONG n, LONG r,
+                                             SAFEARRAY** out) override {
+    return ::GetScaledMuxData(this, c, h, f, n, r, out);
+  }
+  HRESULT STDMETHODCALLTYPE GetResampledMuxData(SAFEARRAY** c, LONG h, LONG f, LONG n, LONG r,
+                                                SAFEARRAY** out) override {
+    return ::GetResampledMuxData(this, c, h, f, n, r, out);
+  }
+  HRESULT STDMETHODCALLTYPE GetDisplayData(IChannelInfo* c, double s, double e, LONG n,
+                                           SAFEARRAY** out) override {
+    return inner_->GetDisplayData(c, s, e, n, out);
+  }
+  HRESULT STDMETHODCALLTYPE get_Recording(IRecording** v) override { return inner_->get_Recording(v); }
+  HRESULT STDMETHODCALLTYPE get_Index(LONG* v) override { return inner_->get_Index(v); }
+
+  // The largest ItemCount x Reduction of a recorded call, in samples.
+  int64_t LargestRead() const;
+
+ private:
+  IChannelGroup* inner_;
+};
+
+}  // namespace mlr::api::test

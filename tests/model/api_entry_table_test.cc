@@ -22,6 +22,8 @@ TEST(ApiEntryTable, ResolvesTheLibrarysOwnFunctionsByName) {
   EXPECT_EQ(entries.LocalTimeToRecordingTime, &::LocalTimeToRecordingTime);
   EXPECT_EQ(entries.GetEstimatedTotalSize, &::GetEstimatedTotalSize);
   EXPECT_EQ(entries.GetScaledMuxData, &::GetScaledMuxData);
+  EXPECT_EQ(entries.GetResampledMuxData, &::GetResampledMuxData);
+  EXPECT_EQ(entries.GetReducedMuxData, &::GetReducedMuxData);
 
   // Once resolved, a peek sees the same table.
   const ApiEntries peeked = table::Peek();
