@@ -306,10 +306,15 @@ HRESULT STDMETHODCALLTYPE CKrfChannelGroup::GetMuxData(SAFEARRAY** ChInfo, LONG 
     picks.reserve(indices.size());
     for (LONG i : indices) picks.push_back(static_cast<uint32_t>(i - 1));
 
+    // The count formula truncates toward zero, so a start just past the end
+    // still gives one item at the stored reduction; an empty normset, a
+    // start further out and a negative ItemCount give none.
     const int64_t length = hnorm.length;
-    if (FirstSample > length || ItemCount < 0) return E_INVALIDARG;
-    int64_t m = (length - FirstSample) / Reduction + 1;
-    if (ItemCount < m) m = ItemCount;
+    int64_t m = 0;
+    if (length > 0 && ItemCount > 0) {
+      m = std::max<int64_t>(0, (length - FirstSample) / Reduction + 1);
+      m = std::min<int64_t>(m, ItemCount);
+    }
     const bool reduced = Reduction != 1;
     const uint32_t values = reduced ? 2 : 1;
     // Left uninitialised: ReadFrames writes every element when it succeeds
@@ -329,8 +334,8 @@ HRESULT STDMETHODCALLTYPE CKrfChannelGroup::GetMuxData(SAFEARRAY** ChInfo, LONG 
     }
     if (!array) return E_OUTOFMEMORY;
     void* data = nullptr;
-    hr = SafeArrayAccessData(array, &data);
-    if (SUCCEEDED(hr)) {
+    hr = m == 0 ? S_OK : SafeArrayAccessData(array, &data);
+    if (SUCCEEDED(hr) && m > 0) {
       const uint64_t first = static_cast<uint64_t>(FirstSample - 1) / static_cast<uint64_t>(Reduction);
       hr = ReadFrames(static_cast<size_t>(HNormIndex - 1), first, static_cast<size_t>(m), reduced,
                       picks.data(), picks.size(), static_cast<int16_t*>(data));

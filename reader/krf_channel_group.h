@@ -15,14 +15,18 @@
 //
 // GetMuxData(ChInfo, HNormIndex, FirstSample, ItemCount, Reduction, Result):
 //   E_POINTER for a null Result; E_INVALIDARG for FirstSample or Reduction
-//   below 1, a null or empty channel array, a normset index outside
-//   1..Count, a FirstSample beyond the normset's Length or a negative
-//   ItemCount. A Reduction that is neither 1 nor F goes to the data function
+//   below 1, a null or empty channel array or a normset index outside
+//   1..Count. A Reduction that is neither 1 nor F goes to the data function
 //   GetReducedMuxData (with the stored reduction F when Reduction is a
 //   multiple of F, else full-rate data); E_NOTIMPL when that function is not
 //   available. A channel of another group gives E_FAIL, as does a normset
 //   that has no entry in the stream's index or a missing data stream.
-//   Items: (Length - FirstSample) / Reduction + 1, at most ItemCount; one
+//   Items: (Length - FirstSample) / Reduction + 1 (integer division, toward
+//   zero), at most ItemCount: FirstSample = Length + 1 gives no item at full
+//   rate and one at the stored reduction. An empty normset,
+//   a start further past the end (formula below 1) and an ItemCount of 0 or
+//   below give an empty result: S_OK with an array of the usual shape whose
+//   item dimension has 0 elements, which callers read as "no data". One
 //   value per channel at full rate, a (maximum, minimum) pair - (OR, AND) for
 //   event channels - per channel when Reduction is F. One channel at full
 //   rate gives a vector (lower bound 0), anything else a two-dimensional

@@ -108,6 +108,42 @@ TEST_F(MuxDataTest, FramesPastTheStreamEndReadAsAbsent) {
   for (size_t i = 0; i < 10; i += 2) EXPECT_GE(reduced.values[i], reduced.values[i + 1]) << i;
 }
 
+// Item counts at and past the end of a normset (17 frames; factor 4) and of
+// an empty one: what is not stored reads as an empty result, not an error.
+TEST_F(MuxDataTest, ItemCountsAtAndPastTheEnd) {
+  RecordingSpec spec = ThreeChannels(4);
+  spec.groups[0].hnorms.push_back({200, 0.01, 0});
+  spec.groups[0].segments.push_back({});
+  OpenSpec(spec, "ends");
+  struct Case {
+    LONG hnorm, first, count, reduction;
+    LONG items;
+  } cases[] = {
+      {2, 17, 5, 1, 1}, {2, 18, 5, 1, 0}, {2, 18, 5, 4, 1}, {2, 20, 5, 4, 1},
+      {2, 21, 5, 4, 0}, {2, 1000, 5, 4, 0}, {2, 1, 0, 1, 0}, {2, 1, -3, 1, 0},
+      {2, 1, -3, 4, 0}, {3, 1, 5, 1, 0}, {3, 1, 5, 4, 0},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(::testing::Message() << "hnorm " << c.hnorm << " first " << c.first << " count "
+                                      << c.count << " reduction " << c.reduction);
+    for (size_t width : {1, 2}) {
+      std::vector<IChannelInfo*> asked = {channels_[0].get(), channels_[2].get()};
+      asked.resize(width);
+      Mux mux = GetMux(group_.get(), asked, c.hnorm, c.first, c.count, c.reduction);
+      ASSERT_EQ(mux.hr, S_OK);
+      ASSERT_FALSE(mux.extents.empty());
+      EXPECT_EQ(mux.extents.back(), c.items);
+      EXPECT_EQ(mux.values.size(), width * static_cast<size_t>(c.items) * (c.reduction == 1 ? 1 : 2));
+    }
+  }
+  // The item just past the end at factor 4 is the stored pair that holds
+  // frame 17 (the fifth of 17 / 4 rounded up).
+  Mux whole = GetMux(group_.get(), {channels_[1].get()}, 2, 1, 5, 4);
+  Mux past = GetMux(group_.get(), {channels_[1].get()}, 2, 18, 5, 4);
+  ASSERT_EQ(whole.values.size(), 10u);
+  EXPECT_EQ(past.values, std::vector<int16_t>(whole.values.begin() + 8, whole.values.end()));
+}
+
 TEST_F(MuxDataTest, ArgumentChecks) {
   OpenSpec(ThreeChannels(1), "args");
   std::vector<IChannelInfo*> all = {channels_[0].get()};
@@ -115,6 +151,7 @@ TEST_F(MuxDataTest, ArgumentChecks) {
   EXPECT_EQ(GetMux(group_.get(), all, 1, 1, 1, 0).hr, E_INVALIDARG);
   EXPECT_EQ(GetMux(group_.get(), all, 0, 1, 1, 1).hr, E_INVALIDARG);
   EXPECT_EQ(GetMux(group_.get(), all, 3, 1, 1, 1).hr, E_INVALIDARG);
+  EXPECT_EQ(GetMux(group_.get(), all, 1, -5, 1, 1).hr, E_INVALIDARG);
   SAFEARRAY* list = nullptr;
   EXPECT_EQ(group_->GetMuxData(&list, 1, 1, 1, 1, nullptr), E_POINTER);
   SAFEARRAY* result = nullptr;
