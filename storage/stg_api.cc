@@ -13,6 +13,8 @@
 // - A file that exists but is not a compound file gives
 //   STG_E_FILEALREADYEXISTS; one that is damaged STG_E_DOCFILECORRUPT.
 // - A file created by StgCreateDocfile that cannot be initialised is removed.
+// - A root storage's Stat name is the file's full path (made absolute against
+//   the working folder at open), as Windows reports it.
 #include "platform/file.h"
 #include "storage/com_util.h"
 #include "storage/compound_file.h"
@@ -36,6 +38,16 @@ FileShare ShareOf(DWORD mode) {
 
 std::string PathOf(const WCHAR* name) { return ToUtf8(std::u16string(name)); }
 
+// The name a root storage reports: its file's full path, fixed at open, so
+// that it still names the same file after the caller changes its working
+// folder. Falls back to the name as given when the working folder is gone.
+std::u16string FullPathOf(const std::string& path, const WCHAR* name) {
+  std::error_code ec;
+  const std::filesystem::path full = std::filesystem::absolute(path, ec);
+  if (ec) return name;
+  return FromUtf8(full.lexically_normal().string());
+}
+
 HRESULT OpenRoot(const WCHAR* name, DWORD mode, IStorage** out) {
   HRESULT hr = CheckRootMode(mode, false);
   if (FAILED(hr)) return hr;
@@ -43,7 +55,7 @@ HRESULT OpenRoot(const WCHAR* name, DWORD mode, IStorage** out) {
   std::unique_ptr<File> file;
   hr = OpenFile(path.c_str(), CanWrite(mode) ? FileMode::kOpenReadWrite : FileMode::kOpenRead, ShareOf(mode), &file);
   if (FAILED(hr)) return hr;
-  Result<std::shared_ptr<CompoundFile>> cf = CompoundFile::Open(std::move(file), name);
+  Result<std::shared_ptr<CompoundFile>> cf = CompoundFile::Open(std::move(file), FullPathOf(path, name));
   if (!cf.ok()) return ToHresult(cf.status());
   *out = new StorageObject(std::move(*cf), CompoundFile::kRoot, mode, false);
   return S_OK;
@@ -58,7 +70,7 @@ HRESULT CreateRoot(const WCHAR* name, DWORD mode, uint16_t version, IStorage** o
   hr = OpenFile(path.c_str(), (mode & STGM_CREATE) ? FileMode::kCreateAlways : FileMode::kCreateNew, ShareOf(mode),
                 &file);
   if (FAILED(hr)) return hr;
-  Result<std::shared_ptr<CompoundFile>> cf = CompoundFile::Create(std::move(file), name, version);
+  Result<std::shared_ptr<CompoundFile>> cf = CompoundFile::Create(std::move(file), FullPathOf(path, name), version);
   if (!cf.ok()) {
     std::error_code ignored;
     std::filesystem::remove(path, ignored);

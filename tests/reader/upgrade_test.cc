@@ -145,6 +145,48 @@ TEST_F(ReaderTest, UpgradeMarksVoidRunsStampsVersionAndResetsFileTimes) {
   rec->Release();
 }
 
+// A recording opened by a name relative to the working folder keeps its
+// file's full path: Location, TotalSize and the file-time reset still name
+// that file after the client moves to a folder holding another file of the
+// same name, which is never touched.
+TEST_F(ReaderTest, RelativeNameKeepsTheFullPathAcrossWorkingFolders) {
+  const std::string a = dir_ + "/a", b = dir_ + "/b";
+  ASSERT_EQ(mkdir(a.c_str(), 0755), 0);
+  ASSERT_EQ(mkdir(b.c_str(), 0755), 0);
+  ASSERT_EQ(std::rename(Write(OldFile(), "old").c_str(), (a + "/rec.krf").c_str()), 0);
+  ASSERT_EQ(std::rename(Write(mlr::testing::SampleRecording(), "big").c_str(), (b + "/rec.krf").c_str()), 0);
+  struct stat sa {}, sb {};
+  ASSERT_EQ(stat((a + "/rec.krf").c_str(), &sa), 0);
+  ASSERT_EQ(stat((b + "/rec.krf").c_str(), &sb), 0);
+  ASSERT_NE(sa.st_size / 1024, sb.st_size / 1024);
+
+  char here[4096];
+  ASSERT_TRUE(getcwd(here, sizeof here));
+  ASSERT_EQ(chdir(a.c_str()), 0);
+  CKrfRecording* rec = CKrfRecording::Open(u"rec.krf");
+  const bool moved = chdir(b.c_str()) == 0;
+  ASSERT_EQ(rec->open_result(), S_OK);
+  EXPECT_TRUE(rec->modified());
+  BSTR location = nullptr;
+  rec->get_Location(&location);
+  EXPECT_EQ(Utf16ToAnsi(location), a);
+  SysFreeString(location);
+  LONG kb = -1;
+  EXPECT_EQ(rec->get_TotalSize(&kb), S_OK);
+  EXPECT_EQ(kb, sa.st_size / 1024);
+  rec->Release();
+  EXPECT_EQ(chdir(here), 0);
+  ASSERT_TRUE(moved);
+
+  struct stat after_a {}, after_b {};
+  ASSERT_EQ(stat((a + "/rec.krf").c_str(), &after_a), 0);
+  ASSERT_EQ(stat((b + "/rec.krf").c_str(), &after_b), 0);
+  EXPECT_NE(after_a.st_mtime, sa.st_mtime);  // reset to the recording's start (2001)
+  EXPECT_LT(after_a.st_mtime, 1100000000);
+  EXPECT_EQ(after_b.st_mtime, sb.st_mtime);
+  EXPECT_EQ(after_b.st_size, sb.st_size);
+}
+
 TEST_F(ReaderTest, NoUpgradeForStampedFilesOrOtherApplications) {
   RecordingSpec stamped = OldFile();
   stamped.version = 0x20000;
