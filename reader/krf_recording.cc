@@ -287,6 +287,10 @@ void CKrfRecording::Upgrade() {
   std::lock_guard<std::recursive_mutex> hold(lock_);
   upgraded_ = true;
   EnsureGroupsLocked();
+  // Every group's data streams are opened under the old version, so that
+  // the offset repair of old reduced streams applies to groups the void-run
+  // passes never read (event-only groups) once the version is stamped.
+  for (CKrfChannelGroup* g : groups_) (void)g->ReductionFactor();
   for (CKrfChannelGroup* g : groups_) RepairBoundaries(g);
   for (CKrfChannelGroup* g : groups_) MarkVoidEnds(g);
   EnsureTriggersLocked();

@@ -19,6 +19,8 @@
 //   4. Upgrade of old files: when the version is below 0x20000 (signed: the
 //      unknown version counts) and the summary information's application
 //      name is one of `kUpgradeApplications` (krf_format.h), the recording
+//      opens every group's data streams while the version is still old (so
+//      the offset repair of old reduced streams holds afterwards), then
 //      (a) repairs the vertical normsets of every analog channel with two or
 //      more rows at each row boundary after the first (the run of absent
 //      samples around the boundary, void_runs.h, is marked void), (b) marks

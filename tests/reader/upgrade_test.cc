@@ -145,6 +145,37 @@ TEST_F(ReaderTest, UpgradeMarksVoidRunsStampsVersionAndResetsFileTimes) {
   rec->Release();
 }
 
+// An old file whose second group holds only an event channel, with a reduced
+// stream at factor 4 in the old offset layout: the upgrade stamps the
+// version, yet the group's reduced reads still give the stored OR/AND pairs.
+TEST_F(ReaderTest, UpgradeKeepsTheOffsetRepairOfAnEventOnlyGroup) {
+  RecordingSpec spec = OldFile();
+  GroupSpec g;
+  g.number = 2;
+  mlr::testing::ChannelSpec e;
+  e.number = 1;
+  e.event = true;
+  g.channels = {e};
+  g.hnorms = {{0.0, 0.1, 0}};
+  g.reduction_factor = 4;
+  std::vector<int16_t> words;
+  for (int i = 0; i < 10; ++i) words.push_back(static_cast<int16_t>(1 << (i % 5)));
+  g.segments = {words};
+  spec.groups.push_back(g);
+  const std::string path = Write(spec, "old_events");
+  const std::vector<int16_t> pairs = mlr::testing::ReduceFrames(words, 1, {true}, 4);
+
+  ComPtr<IRecording> r;
+  ASSERT_EQ(Open(path, &r), S_OK);
+  ComPtr<IChannelGroup> group = Group(r.get(), 2);
+  Mux mux = GetMux(group.get(), {Channel(group.get(), 1).get()}, 1, 1, 10, 4);
+  ASSERT_EQ(mux.hr, S_OK);
+  EXPECT_EQ(mux.values, pairs);
+  group.reset();
+  r.reset();
+  EXPECT_EQ(StoredVersion(path), 0x20000u);
+}
+
 // A recording opened by a name relative to the working folder keeps its
 // file's full path: Location, TotalSize and the file-time reset still name
 // that file after the client moves to a folder holding another file of the
