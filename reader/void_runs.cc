@@ -46,16 +46,30 @@ bool FindVoidRunAround(const std::vector<HNormSpan>& hnorms, double time,
   const uint32_t pos = FirstSampleAtOrAfter(hnorms[h], time);
   int16_t chunk[kVoidScanChunk];
 
-  // Backward within normset h.
+  // Backward from there, on into the tails of the preceding normsets while
+  // the run reaches a normset's first sample.
+  size_t start_h = h;
   uint32_t first_void = pos;
-  bool stop = false;
-  while (first_void > 0 && !stop) {
-    const uint32_t n = std::min(first_void, kVoidScanChunk);
-    if (!read(h, first_void - n, n, chunk)) break;
-    uint32_t i = n;
-    while (i > 0 && chunk[i - 1] == kAbsentSample) --i;
-    stop = i > 0;
-    first_void -= n - i;
+  for (size_t k = h + 1; k-- > 0;) {
+    const uint32_t from = k == h ? pos : hnorms[k].length;
+    uint32_t at = from;
+    bool stop = false;
+    while (at > 0 && !stop) {
+      const uint32_t n = std::min(at, kVoidScanChunk);
+      if (!read(k, at - n, n, chunk)) {
+        stop = true;
+        break;
+      }
+      uint32_t i = n;
+      while (i > 0 && chunk[i - 1] == kAbsentSample) --i;
+      stop = i > 0;
+      at -= n - i;
+    }
+    if (at < from) {
+      start_h = k;
+      first_void = at;
+    }
+    if (stop) break;
   }
 
   // Forward across the following normsets.
@@ -85,7 +99,7 @@ bool FindVoidRunAround(const std::vector<HNormSpan>& hnorms, double time,
     if (broke) break;
   }
 
-  const HNormSpan& a = hnorms[h];
+  const HNormSpan& a = hnorms[start_h];
   const HNormSpan& b = hnorms[end_h];
   *run_start = a.start_time + first_void * a.x_step;
   *run_end = b.start_time + end_pos * b.x_step;

@@ -13,9 +13,11 @@
 // - `FindVoidRunAround`: the run of absent samples surrounding a time (a
 //   boundary between two vertical normset rows). It starts at the first
 //   sample at or after the time, in the horizontal normset that holds the
-//   time (or the first one starting after it), scans backward within that
-//   normset and forward across the following normsets, in chunks of at most
-//   1000 samples. The run covers [time of its first absent sample, time just
+//   time (or the first one starting after it), scans backward (on into the
+//   preceding normsets while the run reaches a normset's first sample) and
+//   forward across the following normsets, in chunks of at most 1000
+//   samples. A run that ends one normset and begins the next is thus found
+//   whole from a row at the start of the second. The run covers [time of its first absent sample, time just
 //   after its last one]; it is reported only when that end is later than its
 //   start.
 #pragma once

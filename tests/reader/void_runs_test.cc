@@ -80,6 +80,19 @@ TEST(VoidSearch, RunAroundBoundaryCrossesNormsets) {
   EXPECT_DOUBLE_EQ(t1, 1.2);
   EXPECT_DOUBLE_EQ(t2, 10.003);
   EXPECT_GT(reads, 2);
+  // A row at the start of normset 2, or in the gap before it: the run is
+  // found back into normset 1's tail.
+  for (double at : {10.0, 5.0}) {
+    ASSERT_TRUE(FindVoidRunAround(h, at, read, &t1, &t2)) << at;
+    EXPECT_DOUBLE_EQ(t1, 1.2) << at;
+    EXPECT_DOUBLE_EQ(t2, 10.003) << at;
+  }
+  // A normset 1 that ends with a real sample stops the backward search.
+  data[0][2499] = 7;
+  ASSERT_TRUE(FindVoidRunAround(h, 10.0, read, &t1, &t2));
+  EXPECT_DOUBLE_EQ(t1, 10.0);
+  EXPECT_DOUBLE_EQ(t2, 10.003);
+  data[0][2499] = V;
   // No void samples at the time: nothing to mark.
   EXPECT_FALSE(FindVoidRunAround(h, 0.5, read, &t1, &t2));
   // A time after all data: nothing.
