@@ -37,13 +37,22 @@ Status ParseDirEntry(const uint8_t* p, uint16_t major_version, uint32_t index, D
   const uint16_t name_bytes = Load16(p + 64);
   e->name.clear();
   if (e->type != EntryType::kEmpty) {
-    if (name_bytes > 64 || name_bytes % 2 != 0)
+    // The length counts the terminating NUL: 2 to 64 bytes, even, so a name
+    // holds at most 31 characters.
+    if (name_bytes < 2 || name_bytes > 64 || name_bytes % 2 != 0)
       return Corrupt("directory: entry " + std::to_string(index) + " has the name length " + std::to_string(name_bytes));
+    bool terminated = false;
     for (uint16_t i = 0; i + 2 <= name_bytes; i += 2) {
       char16_t c = static_cast<char16_t>(Load16(p + i));
-      if (c == 0) break;
+      if (c == 0) {
+        terminated = true;
+        break;
+      }
       e->name.push_back(c);
     }
+    if (!terminated)
+      return Corrupt("directory: entry " + std::to_string(index) + " has no terminator within its name length " +
+                     std::to_string(name_bytes));
   }
   e->color = p[67];
   e->left = Load32(p + 68);

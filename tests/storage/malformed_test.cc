@@ -180,9 +180,22 @@ TEST(Malformed, DirectoryDamage) {
   auto empty_in_tree = b;
   empty_in_tree[l.Entry(3) + 66] = 0;
   ExpectCorrupt("dir_empty_in_tree", empty_in_tree, Code::kCorrupt, "neither a storage nor a stream");
-  auto name = b;
-  Store16(&name[l.Entry(2) + 64], 66);
-  ExpectCorrupt("dir_name_length", name, Code::kCorrupt, "name length 66");
+  // Name lengths count the terminator: 2..64 bytes, even, NUL-terminated.
+  // A length of 0 would list a nameless stream in place of "Big".
+  const struct {
+    const char* seed;
+    uint16_t length;
+    const char* needle;
+  } names[] = {{"dir_name_length_66", 66, "name length 66"},
+               {"dir_name_length_0", 0, "name length 0"},
+               {"dir_name_length_odd", 7, "name length 7"},
+               {"dir_name_32_chars", 64, "no terminator within its name length 64"}};
+  for (const auto& c : names) {
+    auto name = b;
+    for (size_t i = 0; i < 64; i += 2) Store16(&name[l.Entry(2) + i], static_cast<uint16_t>(u'a' + i / 2 % 26));
+    Store16(&name[l.Entry(2) + 64], c.length);
+    ExpectCorrupt(c.seed, name, Code::kCorrupt, c.needle);
+  }
   auto root = b;
   root[l.Entry(0) + 66] = 1;
   ExpectCorrupt("dir_no_root", root, Code::kCorrupt, "entry 0 is not the root");
