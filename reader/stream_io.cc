@@ -30,18 +30,21 @@ HRESULT ReadWholeStream(IStream* stream, std::vector<uint8_t>* out) {
   out->clear();
   HRESULT hr = SeekTo(stream, 0);
   if (FAILED(hr)) return hr;
-  const uint64_t hint = StreamSize(stream);
-  const size_t block = 64 * 1024;
-  out->reserve(static_cast<size_t>(std::min<uint64_t>(hint, kMaxSideStreamBytes)));
+  // The size the stream reports, read in one go (most side streams are a
+  // few hundred bytes: no larger buffer is cleared for them); then on in
+  // small steps only if the stream holds more than it said.
+  const size_t hint = static_cast<size_t>(std::min<uint64_t>(StreamSize(stream), kMaxSideStreamBytes));
+  out->resize(hint);
+  size_t got = 0;
+  hr = ReadFully(stream, out->data(), hint, &got);
+  out->resize(got);
+  if (FAILED(hr) || got < hint) return hr;
+  uint8_t more[4096];
   while (out->size() < kMaxSideStreamBytes) {
-    const size_t at = out->size();
-    const size_t ask = std::min(block, kMaxSideStreamBytes - at);
-    out->resize(at + ask);
-    size_t got = 0;
-    hr = ReadFully(stream, out->data() + at, ask, &got);
-    out->resize(at + got);
-    if (FAILED(hr)) return hr;
-    if (got < ask) break;
+    const size_t ask = std::min(sizeof more, kMaxSideStreamBytes - out->size());
+    hr = ReadFully(stream, more, ask, &got);
+    out->insert(out->end(), more, more + got);
+    if (FAILED(hr) || got < ask) return hr;
   }
   return S_OK;
 }

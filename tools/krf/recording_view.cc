@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "reader/krf_loader.h"
 #include "reader/text_convert.h"
@@ -76,7 +77,7 @@ json Channel(IChannelInfo* info) {
     info->get_Name(Long(b), bit.put());
     bits.push_back(bit.str());
   }
-  c["BitNames"] = bits;
+  c["BitNames"] = std::move(bits);
   json vnorms = json::array();
   ComPtr<IVNorms> norms;
   LONG count = 0;
@@ -94,7 +95,7 @@ json Channel(IChannelInfo* info) {
     vnorms.push_back({{"Index", idx}, {"StartTime", Number(start)}, {"Y0", Number(y0)},
                       {"YStep", Number(step)}, {"EndTime", Number(end)}});
   }
-  c["VNorms"] = vnorms;
+  c["VNorms"] = std::move(vnorms);
   return c;
 }
 
@@ -127,7 +128,7 @@ json Group(IChannelGroup* group) {
     hnorms.push_back({{"Index", idx}, {"StartTime", Number(s)}, {"XStep", Number(x)},
                       {"Length", length}, {"EndTime", Number(e)}});
   }
-  g["HNorms"] = hnorms;
+  g["HNorms"] = std::move(hnorms);
   json channels = json::array();
   ComPtr<IChannelInfos> infos;
   count = 0;
@@ -136,7 +137,7 @@ json Group(IChannelGroup* group) {
     ComPtr<IChannelInfo> info;
     if (SUCCEEDED(infos->get_Item(i, info.put())) && info) channels.push_back(Channel(info.get()));
   }
-  g["ChannelInfos"] = channels;
+  g["ChannelInfos"] = std::move(channels);
   return g;
 }
 
@@ -270,7 +271,7 @@ json DescribeRecording(IRecording* recording) {
     ComPtr<IChannelGroup> group;
     if (SUCCEEDED(all->get_Item(i, group.put())) && group) groups.push_back(Group(group.get()));
   }
-  r["ChannelGroups"] = groups;
+  r["ChannelGroups"] = std::move(groups);
 
   r["Markers"] = TimeList(recording, kalRecColMarkers, nullptr);
   r["Bookmarks"] = TimeList(recording, kalRecColBookmarks, [](IUnknown* item, json* e) {
@@ -334,7 +335,7 @@ json DescribeRecording(IRecording* recording) {
                         {"Name", name.str()}, {"StorageEnabled", stored != VARIANT_FALSE},
                         {"ChannelGroup", g}, {"ChannelInfo", c}});
   }
-  r["PhysicalChannels"] = physical;
+  r["PhysicalChannels"] = std::move(physical);
 
   json pages = json::array();
   ComPtr<IDisplayPages> dps =
@@ -358,7 +359,7 @@ json DescribeRecording(IRecording* recording) {
                      {"PageSetupBytes", bytes(setup.get())},
                      {"TraceAssignmentBytes", bytes(trace.get())}});
   }
-  r["DisplayPages"] = pages;
+  r["DisplayPages"] = std::move(pages);
   return r;
 }
 
