@@ -55,7 +55,7 @@ RecordingSpec OldFile() {
   mlr::testing::ChannelSpec a;
   a.number = 1;
   a.name = u"A";
-  a.unit = u"V";
+  a.unit = std::u16string(u"V");  // assigning the literal trips g++ 12's -Wrestrict at -O3
   a.vnorms = {{0.0, 0.0, 1.0}, {0.5, 1.0, 2.0}};
   mlr::testing::ChannelSpec e;
   e.number = 2;

@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <stdexcept>
 
 namespace mlr::storage {
 namespace {
@@ -69,24 +70,30 @@ TEST(Malformed, TheSampleItselfOpens) {
   EXPECT_TRUE(OpenBytes(b).ok());
 }
 
+// A copy of `b` with the little-endian `value` of `width` bytes at `at`.
+std::vector<uint8_t> Patched(std::vector<uint8_t> b, size_t at, uint64_t value, size_t width) {
+  if (at > b.size() || width > b.size() - at) throw std::out_of_range("patch beyond the file");
+  for (size_t i = 0; i < width; ++i) b[at + i] = static_cast<uint8_t>(value >> (8 * i));
+  return b;
+}
+
 TEST(Malformed, HeaderDamage) {
-  auto b = SampleFile();
-  auto sig = b;
-  sig[0] = 0;
-  ExpectCorrupt("bad_signature", sig, Code::kNotCompound, "signature");
+  const auto b = SampleFile();
+  const struct {
+    const char* seed;
+    size_t at, width;
+    uint64_t value;
+    Code code;
+    const char* needle;
+  } cases[] = {
+      {"bad_signature", 0, 1, 0, Code::kNotCompound, "signature"},
+      {"bad_shift", 30, 2, 12, Code::kCorrupt, "header: sector shift 12"},
+      {"v4_with_512", 26, 2, 4, Code::kCorrupt, "sector shift 9 does not fit version 4"},
+      {"byte_order", 28, 2, 0xFEFF, Code::kCorrupt, "byte order"},
+      {"cutoff", 56, 4, 100, Code::kCorrupt, "cutoff"},
+  };
+  for (const auto& c : cases) ExpectCorrupt(c.seed, Patched(b, c.at, c.value, c.width), c.code, c.needle);
   ExpectCorrupt("empty", {}, Code::kNotCompound, "signature");
-  auto shift = b;
-  Store16(&shift[30], 12);
-  ExpectCorrupt("bad_shift", shift, Code::kCorrupt, "header: sector shift 12");
-  auto big_shift = b;
-  Store16(&big_shift[26], 4);
-  ExpectCorrupt("v4_with_512", big_shift, Code::kCorrupt, "sector shift 9 does not fit version 4");
-  auto order = b;
-  Store16(&order[28], 0xFEFF);
-  ExpectCorrupt("byte_order", order, Code::kCorrupt, "byte order");
-  auto cutoff = b;
-  Store32(&cutoff[56], 100);
-  ExpectCorrupt("cutoff", cutoff, Code::kCorrupt, "cutoff");
 }
 
 TEST(Malformed, TruncatedFile) {
