@@ -156,7 +156,7 @@ class WatchedGroup final : public IChannelGroup {
   }
   HRESULT STDMETHODCALLTYPE GetDisplayData(IChannelInfo* c, double s, double e, LONG n,
                                            SAFEARRAY** out) override {
-    return inner_->GetDisplayData(c, s, e, n, out);
+    return ::GetDisplayData(this, c, s, e, n, out);
   }
   HRESULT STDMETHODCALLTYPE get_Recording(IRecording** v) override { return inner_->get_Recording(v); }
   HRESULT STDMETHODCALLTYPE get_Index(LONG* v) override { return inner_->get_Index(v); }

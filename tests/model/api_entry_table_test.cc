@@ -24,6 +24,7 @@ TEST(ApiEntryTable, ResolvesTheLibrarysOwnFunctionsByName) {
   EXPECT_EQ(entries.GetScaledMuxData, &::GetScaledMuxData);
   EXPECT_EQ(entries.GetResampledMuxData, &::GetResampledMuxData);
   EXPECT_EQ(entries.GetReducedMuxData, &::GetReducedMuxData);
+  EXPECT_EQ(entries.GetDisplayData, &::GetDisplayData);
 
   // Once resolved, a peek sees the same table.
   const ApiEntries peeked = table::Peek();

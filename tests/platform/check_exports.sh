@@ -19,7 +19,7 @@ for name in SysAllocString SysFreeString SysStringLen VariantInit VariantClear V
             PropVariantClear \
             MakeValidTime TimeDifference RecordingTimeToDATE RecordingTimeToSystemTime \
             RecordingTimeToLocalTime LocalTimeToRecordingTime IsVoidNumber \
-            GetEstimatedTotalSize GetScaledMuxData GetResampledMuxData GetReducedMuxData; do
+            GetEstimatedTotalSize GetScaledMuxData GetResampledMuxData GetReducedMuxData GetDisplayData; do
   if ! printf '%s\n' "$symbols" | grep -qx "$name"; then
     echo "exports: $name is not exported by $lib"
     status=1
