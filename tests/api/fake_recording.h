@@ -235,6 +235,13 @@ class Recording final : public Object<IRecording, IID_IRecording> {
     end_ = end;
   }
   void WithoutGroups() { has_groups_ = false; }
+  // StartTime and EndTime answer `status` (and no time) when it is a failure.
+  void FailTimes(HRESULT status) { times_status_ = status; }
+  // What Collection answers for every selector; E_NOTIMPL until set.
+  void SetCollection(IUnknown* collection) {
+    collection_ = collection;
+    has_collection_ = true;
+  }
 
   // Every object of the tree that was handed out and not released.
   long HeldReferences() {
@@ -270,21 +277,33 @@ class Recording final : public Object<IRecording, IID_IRecording> {
   FAKE_NOTIMPL(put_UTCTimeOfDay(double))
   FAKE_NOTIMPL(get_Acquiring(VARIANT_BOOL*))
   FAKE_NOTIMPL(get_CanBeReviewed(VARIANT_BOOL*))
-  HRESULT STDMETHODCALLTYPE get_StartTime(double* v) override { return *v = start_, S_OK; }
-  HRESULT STDMETHODCALLTYPE get_EndTime(double* v) override { return *v = end_, S_OK; }
+  HRESULT STDMETHODCALLTYPE get_StartTime(double* v) override {
+    return FAILED(times_status_) ? times_status_ : (*v = start_, S_OK);
+  }
+  HRESULT STDMETHODCALLTYPE get_EndTime(double* v) override {
+    return FAILED(times_status_) ? times_status_ : (*v = end_, S_OK);
+  }
   FAKE_NOTIMPL(get_Duration(double*))
   FAKE_NOTIMPL(get_TimePerDivisionHint(double*))
   FAKE_NOTIMPL(get_UTCDate(DATE*))
   FAKE_NOTIMPL(get_LocalDate(DATE*))
   FAKE_NOTIMPL(get_Comment(BSTR*))
   FAKE_NOTIMPL(put_Comment(BSTR))
-  FAKE_NOTIMPL(get_Collection(kalRecordingCollection, IUnknown**))
+  HRESULT STDMETHODCALLTYPE get_Collection(kalRecordingCollection, IUnknown** out) override {
+    if (!has_collection_) return E_NOTIMPL;
+    *out = collection_;
+    if (collection_) collection_->AddRef();
+    return S_OK;
+  }
   FAKE_NOTIMPL(Remove())
 
  private:
   ChannelGroups groups_;
   double start_ = 0.0, end_ = 0.0;
   bool has_groups_ = true;
+  HRESULT times_status_ = S_OK;
+  IUnknown* collection_ = nullptr;
+  bool has_collection_ = false;
 };
 
 #undef FAKE_NOTIMPL
