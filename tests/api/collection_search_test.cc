@@ -14,6 +14,7 @@
 #include "model/memory_recording.h"
 #include "platform/com_ptr.h"
 #include "platform/win.h"
+#include "tests/api/builder_file.h"
 #include "tests/api/fake_recording.h"
 
 namespace {
@@ -150,6 +151,22 @@ TEST(FindItemFromTimeCollection, AtAfterAndBefore) {
   // Nothing to search.
   EXPECT_EQ(Found(r.get(), kalRecColVoicemarks, 1.0, 0), 0);
   EXPECT_EQ(Found(r.get(), kalRecColPhysicalChannelConfig, 1.0, 0), 0);
+}
+
+TEST(CollectionSearch, ReadsTheCollectionsOfARecordingFile) {
+  // Markers at 0.25 and 2.2 (the one at 0.5 is flagged off), bookmarks at
+  // 0.1 and 2.05, triggers at 0, 1.2 and 1.3, a voice mark at 0.75; the data
+  // end at 2.699 s.
+  ComPtr<IRecording> r = mlr::api::test::OpenBuilderFile(mlr::testing::SampleRecording());
+  ASSERT_TRUE(r);
+  EXPECT_EQ(Times(r.get(), kalRecColVoicemarks, kVoid, kVoid, 5), (std::vector<double>{0.75}));
+  EXPECT_EQ(Times(r.get(), kalRecColMarkers, kVoid, kVoid, 5), (std::vector<double>{0.25, 2.2}));
+  EXPECT_EQ(Times(r.get(), kalRecColBookmarks, 0.1, 2.0, 5), (std::vector<double>{0.1}));
+  EXPECT_EQ(Times(r.get(), kalRecColTriggers, 1.0, kVoid, 5), (std::vector<double>{1.2, 1.3}));
+  EXPECT_EQ(Found(r.get(), kalRecColVoicemarks, 0.75, 0), 1);
+  EXPECT_EQ(Found(r.get(), kalRecColVoicemarks, 0.75, 1), 0);
+  EXPECT_EQ(Found(r.get(), kalRecColMarkers, 1.0, 1), 2);
+  EXPECT_EQ(Found(r.get(), kalRecColTriggers, 1.25, -1), 2);
 }
 
 // --- Fakes ---------------------------------------------------------------

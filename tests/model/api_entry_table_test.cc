@@ -25,6 +25,8 @@ TEST(ApiEntryTable, ResolvesTheLibrarysOwnFunctionsByName) {
   EXPECT_EQ(entries.GetResampledMuxData, &::GetResampledMuxData);
   EXPECT_EQ(entries.GetReducedMuxData, &::GetReducedMuxData);
   EXPECT_EQ(entries.GetDisplayData, &::GetDisplayData);
+  EXPECT_EQ(entries.GetSampleAtTime, &::GetSampleAtTime);
+  EXPECT_EQ(entries.GetValueAtTime, &::GetValueAtTime);
 
   // Once resolved, a peek sees the same table.
   const ApiEntries peeked = table::Peek();

@@ -19,6 +19,7 @@ for name in SysAllocString SysFreeString SysStringLen VariantInit VariantClear V
             PropVariantClear \
             MakeValidTime TimeDifference RecordingTimeToDATE RecordingTimeToSystemTime \
             RecordingTimeToLocalTime LocalTimeToRecordingTime IsVoidNumber \
+            GetSampleAtTime GetValueAtTime GetEventTimesFromCollection FindItemFromTimeCollection \
             GetEstimatedTotalSize GetScaledMuxData GetResampledMuxData GetReducedMuxData GetDisplayData; do
   if ! printf '%s\n' "$symbols" | grep -qx "$name"; then
     echo "exports: $name is not exported by $lib"

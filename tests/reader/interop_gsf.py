@@ -14,12 +14,10 @@ import struct
 import subprocess
 import sys
 
-import gi
+import olefile
 
-gi.require_version("Gsf", "1")
-from gi.repository import Gsf  # noqa: E402
-
-import olefile  # noqa: E402
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "testing"))
+from gsf_recording import reduce, tagged, text, mux, write  # noqa: E402
 
 KRF, WORK = sys.argv[1], sys.argv[2]
 failures = []
@@ -28,90 +26,6 @@ failures = []
 def check(what, got, want):
     if got != want:
         failures.append(f"{what}: got {got!r}, want {want!r}")
-
-
-def tagged(records):
-    out = b""
-    for tag, payload in records:
-        out += struct.pack("<HI", tag, len(payload)) + payload
-    return out + struct.pack("<H", 0xFFFF)
-
-
-def text(s):
-    return (s + "\0").encode("utf-16-le")
-
-
-def mux(segments, values_per_frame):
-    header = 4 + 8 * len(segments)
-    out = struct.pack("<I", len(segments))
-    offset = header
-    for seg in segments:
-        out += struct.pack("<ii", offset, len(seg) // values_per_frame)
-        offset += 2 * len(seg)
-    for seg in segments:
-        out += struct.pack("<%dh" % len(seg), *seg)
-    return out
-
-
-def reduce(frames, channels, events, factor):
-    out = []
-    n = len(frames) // channels
-    for start in range(0, n, factor):
-        end = min(n, start + factor)
-        for c in range(channels):
-            vals = [frames[f * channels + c] for f in range(start, end)]
-            if events[c]:
-                hi = lo = vals[0]
-                for v in vals[1:]:
-                    hi, lo = hi | v, lo & v
-                hi = struct.unpack("<h", struct.pack("<H", hi & 0xFFFF))[0]
-                lo = struct.unpack("<h", struct.pack("<H", lo & 0xFFFF))[0]
-            else:
-                hi, lo = max(vals), min(vals)
-            out += [hi, lo]
-    return out
-
-
-def summary_information(app_name, comment):
-    """A Summary Information property set (code page 1252, VT_LPSTR values)."""
-    props = [(1, struct.pack("<HHhH", 2, 0, 1252, 0))]
-    for pid, value in ((18, app_name), (6, comment)):
-        if value:
-            raw = value.encode("cp1252") + b"\0"
-            raw += b"\0" * (-len(raw) % 4)
-            props.append((pid, struct.pack("<II", 0x1E, len(value) + 1) + raw))
-    body = b""
-    table = b""
-    offset = 8 + 8 * len(props)
-    for pid, data in props:
-        table += struct.pack("<II", pid, offset + len(body))
-        body += data
-    section = struct.pack("<II", 8 + len(table) + len(body), len(props)) + table + body
-    fmtid = bytes.fromhex("E0859FF2F94F6810AB9108002B27B3D9")
-    header = struct.pack("<HHI", 0xFFFE, 0, 0x00020005) + b"\0" * 16 + struct.pack("<I", 1)
-    return header + fmtid + struct.pack("<I", 48) + section
-
-
-def write(path, streams, app_name=None, comment=None):
-    sink = Gsf.OutputStdio.new(path)
-    root = Gsf.OutfileMSOle.new(sink)
-    dirs = {"": root}
-    for name in sorted({p.rsplit("/", 1)[0] for p in streams if "/" in p}, key=len):
-        parent, _, leaf = name.rpartition("/")
-        dirs[name] = dirs[parent].new_child(leaf, True)
-    for p, data in streams.items():
-        parent, _, leaf = p.rpartition("/")
-        child = dirs[parent].new_child(leaf, False)
-        child.write(data)
-        child.close()
-    if app_name or comment:
-        child = root.new_child("\x05SummaryInformation", False)
-        child.write(summary_information(app_name, comment))
-        child.close()
-    for name in sorted(dirs, key=len, reverse=True):
-        if name:
-            dirs[name].close()
-    root.close()  # closes the sink too
 
 
 def krf(*args, ok=True):

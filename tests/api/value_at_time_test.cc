@@ -1,0 +1,253 @@
+// GetSampleAtTime and GetValueAtTime on the in-memory recording (every
+// rule, worked out by hand below) and on a recording file written by the
+// test builder (the reader's groups, several normsets, a gap).
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "LegacyRecording.h"
+#include "model/memory_recording.h"
+#include "platform/com_ptr.h"
+#include "platform/win.h"
+#include "tests/api/builder_file.h"
+
+namespace {
+
+using mlr::ComPtr;
+
+uint64_t Bits(double value) {
+  uint64_t bits;
+  std::memcpy(&bits, &value, sizeof bits);
+  return bits;
+}
+
+double FromBits(uint64_t bits) {
+  double value;
+  std::memcpy(&value, &bits, sizeof value);
+  return value;
+}
+
+const double kVoid = FromBits(0x7FFFFFFFFFFFFFFFull);
+constexpr int16_t kAbsent = -32768;
+
+ComPtr<IChannelInfo> ChannelOf(IRecording* recording, LONG group, LONG channel) {
+  ComPtr<IChannelGroups> groups;
+  ComPtr<IChannelGroup> g;
+  ComPtr<IChannelInfos> infos;
+  ComPtr<IChannelInfo> info;
+  if (SUCCEEDED(recording->get_ChannelGroups(groups.put())) && groups &&
+      SUCCEEDED(groups->get_Item(group, g.put())) && g &&
+      SUCCEEDED(g->get_ChannelInfos(infos.put())) && infos) {
+    infos->get_Item(channel, info.put());
+  }
+  return info;
+}
+
+// What one time answers: the sample, the value, and the error object left
+// on the thread (number 0 and a null GUID when there is none).
+struct Answer {
+  int16_t sample = 0;
+  double value = 0.0;
+  uint32_t error = 0;
+  GUID iid{};
+  std::u16string text;
+};
+
+// The error left on the thread by the last call, taken.
+void TakeError(Answer* answer) {
+  ComPtr<IErrorInfo> info;
+  if (GetErrorInfo(0, info.put()) != S_OK || !info) return;
+  BSTR text = nullptr;
+  info->GetDescription(&text);
+  answer->text = text ? std::u16string(text) : u"";
+  SysFreeString(text);
+  info->GetGUID(&answer->iid);
+  answer->error = 1;
+}
+
+Answer At(IChannelInfo* channel, double time) {
+  Answer answer;
+  EXPECT_EQ(GetSampleAtTime(channel, time, &answer.sample), S_OK);
+  Answer sample_error;
+  TakeError(&sample_error);
+  EXPECT_EQ(GetValueAtTime(channel, time, &answer.value), S_OK);
+  TakeError(&answer);
+  // Both functions leave the same error behind (or none).
+  EXPECT_EQ(sample_error.text, answer.text) << time;
+  return answer;
+}
+
+// Group 1: A analog (Y0 1, YStep 0.5 from 0; Y0 -2, YStep -0.25 from 0.45),
+// E events, N analog without vertical normsets, V analog whose scaling is
+// void before 0.25. Segments 0 .. 0.5 and 1.0 .. 1.2 at 0.1 s.
+// Group 2: one channel, no normsets.
+ComPtr<IRecording> ValueRecording() {
+  using mlr::model::MemoryChannelSpec;
+  mlr::model::MemoryGroupSpec group;
+  group.channels = {
+      MemoryChannelSpec{u"A", u"V", false, {}, {{1.0, 0.5, 0.0}, {-2.0, -0.25, 0.45}}},
+      MemoryChannelSpec{u"E", u"", true, {}, {}},
+      MemoryChannelSpec{u"N", u"V", false, {}, {}},
+      MemoryChannelSpec{u"V", u"V", false, {}, {{0.0, kVoid, 0.0}, {0.0, 1.0, 0.25}}},
+  };
+  // Frames: A, E, N, V.
+  group.segments.push_back({0.0, 0.1, {100, 1, 0, 10,            //
+                                       201, kAbsent, 0, 20,       //
+                                       kAbsent, 3, 0, 30,         //
+                                       32767, 4, 0, 40,           //
+                                       -32767, 5, 0, 50,          //
+                                       10, 6, 0, 60}});
+  group.segments.push_back({1.0, 0.1, {7, 1, 0, 0, 8, 2, 0, 0, 9, 3, 0, 0}});
+  mlr::model::MemoryGroupSpec empty;
+  empty.channels = {MemoryChannelSpec{u"X", u"V", false, {}, {{0.0, 1.0, 0.0}}}};
+  mlr::model::MemoryRecordingSpec spec;
+  spec.groups = {group, empty};
+  ComPtr<IRecording> recording;
+  EXPECT_EQ(mlr::model::CreateMemoryRecording(spec, recording.put()), S_OK);
+  return recording;
+}
+
+TEST(ValueAtTime, OnASampleAndBetweenTwo) {
+  ComPtr<IRecording> r = ValueRecording();
+  ComPtr<IChannelInfo> a = ChannelOf(r.get(), 1, 1);
+  Answer on = At(a.get(), 0.0);
+  EXPECT_EQ(on.sample, 100);
+  EXPECT_EQ(on.value, 51.0);  // 100 x 0.5 + 1
+  EXPECT_EQ(on.error, 0u);
+
+  // Halfway between 100 and 201: 150.5 truncated; 51 .. 101.5 interpolated.
+  Answer half = At(a.get(), 0.05);
+  EXPECT_EQ(half.sample, 150);
+  EXPECT_DOUBLE_EQ(half.value, 76.25);
+  EXPECT_EQ(half.error, 0u);
+
+  // Across a change of vertical normset each sample keeps its own scaling:
+  // -32767 x 0.5 + 1 = -16382.5 at 0.4, 10 x -0.25 - 2 = -4.5 at 0.5.
+  Answer across = At(a.get(), 0.45);
+  EXPECT_EQ(across.sample, -16378);  // -16378.5 truncated toward zero
+  EXPECT_DOUBLE_EQ(across.value, -8193.5);
+  // A negative YStep scales as it stands.
+  EXPECT_EQ(At(a.get(), 0.5).value, -4.5);
+  // The last sample of the last normset, exactly.
+  Answer last = At(a.get(), 1.2);
+  EXPECT_EQ(last.sample, 9);
+  EXPECT_EQ(last.value, -4.25);
+  // The second normset interpolates within itself.
+  EXPECT_EQ(At(a.get(), 1.15).sample, 8);
+  // Near the extremes interpolation stays inside the 16-bit range and never
+  // makes up -32768.
+  EXPECT_EQ(At(a.get(), 0.399999).sample, -32766);
+  EXPECT_EQ(At(a.get(), 0.3).sample, 32767);
+}
+
+TEST(ValueAtTime, AbsentSamplesAndVoidScalingGiveNoValue) {
+  ComPtr<IRecording> r = ValueRecording();
+  ComPtr<IChannelInfo> a = ChannelOf(r.get(), 1, 1);
+  for (double t : {0.2, 0.15, 0.25}) {  // on the absent sample, and either side of it
+    Answer gap = At(a.get(), t);
+    EXPECT_EQ(gap.sample, kAbsent) << t;
+    EXPECT_EQ(Bits(gap.value), Bits(kVoid)) << t;
+    EXPECT_EQ(gap.error, 0u) << "not an error: the recording holds no value there";
+  }
+  ComPtr<IChannelInfo> v = ChannelOf(r.get(), 1, 4);
+  for (double t : {0.1, 0.15}) {  // YStep void up to 0.25
+    Answer none = At(v.get(), t);
+    EXPECT_EQ(none.sample, kAbsent) << t;
+    EXPECT_EQ(Bits(none.value), Bits(kVoid)) << t;
+  }
+  Answer valid = At(v.get(), 0.375);
+  EXPECT_EQ(valid.sample, 47);
+  EXPECT_DOUBLE_EQ(valid.value, 47.5);
+}
+
+TEST(ValueAtTime, EventChannelsGiveTheWordAtOrBeforeAndNoValue) {
+  ComPtr<IRecording> r = ValueRecording();
+  ComPtr<IChannelInfo> e = ChannelOf(r.get(), 1, 2);
+  Answer between = At(e.get(), 0.29);
+  EXPECT_EQ(between.sample, 3);
+  EXPECT_EQ(Bits(between.value), Bits(kVoid));
+  EXPECT_EQ(between.error, 0u);
+  // 0x8000 is a bit mask here, returned as stored.
+  EXPECT_EQ(At(e.get(), 0.15).sample, kAbsent);
+  EXPECT_EQ(At(e.get(), 0.5).sample, 6);
+}
+
+TEST(ValueAtTime, FailuresAnswerSOkWithNoValueAndLeaveTheError) {
+  ComPtr<IRecording> r = ValueRecording();
+  ComPtr<IChannelInfo> a = ChannelOf(r.get(), 1, 1);
+  const struct {
+    IChannelInfo* channel;
+    double time;
+    const char16_t* text;
+    const GUID* iid;
+  } cases[] = {
+      {a.get(), 0.55, u"Specfied time out of range", &IID_IChannelGroup},  // in the gap
+      {a.get(), 1.25, u"Specfied time out of range", &IID_IChannelGroup},  // past the end
+      {a.get(), -0.01, u"Specfied time out of range", &IID_IChannelGroup},
+      {a.get(), kVoid, u"Specfied time out of range", &IID_IChannelGroup},
+      {a.get(), std::nan(""), u"Specfied time out of range", &IID_IChannelGroup},
+      {ChannelOf(r.get(), 1, 3).get(), 0.1, u"No vertical normsets", &IID_IChannelInfo},
+      {ChannelOf(r.get(), 2, 1).get(), 0.0, u"No horizontal normsets", &IID_IChannelGroup},
+      {nullptr, 0.0, u"Invalid Channelinfo specified", &IID_IChannelInfo},
+  };
+  for (const auto& c : cases) {
+    Answer failed = At(c.channel, c.time);
+    EXPECT_EQ(failed.sample, kAbsent) << c.time;
+    EXPECT_EQ(Bits(failed.value), Bits(kVoid)) << c.time;
+    EXPECT_EQ(failed.text, c.text) << c.time;
+    EXPECT_EQ(failed.iid, *c.iid) << c.time;
+  }
+  // A later success leaves no stale error behind.
+  EXPECT_EQ(At(a.get(), 0.1).error, 0u);
+
+  EXPECT_EQ(GetSampleAtTime(a.get(), 0.0, nullptr), E_POINTER);
+  EXPECT_EQ(GetValueAtTime(a.get(), 0.0, nullptr), E_POINTER);
+}
+
+TEST(ValueAtTime, TheChannelInfoMembersReachTheFunctions) {
+  ComPtr<IRecording> r = ValueRecording();
+  ComPtr<IChannelInfo> a = ChannelOf(r.get(), 1, 1);
+  SHORT sample = 0;
+  double value = 0.0;
+  EXPECT_EQ(a->GetSampleAtTime(0.05, &sample), S_OK);
+  EXPECT_EQ(a->GetValueAtTime(0.05, &value), S_OK);
+  EXPECT_EQ(sample, 150);
+  EXPECT_DOUBLE_EQ(value, 76.25);
+  EXPECT_EQ(a->GetValueAtTime(0.05, nullptr), E_POINTER);
+}
+
+// --- A recording file ----------------------------------------------------
+
+TEST(ValueAtTime, ReadsTheGroupsOfARecordingFile) {
+  const mlr::testing::RecordingSpec spec = mlr::testing::SampleRecording();
+  ComPtr<IRecording> r = mlr::api::test::OpenBuilderFile(spec);
+  ASSERT_TRUE(r);
+  // Group 1 at 1 kHz: pressure (YStep 0.001; Y0 0, and 0.5 from 1 s),
+  // frames of 3 values, segments at 0 (1500 frames) and 2 (700 frames).
+  const std::vector<int16_t>& seg1 = spec.groups[0].segments[0];
+  const std::vector<int16_t>& seg2 = spec.groups[0].segments[1];
+  ComPtr<IChannelInfo> pressure = ChannelOf(r.get(), 1, 1);
+  const int16_t p1234 = seg1[1234 * 3], p1235 = seg1[1235 * 3];
+  Answer inside = At(pressure.get(), 1.2345);
+  EXPECT_EQ(inside.error, 0u);
+  EXPECT_NEAR(inside.sample, (p1234 + p1235) / 2.0, 0.51);
+  EXPECT_NEAR(inside.value, 0.5 + 0.001 * (p1234 + p1235) / 2.0, 1e-9);
+  Answer second = At(pressure.get(), 2.3);
+  EXPECT_EQ(second.sample, seg2[300 * 3]);
+  EXPECT_NEAR(second.value, 0.5 + 0.001 * seg2[300 * 3], 1e-12);
+  EXPECT_EQ(At(pressure.get(), 1.7).text, u"Specfied time out of range");  // the gap
+  EXPECT_EQ(At(pressure.get(), 2.7).text, u"Specfied time out of range");  // past 2.699
+  // The event channel: (frame / 300) & 0x0B.
+  EXPECT_EQ(At(ChannelOf(r.get(), 1, 3).get(), 2.4505).sample, 1);
+  EXPECT_EQ(At(ChannelOf(r.get(), 1, 3).get(), 0.95).sample, 3 & 0x0B);
+  // Group 2 at 10 Hz: temperature frame i holds 3i, Y0 20, YStep 0.1.
+  Answer temp = At(ChannelOf(r.get(), 2, 1).get(), 0.25);
+  EXPECT_EQ(temp.sample, 7);  // 7.5 truncated
+  EXPECT_DOUBLE_EQ(temp.value, 20.75);
+}
+
+}  // namespace

@@ -1,0 +1,27 @@
+#include "tools/krf/channel_lookup.h"
+
+namespace krf {
+
+HRESULT FindChannel(IRecording* recording, LONG group, LONG channel,
+                    mlr::ComPtr<IChannelInfo>* info, std::string* message) {
+  info->reset();
+  mlr::ComPtr<IChannelGroups> groups;
+  mlr::ComPtr<IChannelGroup> found;
+  HRESULT hr = recording->get_ChannelGroups(groups.put());
+  if (SUCCEEDED(hr) && groups) hr = groups->get_Item(group, found.put());
+  if (FAILED(hr) || !found) {
+    *message = "no channel group " + std::to_string(group);
+    return FAILED(hr) ? hr : E_INVALIDARG;
+  }
+  mlr::ComPtr<IChannelInfos> infos;
+  hr = found->get_ChannelInfos(infos.put());
+  if (SUCCEEDED(hr) && infos) hr = infos->get_Item(channel, info->put());
+  if (FAILED(hr) || !*info) {
+    info->reset();
+    *message = "no channel " + std::to_string(channel) + " in group " + std::to_string(group);
+    return FAILED(hr) ? hr : E_INVALIDARG;
+  }
+  return S_OK;
+}
+
+}  // namespace krf
