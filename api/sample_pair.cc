@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "api/mux_support.h"
 #include "api/void_number.h"
 #include "platform/com_ptr.h"
 #include "server/error_raiser.h"
@@ -74,52 +75,20 @@ LONG SampleAtOrBefore(const Normset& normset, double time, bool* on_sample) {
   return static_cast<LONG>(steps) + 1;
 }
 
-SAFEARRAY* SelectionOf(IChannelInfo* channel) {
-  SAFEARRAY* selection = SafeArrayCreateVector(VT_DISPATCH, 0, 1);
-  if (!selection) return nullptr;
-  LONG at = 0;
-  if (FAILED(SafeArrayPutElement(selection, &at, static_cast<IDispatch*>(channel)))) {
-    SafeArrayDestroy(selection);
-    return nullptr;
-  }
-  return selection;
-}
-
-// The raw values of the first `wanted` frames GetMuxData delivered for one
-// channel; returns how many frames came (0 when the array is unusable).
-int ReadFrames(SAFEARRAY* data, int wanted, int16_t* raw) {
-  const UINT dims = data ? SafeArrayGetDim(data) : 0;
-  if (dims < 1 || SafeArrayGetElemsize(data) != sizeof(int16_t)) return 0;
-  size_t total = 1;
-  size_t frames = 0;
-  for (UINT d = 1; d <= dims; ++d) {
-    LONG lower = 0, upper = -1;
-    if (FAILED(SafeArrayGetLBound(data, d, &lower)) || FAILED(SafeArrayGetUBound(data, d, &upper)) ||
-        upper < lower) {
-      return 0;
-    }
-    const size_t extent = static_cast<size_t>(upper) - static_cast<size_t>(lower) + 1;
-    total *= extent;
-    if (d == dims) frames = extent;
-  }
-  const size_t width = total / frames;  // values per frame; the channel comes first
-  void* block = nullptr;
-  if (FAILED(SafeArrayAccessData(data, &block))) return 0;
-  const int got = frames < static_cast<size_t>(wanted) ? static_cast<int>(frames) : wanted;
-  for (int k = 0; k < got; ++k) raw[k] = static_cast<const int16_t*>(block)[k * width];
-  SafeArrayUnaccessData(data);
-  return got;
-}
-
+// Reads `count` frames of `channel` from sample `first` of normset `index`
+// at reduction 1; *got tells how many came.
 HRESULT ReadSamples(IChannelGroup* group, IChannelInfo* channel, LONG index, LONG first,
                     int count, int16_t* raw, int* got) {
-  SAFEARRAY* selection = SelectionOf(channel);
-  if (!selection) return E_OUTOFMEMORY;
-  SAFEARRAY* data = nullptr;
-  const HRESULT hr = group->GetMuxData(&selection, index, first, count, 1, &data);
-  SafeArrayDestroy(selection);
-  *got = SUCCEEDED(hr) ? ReadFrames(data, count, raw) : 0;
-  if (data) SafeArrayDestroy(data);
+  *got = 0;
+  SafeArrayHolder selection(SingleChannelVector(channel));
+  ChannelSelection channels;
+  if (!selection.get() || FAILED(channels.Load(selection.get()))) return E_OUTOFMEMORY;
+  SAFEARRAY* list = selection.get();
+  MuxBlock block;
+  if (SUCCEEDED(block.Read(group, &list, channels, index, first, count, 1))) {
+    *got = block.frames() < static_cast<size_t>(count) ? static_cast<int>(block.frames()) : count;
+    for (int k = 0; k < *got; ++k) raw[k] = block.frame(static_cast<size_t>(k))[0];
+  }
   return *got > 0 ? S_OK : RaiseError(kMsgDataNotAvailable, IID_IChannelGroup);
 }
 

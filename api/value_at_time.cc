@@ -21,11 +21,11 @@
 //   interpolated sample, as does an absent sample B.
 // - Scaled values are raw x YStep + Y0 with two roundings (no fused
 //   multiply-add), so every machine gives the same bits.
-#include <cmath>
 #include <cstdint>
 
 #include "LegacyRecording.h"
 #include "api/sample_pair.h"
+#include "api/scaling.h"
 #include "api/void_number.h"
 #include "platform/win.h"
 
@@ -35,15 +35,14 @@ using mlr::api::kAbsentSample;
 using mlr::api::SamplePair;
 using mlr::api::SampleRecord;
 
-// raw x factor + offset, with the product rounded before the sum; the void
-// number when the sample is absent or its scaling void.
+// raw x factor + offset (two roundings); the void number when the sample is
+// absent or its scaling void.
 double Scaled(const SampleRecord& sample) {
   if (sample.raw == kAbsentSample || mlr::HasVoidHighWord(sample.factor) ||
       mlr::HasVoidHighWord(sample.offset)) {
     return mlr::VoidNumber();
   }
-  const double product = sample.raw * sample.factor;  // a statement of its own: never fused
-  return product + sample.offset;
+  return mlr::api::Scale(sample.raw, sample.offset, sample.factor);
 }
 
 bool LookUp(IChannelInfo* channel, double time, SamplePair* pair) {

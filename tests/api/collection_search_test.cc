@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <cstring>
 #include <memory>
 #include <vector>
 
@@ -14,19 +13,14 @@
 #include "model/memory_recording.h"
 #include "platform/com_ptr.h"
 #include "platform/win.h"
-#include "tests/api/builder_file.h"
+#include "tests/api/data_test_util.h"
 #include "tests/api/fake_recording.h"
 
 namespace {
 
 using mlr::ComPtr;
-
-const double kVoid = [] {
-  const uint64_t bits = 0x7FFFFFFFFFFFFFFFull;
-  double value;
-  std::memcpy(&value, &bits, sizeof value);
-  return value;
-}();
+using mlr::api::test::kVoid;
+using mlr::api::test::OpenBuilderFile;
 
 // Markers at 1, 2, 3 and 12; bookmarks at 0.5, 2 ("b"), 2 ("c"), 7;
 // triggers at 1.5 and 4; the data run from 0 to 10 s.
@@ -157,7 +151,7 @@ TEST(CollectionSearch, ReadsTheCollectionsOfARecordingFile) {
   // Markers at 0.25 and 2.2 (the one at 0.5 is flagged off), bookmarks at
   // 0.1 and 2.05, triggers at 0, 1.2 and 1.3, a voice mark at 0.75; the data
   // end at 2.699 s.
-  ComPtr<IRecording> r = mlr::api::test::OpenBuilderFile(mlr::testing::SampleRecording());
+  ComPtr<IRecording> r = OpenBuilderFile(mlr::testing::SampleRecording());
   ASSERT_TRUE(r);
   EXPECT_EQ(Times(r.get(), kalRecColVoicemarks, kVoid, kVoid, 5), (std::vector<double>{0.75}));
   EXPECT_EQ(Times(r.get(), kalRecColMarkers, kVoid, kVoid, 5), (std::vector<double>{0.25, 2.2}));

@@ -5,7 +5,6 @@
 
 #include <cmath>
 #include <cstdint>
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -13,38 +12,17 @@
 #include "model/memory_recording.h"
 #include "platform/com_ptr.h"
 #include "platform/win.h"
-#include "tests/api/builder_file.h"
+#include "tests/api/data_test_util.h"
 
 namespace {
 
 using mlr::ComPtr;
+using namespace mlr::api::test;
 
-uint64_t Bits(double value) {
-  uint64_t bits;
-  std::memcpy(&bits, &value, sizeof bits);
-  return bits;
-}
-
-double FromBits(uint64_t bits) {
-  double value;
-  std::memcpy(&value, &bits, sizeof value);
-  return value;
-}
-
-const double kVoid = FromBits(0x7FFFFFFFFFFFFFFFull);
 constexpr int16_t kAbsent = -32768;
 
-ComPtr<IChannelInfo> ChannelOf(IRecording* recording, LONG group, LONG channel) {
-  ComPtr<IChannelGroups> groups;
-  ComPtr<IChannelGroup> g;
-  ComPtr<IChannelInfos> infos;
-  ComPtr<IChannelInfo> info;
-  if (SUCCEEDED(recording->get_ChannelGroups(groups.put())) && groups &&
-      SUCCEEDED(groups->get_Item(group, g.put())) && g &&
-      SUCCEEDED(g->get_ChannelInfos(infos.put())) && infos) {
-    infos->get_Item(channel, info.put());
-  }
-  return info;
+ComPtr<IChannelInfo> Channel(IRecording* recording, LONG group, LONG channel) {
+  return ChannelOf(GroupOf(recording, group).get(), channel);
 }
 
 // What one time answers: the sample, the value, and the error object left
@@ -113,7 +91,7 @@ ComPtr<IRecording> ValueRecording() {
 
 TEST(ValueAtTime, OnASampleAndBetweenTwo) {
   ComPtr<IRecording> r = ValueRecording();
-  ComPtr<IChannelInfo> a = ChannelOf(r.get(), 1, 1);
+  ComPtr<IChannelInfo> a = Channel(r.get(), 1, 1);
   Answer on = At(a.get(), 0.0);
   EXPECT_EQ(on.sample, 100);
   EXPECT_EQ(on.value, 51.0);  // 100 x 0.5 + 1
@@ -146,14 +124,14 @@ TEST(ValueAtTime, OnASampleAndBetweenTwo) {
 
 TEST(ValueAtTime, AbsentSamplesAndVoidScalingGiveNoValue) {
   ComPtr<IRecording> r = ValueRecording();
-  ComPtr<IChannelInfo> a = ChannelOf(r.get(), 1, 1);
+  ComPtr<IChannelInfo> a = Channel(r.get(), 1, 1);
   for (double t : {0.2, 0.15, 0.25}) {  // on the absent sample, and either side of it
     Answer gap = At(a.get(), t);
     EXPECT_EQ(gap.sample, kAbsent) << t;
     EXPECT_EQ(Bits(gap.value), Bits(kVoid)) << t;
     EXPECT_EQ(gap.error, 0u) << "not an error: the recording holds no value there";
   }
-  ComPtr<IChannelInfo> v = ChannelOf(r.get(), 1, 4);
+  ComPtr<IChannelInfo> v = Channel(r.get(), 1, 4);
   for (double t : {0.1, 0.15}) {  // YStep void up to 0.25
     Answer none = At(v.get(), t);
     EXPECT_EQ(none.sample, kAbsent) << t;
@@ -166,7 +144,7 @@ TEST(ValueAtTime, AbsentSamplesAndVoidScalingGiveNoValue) {
 
 TEST(ValueAtTime, EventChannelsGiveTheWordAtOrBeforeAndNoValue) {
   ComPtr<IRecording> r = ValueRecording();
-  ComPtr<IChannelInfo> e = ChannelOf(r.get(), 1, 2);
+  ComPtr<IChannelInfo> e = Channel(r.get(), 1, 2);
   Answer between = At(e.get(), 0.29);
   EXPECT_EQ(between.sample, 3);
   EXPECT_EQ(Bits(between.value), Bits(kVoid));
@@ -178,7 +156,7 @@ TEST(ValueAtTime, EventChannelsGiveTheWordAtOrBeforeAndNoValue) {
 
 TEST(ValueAtTime, FailuresAnswerSOkWithNoValueAndLeaveTheError) {
   ComPtr<IRecording> r = ValueRecording();
-  ComPtr<IChannelInfo> a = ChannelOf(r.get(), 1, 1);
+  ComPtr<IChannelInfo> a = Channel(r.get(), 1, 1);
   const struct {
     IChannelInfo* channel;
     double time;
@@ -190,8 +168,8 @@ TEST(ValueAtTime, FailuresAnswerSOkWithNoValueAndLeaveTheError) {
       {a.get(), -0.01, u"Specfied time out of range", &IID_IChannelGroup},
       {a.get(), kVoid, u"Specfied time out of range", &IID_IChannelGroup},
       {a.get(), std::nan(""), u"Specfied time out of range", &IID_IChannelGroup},
-      {ChannelOf(r.get(), 1, 3).get(), 0.1, u"No vertical normsets", &IID_IChannelInfo},
-      {ChannelOf(r.get(), 2, 1).get(), 0.0, u"No horizontal normsets", &IID_IChannelGroup},
+      {Channel(r.get(), 1, 3).get(), 0.1, u"No vertical normsets", &IID_IChannelInfo},
+      {Channel(r.get(), 2, 1).get(), 0.0, u"No horizontal normsets", &IID_IChannelGroup},
       {nullptr, 0.0, u"Invalid Channelinfo specified", &IID_IChannelInfo},
   };
   for (const auto& c : cases) {
@@ -210,7 +188,7 @@ TEST(ValueAtTime, FailuresAnswerSOkWithNoValueAndLeaveTheError) {
 
 TEST(ValueAtTime, TheChannelInfoMembersReachTheFunctions) {
   ComPtr<IRecording> r = ValueRecording();
-  ComPtr<IChannelInfo> a = ChannelOf(r.get(), 1, 1);
+  ComPtr<IChannelInfo> a = Channel(r.get(), 1, 1);
   SHORT sample = 0;
   double value = 0.0;
   EXPECT_EQ(a->GetSampleAtTime(0.05, &sample), S_OK);
@@ -224,13 +202,13 @@ TEST(ValueAtTime, TheChannelInfoMembersReachTheFunctions) {
 
 TEST(ValueAtTime, ReadsTheGroupsOfARecordingFile) {
   const mlr::testing::RecordingSpec spec = mlr::testing::SampleRecording();
-  ComPtr<IRecording> r = mlr::api::test::OpenBuilderFile(spec);
+  ComPtr<IRecording> r = OpenBuilderFile(spec);
   ASSERT_TRUE(r);
   // Group 1 at 1 kHz: pressure (YStep 0.001; Y0 0, and 0.5 from 1 s),
   // frames of 3 values, segments at 0 (1500 frames) and 2 (700 frames).
   const std::vector<int16_t>& seg1 = spec.groups[0].segments[0];
   const std::vector<int16_t>& seg2 = spec.groups[0].segments[1];
-  ComPtr<IChannelInfo> pressure = ChannelOf(r.get(), 1, 1);
+  ComPtr<IChannelInfo> pressure = Channel(r.get(), 1, 1);
   const int16_t p1234 = seg1[1234 * 3], p1235 = seg1[1235 * 3];
   Answer inside = At(pressure.get(), 1.2345);
   EXPECT_EQ(inside.error, 0u);
@@ -242,10 +220,10 @@ TEST(ValueAtTime, ReadsTheGroupsOfARecordingFile) {
   EXPECT_EQ(At(pressure.get(), 1.7).text, u"Specfied time out of range");  // the gap
   EXPECT_EQ(At(pressure.get(), 2.7).text, u"Specfied time out of range");  // past 2.699
   // The event channel: (frame / 300) & 0x0B.
-  EXPECT_EQ(At(ChannelOf(r.get(), 1, 3).get(), 2.4505).sample, 1);
-  EXPECT_EQ(At(ChannelOf(r.get(), 1, 3).get(), 0.95).sample, 3 & 0x0B);
+  EXPECT_EQ(At(Channel(r.get(), 1, 3).get(), 2.4505).sample, 1);
+  EXPECT_EQ(At(Channel(r.get(), 1, 3).get(), 0.95).sample, 3 & 0x0B);
   // Group 2 at 10 Hz: temperature frame i holds 3i, Y0 20, YStep 0.1.
-  Answer temp = At(ChannelOf(r.get(), 2, 1).get(), 0.25);
+  Answer temp = At(Channel(r.get(), 2, 1).get(), 0.25);
   EXPECT_EQ(temp.sample, 7);  // 7.5 truncated
   EXPECT_DOUBLE_EQ(temp.value, 20.75);
 }

@@ -10,6 +10,7 @@
 #include "api/void_number.h"
 #include "tools/krf/collection_option.h"
 #include "tools/krf/command.h"
+#include "tools/krf/command_support.h"
 #include "tools/krf/recording_view.h"
 
 namespace {
@@ -46,10 +47,8 @@ LONG CollectionCount(IRecording* recording, LONG selector) {
 
 int Run(const Options& o) {
   ComPtr<IRecording> recording;
-  krf::OpenError error;
-  if (!krf::OpenForInspection(o.file, &recording, &error)) {
-    return krf::ReportError(o.file, error.message, error.status);
-  }
+  int exit_status = 0;
+  if (!krf::OpenOrReport(o.file, &recording, &exit_status)) return exit_status;
   const LONG count = o.has_count ? o.count : CollectionCount(recording.get(), o.collection);
   SAFEARRAY* items = nullptr;
   const HRESULT hr = GetEventTimesFromCollection(
@@ -84,12 +83,7 @@ const krf::Registrar kEvents("events",
       ->each([o](const std::string&) { o->has_end = true; });
   app.add_option("--count", o->count, "at most this many events (default: the collection's Count)")
       ->each([o](const std::string&) { o->has_count = true; });
-  return [o]() {
-    CoInitializeEx(nullptr, COINIT_MULTITHREADED);
-    const int status = Run(*o);
-    CoUninitialize();
-    return status;
-  };
+  return krf::WithCom([o]() { return Run(*o); });
 });
 
 }  // namespace

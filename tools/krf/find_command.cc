@@ -8,6 +8,7 @@
 
 #include "tools/krf/collection_option.h"
 #include "tools/krf/command.h"
+#include "tools/krf/command_support.h"
 #include "tools/krf/recording_view.h"
 
 namespace {
@@ -23,10 +24,8 @@ struct Options {
 
 int Run(const Options& o) {
   ComPtr<IRecording> recording;
-  krf::OpenError error;
-  if (!krf::OpenForInspection(o.file, &recording, &error)) {
-    return krf::ReportError(o.file, error.message, error.status);
-  }
+  int exit_status = 0;
+  if (!krf::OpenOrReport(o.file, &recording, &exit_status)) return exit_status;
   ComPtr<IUnknown> item;
   const HRESULT hr = FindItemFromTimeCollection(
       recording.get(), static_cast<kalRecordingCollection>(o.collection), o.time, o.direction,
@@ -58,12 +57,7 @@ const krf::Registrar kFind("find",
   krf::AddCollectionOption(app, &o->collection);
   app.add_option("--time", o->time, "seconds since the recording's start")->required();
   app.add_option("--direction", o->direction, "-1 before, 0 at, 1 after the time")->required();
-  return [o]() {
-    CoInitializeEx(nullptr, COINIT_MULTITHREADED);
-    const int status = Run(*o);
-    CoUninitialize();
-    return status;
-  };
+  return krf::WithCom([o]() { return Run(*o); });
 });
 
 }  // namespace

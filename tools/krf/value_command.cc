@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "tools/krf/channel_lookup.h"
 #include "tools/krf/command.h"
+#include "tools/krf/command_support.h"
 #include "tools/krf/recording_view.h"
 
 namespace {
@@ -38,10 +38,8 @@ std::string TakeErrorText() {
 
 int Run(const Options& o) {
   ComPtr<IRecording> recording;
-  krf::OpenError error;
-  if (!krf::OpenForInspection(o.file, &recording, &error)) {
-    return krf::ReportError(o.file, error.message, error.status);
-  }
+  int exit_status = 0;
+  if (!krf::OpenOrReport(o.file, &recording, &exit_status)) return exit_status;
   ComPtr<IChannelInfo> channel;
   std::string message;
   HRESULT hr = krf::FindChannel(recording.get(), o.group, o.channel, &channel, &message);
@@ -77,12 +75,7 @@ const krf::Registrar kValue("value",
   app.add_option("--time", o->times, "seconds since the recording's start (repeatable)")
       ->required()
       ->allow_extra_args(false);
-  return [o]() {
-    CoInitializeEx(nullptr, COINIT_MULTITHREADED);
-    const int status = Run(*o);
-    CoUninitialize();
-    return status;
-  };
+  return krf::WithCom([o]() { return Run(*o); });
 });
 
 }  // namespace

@@ -1,6 +1,24 @@
-#include "tools/krf/channel_lookup.h"
+#include "tools/krf/command_support.h"
+
+#include "tools/krf/recording_view.h"
 
 namespace krf {
+
+std::function<int()> WithCom(std::function<int()> body) {
+  return [body = std::move(body)]() {
+    CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    const int status = body();
+    CoUninitialize();
+    return status;
+  };
+}
+
+bool OpenOrReport(const std::string& file, mlr::ComPtr<IRecording>* recording, int* exit_status) {
+  OpenError error;
+  if (OpenForInspection(file, recording, &error)) return true;
+  *exit_status = ReportError(file, error.message, error.status);
+  return false;
+}
 
 HRESULT FindChannel(IRecording* recording, LONG group, LONG channel,
                     mlr::ComPtr<IChannelInfo>* info, std::string* message) {
