@@ -117,7 +117,8 @@ class CSaveChannelGroup {
   void SetOptions(LONG options) { options_ = options; }
   // The span to save, in source time: [first, last]; saved time = source
   // time - shift. `hnorm` not 0 saves that source normset whole instead
-  // (triggered segment). Set by AlignSaveGroups before phase 1.
+  // (triggered segment); a negative `hnorm` saves no segment. Set by
+  // AlignSaveGroups before phase 1.
   void SetSpan(double first, double last, double shift, LONG hnorm = 0);
   void SetWriter(CSaveWriteQueue* writer) { writer_ = writer; }
   void SetRemovable(bool removable) { removable_ = removable; }
@@ -184,11 +185,11 @@ class CSaveChannelGroup {
   std::atomic<int64_t> to_allocate_{0}, allocated_{0}, written_main_{0}, written_reduced_{0};
 };
 
-// Min/max reduction of `frames` frames of `channels` samples (channel
-// fastest) into (first, second) pairs per channel per run of up to 500
-// frames: (max, min), or (OR, AND) where `is_event[c]`. Writes
-// ceil(frames / 500) reduced frames of 2 x channels values to `out`.
-void ReduceBlock(const int16_t* samples, size_t frames, size_t channels,
-                 const std::vector<bool>& is_event, int16_t* out);
+// The reduction of one run of `frames` frames (1..500) of `channels`
+// samples each (channel fastest) into one reduced frame: per channel the pair
+// (max, min), or (OR, AND) where `is_event[c]`, both starting at the run's
+// first sample.
+void ReduceRun(const int16_t* samples, size_t frames, size_t channels,
+               const std::vector<bool>& is_event, int16_t* out);
 
 }  // namespace mlr::save
