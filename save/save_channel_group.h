@@ -61,6 +61,7 @@
 #include "LegacyRecording.h"
 #include "platform/com_ptr.h"
 #include "platform/win.h"
+#include "save/save_object.h"
 #include "save/save_write_job.h"
 
 namespace mlr::save {
@@ -101,12 +102,12 @@ class CSaveChannelInfo {
   bool event_ = false;
 };
 
-class CSaveChannelGroup {
+class CSaveChannelGroup final : public CSaveObject {
  public:
   // `number` names the storage ("ChGroup<number>"); `source_recording` is
   // the index of the source recording in the save model.
   CSaveChannelGroup(IChannelGroup* source, ULONG source_recording, ULONG number);
-  ~CSaveChannelGroup();
+  ~CSaveChannelGroup() override;
   CSaveChannelGroup(const CSaveChannelGroup&) = delete;
   CSaveChannelGroup& operator=(const CSaveChannelGroup&) = delete;
 
@@ -120,27 +121,27 @@ class CSaveChannelGroup {
   // (triggered segment); a negative `hnorm` saves no segment. Set by
   // AlignSaveGroups before phase 1.
   void SetSpan(double first, double last, double shift, LONG hnorm = 0);
-  void SetWriter(CSaveWriteQueue* writer) { writer_ = writer; }
-  void SetRemovable(bool removable) { removable_ = removable; }
+  void SetWriter(CSaveWriteQueue* writer) override { writer_ = writer; }
+  void SetRemovable(bool removable) override { removable_ = removable; }
 
   // Creates "ChGroup<number>" in `data` with "MuxData02" and (unless
   // kalSRF_SkipReducedStream) "MuxData500", and registers the three in the
   // global interface table. The storage's failure as it stands.
-  HRESULT CreateStorage(IStorage* data);
+  HRESULT CreateStorage(IStorage* data) override;
 
   // --- Running ------------------------------------------------------------
   // Runs phase `phase` (kSavePhase...); `caller` is the thread running it.
-  void Phase(ULONG phase, const CSaveStopSource& caller);
+  void Phase(ULONG phase, const CSaveStopSource& caller) override;
   // Releases what the group still holds (the clean-up phase when the
   // storage is still registered is the caller's job before this).
-  void Close();
+  void Close() override;
 
   // --- Observers (any thread) ----------------------------------------------
-  ULONG number() const { return number_; }
-  ULONG source_recording() const { return source_recording_; }
+  ULONG number() const override { return number_; }
+  ULONG source_recording() const override { return source_recording_; }
   IChannelGroup* source() const { return source_.get(); }
   LONG options() const { return options_; }
-  HRESULT error() const { return error_.load(std::memory_order_acquire); }
+  HRESULT error() const override { return error_.load(std::memory_order_acquire); }
   void SetError(HRESULT hr);
   size_t channel_count() const { return channels_.size(); }
   const CSaveChannelInfo& channel(size_t i) const { return *channels_[i]; }
@@ -153,10 +154,12 @@ class CSaveChannelGroup {
   uint32_t reduced_capacity() const; // reduced frames per batch
 
   // Progress counters (bytes).
-  int64_t EstimatedSize() const;
-  int64_t BytesWritten() const { return written_main_.load() + written_reduced_.load(); }
-  int64_t BytesToAllocate() const { return to_allocate_.load(); }
-  int64_t BytesAllocated() const { return allocated_.load(); }
+  int64_t EstimatedSize() const override;
+  int64_t BytesWritten() const override {
+    return written_main_.load() + written_reduced_.load();
+  }
+  int64_t BytesToAllocate() const override { return to_allocate_.load(); }
+  int64_t BytesAllocated() const override { return allocated_.load(); }
 
  private:
   struct Streams;
