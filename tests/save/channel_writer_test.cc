@@ -1,0 +1,470 @@
+// The channel-group writer, driven phase by phase into a compound file and
+// read back through the reader and as raw streams.
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+#include "reader/summary_info.h"
+#include "testing/krf_builder.h"
+#include "testing/krf_bytes.h"
+#include "testing/krf_writer.h"
+#include "tests/save/writer_fixture.h"
+
+namespace mlr::save::test {
+namespace {
+
+using model::MemoryChannelSpec;
+using model::MemoryGroupSpec;
+using model::MemoryRecordingSpec;
+using model::MemorySegment;
+
+// Deterministic samples that exercise both signs and every bit.
+std::vector<int16_t> Samples(size_t frames, size_t channels, uint32_t seed) {
+  std::vector<int16_t> out(frames * channels);
+  uint32_t x = seed;
+  for (auto& v : out) {
+    x = x * 1103515245u + 12345u;
+    v = static_cast<int16_t>(x >> 16);
+  }
+  return out;
+}
+
+// Group 1: "Volt" (two vertical normsets), "Amp", event channel "Events"
+// (bits "Start", "Stop"); segments of 1,234 frames at 0 s and 700 frames
+// at 2 s, 1 ms apart. Group 2: 12 channels, 150 frames at 10 ms from 0 s.
+MemoryRecordingSpec TwoGroupSpec() {
+  MemoryRecordingSpec spec;
+  spec.comment = u"two groups";
+  spec.xunits = u"s";
+  spec.utc_year = 2020;
+  spec.utc_year_day = 100;
+  spec.utc_time_of_day = 3600.0;
+  MemoryGroupSpec a;
+  MemoryChannelSpec volt{u"Volt", u"V", false, {}, {{0.0, 0.5, 0.0}, {1.0, 0.25, 1.5}}};
+  MemoryChannelSpec amp{u"Amp", u"A", false, {}, {{-1.0, 0.125, 0.0}}};
+  MemoryChannelSpec events{u"Events", u"", true, {u"Start", u"Stop"}, {}};
+  a.channels = {volt, amp, events};
+  a.segments = {MemorySegment{0.0, 0.001, Samples(1234, 3, 1)},
+                MemorySegment{2.0, 0.001, Samples(700, 3, 2)}};
+  MemoryGroupSpec b;
+  for (int c = 1; c <= 12; ++c) {
+    b.channels.push_back(MemoryChannelSpec{u"B" + std::u16string(1, char16_t(u'a' + c)), u"mV",
+                                           false, {}, {{0.0, 1.0, 0.0}}});
+  }
+  b.segments = {MemorySegment{0.0, 0.01, Samples(150, 12, 3)}};
+  spec.groups = {a, b};
+  spec.markers = {0.5, 2.5};
+  spec.bookmarks = {{0.25, u"AB"}, {1.9, u""}};
+  spec.triggers = {{0.3, kalTriggerSrcChannel, u"Ch3", 1, 3},
+                   {1.0, kalTriggerSrcChannel, u"B1", 2, 1},
+                   {2.1, kalTriggerSrcManual, u"Man", 0, 0}};
+  return spec;
+}
+
+mlr::testing::ChannelSpec Channel(uint32_t number) {
+  mlr::testing::ChannelSpec channel;
+  channel.number = number;
+  channel.name = u"c" + std::u16string(1, char16_t(u'0' + number));
+  return channel;
+}
+
+std::vector<IChannelInfo*> AllChannels(IRecording* r, std::vector<ComPtr<IChannelInfo>>* keep) {
+  std::vector<IChannelInfo*> out;
+  ComPtr<IChannelGroups> groups;
+  LONG count = 0;
+  r->get_ChannelGroups(groups.put());
+  groups->get_Count(&count);
+  for (LONG g = 1; g <= count; ++g) {
+    for (LONG c = 1; ChannelOf(r, g, c); ++c) {
+      keep->push_back(ChannelOf(r, g, c));
+      out.push_back(keep->back().get());
+    }
+  }
+  return out;
+}
+
+struct HNormValues {
+  double start, step;
+  LONG length;
+};
+std::vector<HNormValues> HNormList(IRecording* r, LONG group) {
+  std::vector<HNormValues> out;
+  ComPtr<IHNorms> hnorms = HNormsOf(r, group);
+  LONG count = 0;
+  hnorms->get_Count(&count);
+  for (LONG i = 1; i <= count; ++i) {
+    ComPtr<IHNorm> h;
+    HNormValues v{};
+    hnorms->get_Item(i, h.put());
+    h->get_StartTime(&v.start);
+    h->get_XStep(&v.step);
+    h->get_Length(&v.length);
+    out.push_back(v);
+  }
+  return out;
+}
+
+std::vector<std::array<double, 3>> VNormList(IChannelInfo* channel) {
+  std::vector<std::array<double, 3>> out;
+  ComPtr<IVNorms> vnorms;
+  LONG count = 0;
+  channel->get_VNorms(vnorms.put());
+  vnorms->get_Count(&count);
+  for (LONG i = 1; i <= count; ++i) {
+    ComPtr<IVNorm> v;
+    std::array<double, 3> row{};
+    vnorms->get_Item(i, v.put());
+    v->get_StartTime(&row[0]);
+    v->get_Y0(&row[1]);
+    v->get_YStep(&row[2]);
+    out.push_back(row);
+  }
+  return out;
+}
+
+std::vector<double> Times(IRecording* r, kalRecordingCollection type) {
+  std::vector<double> out;
+  ComPtr<IUnknown> collection;
+  r->get_Collection(type, collection.put());
+  ComPtr<ITimemarks> marks = collection.As<ITimemarks>();
+  LONG count = 0;
+  if (!marks || FAILED(marks->get_Count(&count))) return out;
+  for (LONG i = 1; i <= count; ++i) {
+    ComPtr<IUnknown> item;
+    double t = 0;
+    marks->get_Item(i, item.put());
+    item.As<ITimemark>()->get_Time(&t);
+    out.push_back(t);
+  }
+  return out;
+}
+
+TEST_F(WriterTest, WholeRecordingReadsBackWithSamplesNormsetsNamesAndReducedStream) {
+  ComPtr<IRecording> source = MakeMemoryRecording(TwoGroupSpec());
+  std::vector<ComPtr<IChannelInfo>> keep;
+  const std::string path = Path("whole.krf");
+  DrivenSave save = Save(AllChannels(source.get(), &keep), 0.0, 100.0, 0, path);
+  ASSERT_EQ(save.result, S_OK);
+
+  // The reduced stream: the header, then (max, min) / (OR, AND) over every
+  // 500 frames of each segment, computed here independently.
+  std::vector<uint8_t> reduced, full;
+  ASSERT_TRUE(ReadStream(path, "Data/ChGroup1/MuxData500", &reduced));
+  ASSERT_TRUE(ReadStream(path, "Data/ChGroup1/MuxData02", &full));
+  ASSERT_EQ(U32At(reduced, 0), 2u);
+  size_t expected_size = 4 + 2 * 8;
+  for (LONG seg = 1; seg <= 2; ++seg) {
+    const size_t entry = 4 + 8 * (seg - 1);
+    std::vector<int16_t> frames = Frames(source.get(), 1, seg);
+    std::vector<int16_t> want =
+        mlr::testing::ReduceFrames(frames, 3, {false, false, true}, kSaveReduction);
+    EXPECT_EQ(U32At(reduced, entry + 4), want.size() / 6);
+    EXPECT_EQ(I16s(reduced, U32At(reduced, entry), want.size()), want);
+    EXPECT_EQ(I16s(full, U32At(full, entry), frames.size()), frames);
+    expected_size += want.size() * 2;
+  }
+  EXPECT_EQ(reduced.size(), expected_size);
+  std::vector<uint8_t> config;
+  ASSERT_TRUE(ReadStream(path, "Data/ChGroup1/Config01", &config));
+  EXPECT_EQ(config, (mlr::testing::Bytes().U32(1).U32(2).U32(3).U32(0xFFFFFFFF)
+                         .U16(0x4000).U32(4).U32(500).U16(0xFFFF).take()));
+
+  ComPtr<IRecording> saved;
+  ASSERT_EQ(Open(path, &saved), S_OK);
+  SHORT year = 0, day = 0;
+  double tod = 0;
+  saved->get_UTCYear(&year);
+  saved->get_UTCYearDay(&day);
+  saved->get_UTCTimeOfDay(&tod);
+  EXPECT_EQ(year, 2020);
+  EXPECT_EQ(day, 100);
+  EXPECT_DOUBLE_EQ(tod, 3600.0);
+
+  for (LONG g = 1; g <= 2; ++g) {
+    auto want = HNormList(source.get(), g), got = HNormList(saved.get(), g);
+    ASSERT_EQ(got.size(), want.size());
+    for (size_t i = 0; i < want.size(); ++i) {
+      EXPECT_DOUBLE_EQ(got[i].start, want[i].start);
+      EXPECT_DOUBLE_EQ(got[i].step, want[i].step);
+      EXPECT_EQ(got[i].length, want[i].length);
+      EXPECT_EQ(Frames(saved.get(), g, LONG(i + 1)), Frames(source.get(), g, LONG(i + 1)));
+    }
+    for (LONG c = 1; ChannelOf(source.get(), g, c); ++c) {
+      ComPtr<IChannelInfo> s = ChannelOf(source.get(), g, c), d = ChannelOf(saved.get(), g, c);
+      ASSERT_TRUE(d);
+      VARIANT_BOOL se = 0, de = 0;
+      s->get_EventChannel(&se);
+      d->get_EventChannel(&de);
+      EXPECT_EQ(se, de);
+      for (LONG bit = se ? 1 : 0; bit <= (se ? 16 : 0); ++bit) {
+        EXPECT_EQ(NameOf(d.get(), bit), NameOf(s.get(), bit)) << g << "/" << c << " bit " << bit;
+      }
+      BSTR su = nullptr, du = nullptr;
+      s->get_YUnits(&su);
+      d->get_YUnits(&du);
+      EXPECT_EQ(std::u16string(du), std::u16string(su));
+      SysFreeString(su);
+      SysFreeString(du);
+      EXPECT_EQ(VNormList(d.get()), VNormList(s.get()));
+    }
+  }
+
+  // Progress: bytes written are the data bytes of both streams.
+  const CSaveChannelGroup& group1 = *save.groups[0];
+  EXPECT_EQ(group1.BytesWritten(), int64_t(full.size() - 20 + reduced.size() - 20));
+  EXPECT_EQ(group1.BytesAllocated(), group1.BytesToAllocate());
+  EXPECT_EQ(group1.BytesToAllocate(), int64_t(full.size()));
+  const int64_t n = 1934 * 3;
+  EXPECT_EQ(group1.EstimatedSize(), 2 * (n + 2 * ((n + 499) / 500)));
+
+  // Collections, all inside the span; the group-2 trigger keeps its link.
+  EXPECT_EQ(Times(saved.get(), kalRecColMarkers), (std::vector<double>{0.5, 2.5}));
+  EXPECT_EQ(Times(saved.get(), kalRecColTriggers), (std::vector<double>{0.3, 1.0, 2.1}));
+  ComPtr<IUnknown> triggers;
+  saved->get_Collection(kalRecColTriggers, triggers.put());
+  ComPtr<IUnknown> item;
+  triggers.As<ITimemarks>()->get_Item(2, item.put());
+  ComPtr<IChannelInfo> linked;
+  item.As<ITriggerInfo>()->get_ChannelInfo(linked.put());
+  ASSERT_TRUE(linked);
+  EXPECT_EQ(NameOf(linked.get()), u"Bb");
+
+  linked.reset();
+  item.reset();
+  triggers.reset();
+  saved.reset();  // the raw reads open the file exclusively
+  std::u16string text;
+  ComPtr<IStorage> root;
+  ASSERT_EQ(StgOpenStorage(mlr::testing::WidePath(path).c_str(), nullptr, 0x10, nullptr, 0,
+                           root.put()),
+            S_OK);
+  EXPECT_TRUE(reader::ReadSummaryString(root.get(), PIDSI_APPNAME, &text));
+  EXPECT_EQ(text, u"movaLegacyRecording");
+  EXPECT_TRUE(reader::ReadSummaryString(root.get(), PIDSI_COMMENTS, &text));
+  EXPECT_EQ(text, u"two groups");
+}
+
+TEST_F(WriterTest, SpanClipsSegmentsShiftsTimesAndKeepsTheGivenChannelOrder) {
+  ComPtr<IRecording> source = MakeMemoryRecording(TwoGroupSpec());
+  ComPtr<IChannelInfo> events = ChannelOf(source.get(), 1, 3), volt = ChannelOf(source.get(), 1, 1);
+  const std::string path = Path("span.krf");
+  // Between samples 500 (0.5 s) and 501; the end lies on sample 100 of the
+  // second segment.
+  const double start = 0.5005, end = 2.1;
+  DrivenSave save = Save({events.get(), volt.get()}, start, end, 0, path);
+  ASSERT_EQ(save.result, S_OK);
+
+  ComPtr<IRecording> saved;
+  ASSERT_EQ(Open(path, &saved), S_OK);
+  double tod = 0;
+  saved->get_UTCTimeOfDay(&tod);
+  EXPECT_DOUBLE_EQ(tod, 3600.0 + start);
+  auto h = HNormList(saved.get(), 1);
+  ASSERT_EQ(h.size(), 2u);
+  EXPECT_NEAR(h[0].start, 0.501 - start, 1e-12);
+  EXPECT_EQ(h[0].length, 1234 - 501);
+  EXPECT_NEAR(h[1].start, 2.0 - start, 1e-12);
+  EXPECT_EQ(h[1].length, 101);
+
+  std::vector<int16_t> src1 = Frames(source.get(), 1, 1), src2 = Frames(source.get(), 1, 2);
+  std::vector<int16_t> want1, want2;
+  for (size_t f = 501; f < 1234; ++f) want1.insert(want1.end(), {src1[f * 3 + 2], src1[f * 3]});
+  for (size_t f = 0; f <= 100; ++f) want2.insert(want2.end(), {src2[f * 3 + 2], src2[f * 3]});
+  EXPECT_EQ(Frames(saved.get(), 1, 1), want1);
+  EXPECT_EQ(Frames(saved.get(), 1, 2), want2);
+  EXPECT_EQ(NameOf(ChannelOf(saved.get(), 1, 1).get(), 1), u"Start");
+  EXPECT_EQ(NameOf(ChannelOf(saved.get(), 1, 2).get()), u"Volt");
+
+  // Both vertical normsets are valid in the span: the first moves to 0.
+  auto v = VNormList(ChannelOf(saved.get(), 1, 2).get());
+  ASSERT_EQ(v.size(), 2u);
+  EXPECT_EQ(v[0], (std::array<double, 3>{0.0, 0.0, 0.5}));
+  EXPECT_NEAR(v[1][0], 1.5 - start, 1e-12);
+
+  // Only the items inside [start, end], shifted; no marker is left, so no
+  // marker stream exists.
+  std::vector<uint8_t> bytes;
+  EXPECT_FALSE(ReadStream(path, "Data/Markers01", &bytes));
+  auto triggers = Times(saved.get(), kalRecColTriggers);
+  ASSERT_EQ(triggers.size(), 2u);
+  EXPECT_NEAR(triggers[0], 1.0 - start, 1e-12);
+  EXPECT_NEAR(triggers[1], 2.1 - start, 1e-12);
+  saved.reset();  // the raw reads open the file exclusively
+  ASSERT_TRUE(ReadStream(path, "Data/Bookmarks01", &bytes));
+  EXPECT_EQ(U32At(bytes, 0), 1u);
+  EXPECT_NEAR(F64At(bytes, 4), 1.9 - start, 1e-12);
+}
+
+TEST_F(WriterTest, GroupsOfASecondRecordingAreAlignedOnTheUtcStartUnlessAskedNotTo) {
+  MemoryRecordingSpec first = TwoGroupSpec();
+  MemoryRecordingSpec second = TwoGroupSpec();
+  second.utc_time_of_day = 3601.0;  // one second later
+  ComPtr<IRecording> a = MakeMemoryRecording(first), b = MakeMemoryRecording(second);
+  ComPtr<IChannelInfo> ca = ChannelOf(a.get(), 1, 1), cb = ChannelOf(b.get(), 1, 1);
+  for (LONG options : {LONG(0), LONG(kalSRF_SkipAbsoluteTimeAlign)}) {
+    const std::string path = Path("aligned" + std::to_string(options) + ".krf");
+    DrivenSave save = Save({ca.get(), cb.get()}, 2.1, 2.5, options, path);
+    ASSERT_EQ(save.result, S_OK);
+    ComPtr<IRecording> saved;
+    ASSERT_EQ(Open(path, &saved), S_OK);
+    auto ha = HNormList(saved.get(), 1), hb = HNormList(saved.get(), 2);
+    ASSERT_EQ(ha.size(), 1u);
+    EXPECT_NEAR(ha[0].start, 0.0, 1e-9);
+    EXPECT_EQ(ha[0].length, 401);
+    if (options == 0) {
+      // The same instant is 1.1 s into the second recording: its first
+      // segment (0 .. 1.233 s) holds it.
+      ASSERT_EQ(hb.size(), 1u);
+      EXPECT_NEAR(hb[0].start, 0.0, 1e-9);
+      EXPECT_EQ(hb[0].length, 1234 - 1100);
+      std::vector<int16_t> src = Frames(b.get(), 1, 1);
+      EXPECT_EQ(Frames(saved.get(), 2, 1)[0], src[1100 * 3]);
+    } else {
+      ASSERT_EQ(hb.size(), 1u);
+      EXPECT_EQ(hb[0].length, 401);
+    }
+    EXPECT_DOUBLE_EQ(save.alignment.recordings[1].shift, options == 0 ? 1.1 : 2.1);
+  }
+}
+
+TEST_F(WriterTest, TriggeredSegmentSavesTheHoldingNormsetWholeAndStartsAtItsFirstSample) {
+  ComPtr<IRecording> source = MakeMemoryRecording(TwoGroupSpec());
+  std::vector<ComPtr<IChannelInfo>> keep;
+  const std::string path = Path("triggered.krf");
+  DrivenSave save = Save(AllChannels(source.get(), &keep), 2.05, 2.06,
+                         kalSRF_TriggeredSegmentOnly, path);
+  ASSERT_EQ(save.result, S_OK);
+  ComPtr<IRecording> saved;
+  ASSERT_EQ(Open(path, &saved), S_OK);
+  double tod = 0;
+  saved->get_UTCTimeOfDay(&tod);
+  EXPECT_DOUBLE_EQ(tod, 3602.0);
+  auto h = HNormList(saved.get(), 1);
+  ASSERT_EQ(h.size(), 1u);
+  EXPECT_DOUBLE_EQ(h[0].start, 0.0);
+  EXPECT_EQ(h[0].length, 700);
+  EXPECT_EQ(Frames(saved.get(), 1, 1), Frames(source.get(), 1, 2));
+  EXPECT_TRUE(HNormList(saved.get(), 2).empty());  // group 2 ends before 2.05 s
+  EXPECT_EQ(save.groups[1]->EstimatedSize(), 0);
+  // The collections' span is the normset, [2.0, 2.699] s.
+  auto markers = Times(saved.get(), kalRecColMarkers);
+  ASSERT_EQ(markers.size(), 1u);
+  EXPECT_NEAR(markers[0], 0.5, 1e-12);
+}
+
+TEST_F(WriterTest, KssWritesWideIndexEntriesAndVersion3WithoutAReducedStream) {
+  ComPtr<IRecording> source = MakeMemoryRecording(TwoGroupSpec());
+  std::vector<ComPtr<IChannelInfo>> keep;
+  const std::string path = Path("kss.krf");
+  DrivenSave save = Save(AllChannels(source.get(), &keep), 0.0, 100.0,
+                         kalSRF_UseKSS | kalSRF_SkipReducedStream, path);
+  ASSERT_EQ(save.result, S_OK);
+  std::vector<uint8_t> full, config, intern;
+  ASSERT_TRUE(ReadStream(path, "Data/ChGroup1/MuxData02", &full));
+  EXPECT_EQ(U32At(full, 0), 2u);
+  EXPECT_EQ(U32At(full, 4), 4u + 2 * 16);  // 64-bit offset of segment 1
+  EXPECT_EQ(U32At(full, 12), 1234u);       // 64-bit count
+  EXPECT_EQ(full.size(), 4u + 2 * 16 + 1934 * 3 * 2);
+  EXPECT_FALSE(ReadStream(path, "Data/ChGroup1/MuxData500", &config));
+  ASSERT_TRUE(ReadStream(path, "Data/ChGroup1/Config01", &config));
+  EXPECT_EQ(config, (mlr::testing::Bytes().U32(1).U32(2).U32(3).U32(0xFFFFFFFF).U16(0xFFFF).take()));
+  ASSERT_TRUE(ReadStream(path, "Data/Intern01", &intern));
+  ASSERT_GE(intern.size(), 12u);
+  EXPECT_EQ(U32At(intern, intern.size() - 6), 0x30000u);  // tag 20, the last record
+  EXPECT_EQ(save.groups[0]->EstimatedSize(), 2 * 1934 * 3);
+
+  ComPtr<IRecording> saved;
+  ASSERT_EQ(Open(path, &saved), S_OK);
+  EXPECT_EQ(Frames(saved.get(), 1, 2), Frames(source.get(), 1, 2));
+  EXPECT_EQ(Frames(saved.get(), 2, 1), Frames(source.get(), 2, 1));
+}
+
+TEST_F(WriterTest, FullRateDataOf2GiBIsRefusedWithoutKss) {
+  // A file whose normset claims 400 million frames of 3 channels (2.4 GB);
+  // only the normsets are read before the refusal.
+  mlr::testing::RecordingSpec spec;
+  mlr::testing::GroupSpec group;
+  group.number = 1;
+  group.channels = {Channel(1), Channel(2), Channel(3)};
+  group.hnorms = {{0.0, 1e-6, 400000000}};
+  group.segments = {std::vector<int16_t>(30, 1)};
+  spec.groups = {group};
+  const std::string source_path = Path("sparse.krf");
+  ASSERT_EQ(mlr::testing::WriteRecordingFile(source_path, spec), S_OK);
+  ComPtr<IRecording> source;
+  ASSERT_EQ(Open(source_path, &source), S_OK);
+  ComPtr<IChannelInfo> c1 = ChannelOf(source.get(), 1, 1), c2 = ChannelOf(source.get(), 1, 2),
+                       c3 = ChannelOf(source.get(), 1, 3);
+  const std::string path = Path("refused.krf");
+  DrivenSave save = Save({c1.get(), c2.get(), c3.get()}, 0.0, 1000.0, 0, path);
+  EXPECT_EQ(save.result, kSaveTooLarge);
+  EXPECT_EQ(save.groups[0]->BytesToAllocate(), 12 + 2400000000LL);
+  EXPECT_EQ(save.groups[0]->BytesWritten(), 0);
+  std::vector<uint8_t> full;
+  ASSERT_TRUE(ReadStream(path, "Data/ChGroup1/MuxData02", &full));
+  EXPECT_TRUE(full.empty());  // truncated by the clean-up
+}
+
+TEST_F(WriterTest, FailedFetchIsTheGroupsErrorAndTheCleanUpEmptiesItsStreams) {
+  ComPtr<IRecording> source = MakeMemoryRecording(TwoGroupSpec());
+  ComPtr<IChannelInfo> own = ChannelOf(source.get(), 1, 1);
+  ComPtr<IChannelInfo> foreign = ChannelOf(source.get(), 2, 1);
+  ComPtr<IChannelGroup> group = GroupOf(source.get(), 1);
+  ComPtr<IStorage> root, data;
+  ASSERT_EQ(StgCreateDocfile(mlr::testing::WidePath(Path("failed.krf")).c_str(), 0x1012, 0,
+                             root.put()),
+            S_OK);
+  ASSERT_EQ(root->CreateStorage(u"Data", 0x1012, 0, 0, data.put()), S_OK);
+  CSaveChannelGroup saver(group.get(), 0, 1);
+  ASSERT_EQ(saver.AddChannel(own.get()), S_OK);
+  ASSERT_EQ(saver.AddChannel(foreign.get()), S_OK);  // GetMuxData refuses it
+  saver.SetSpan(0.0, 100.0, 0.0);
+  ASSERT_EQ(saver.CreateStorage(data.get()), S_OK);
+  TestStop running;
+  for (ULONG phase = 1; phase <= 4; ++phase) saver.Phase(phase, running);
+  EXPECT_EQ(saver.error(), E_FAIL);
+  saver.Phase(kSavePhaseCleanUp, running);
+  saver.Phase(kSavePhaseCleanUp, running);  // a second finish does nothing
+  ComPtr<IStorage> chgroup;
+  ASSERT_EQ(data->OpenStorage(u"ChGroup1", nullptr, 0x12, nullptr, 0, chgroup.put()), S_OK);
+  for (const char16_t* name : {u"MuxData02", u"MuxData500"}) {
+    ComPtr<IStream> stream;
+    ASSERT_EQ(chgroup->OpenStream(name, nullptr, 0x12, 0, stream.put()), S_OK);
+    STATSTG stat{};
+    stream->Stat(&stat, STATFLAG_NONAME);
+    EXPECT_EQ(stat.cbSize.QuadPart, 0u);
+  }
+}
+
+TEST_F(WriterTest, StopDuringAllocationEndsThePhaseWithoutAnError) {
+  mlr::testing::RecordingSpec spec;
+  mlr::testing::GroupSpec group;
+  group.number = 1;
+  group.channels = {Channel(1)};
+  group.hnorms = {{0.0, 1e-6, 20000000}};  // 40 MB: five 8 MiB steps
+  group.segments = {std::vector<int16_t>(10, 1)};
+  spec.groups = {group};
+  ASSERT_EQ(mlr::testing::WriteRecordingFile(Path("src.krf"), spec), S_OK);
+  ComPtr<IRecording> source;
+  ASSERT_EQ(Open(Path("src.krf"), &source), S_OK);
+  ComPtr<IStorage> root, data;
+  ASSERT_EQ(StgCreateDocfile(mlr::testing::WidePath(Path("stopped.krf")).c_str(), 0x1012, 0,
+                             root.put()),
+            S_OK);
+  ASSERT_EQ(root->CreateStorage(u"Data", 0x1012, 0, 0, data.put()), S_OK);
+  CSaveChannelGroup saver(GroupOf(source.get(), 1).get(), 0, 1);
+  ASSERT_EQ(saver.AddChannel(ChannelOf(source.get(), 1, 1).get()), S_OK);
+  saver.SetSpan(0.0, 100.0, 0.0);
+  ASSERT_EQ(saver.CreateStorage(data.get()), S_OK);
+  TestStop stop;
+  saver.Phase(1, stop);
+  stop.stop = true;
+  saver.Phase(3, stop);
+  EXPECT_EQ(saver.error(), S_OK);
+  EXPECT_EQ(saver.BytesToAllocate(), 12 + 40000000);
+  EXPECT_EQ(saver.BytesAllocated(), 2 * 0x800000);  // one step set, then the stop
+  saver.Phase(kSavePhaseCleanUp, stop);
+}
+
+}  // namespace
+}  // namespace mlr::save::test
