@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <filesystem>
 
 #include "reader/summary_info.h"
 #include "testing/krf_builder.h"
@@ -145,6 +146,12 @@ TEST_F(WriterTest, WholeRecordingReadsBackWithSamplesNormsetsNamesAndReducedStre
   const std::string path = Path("whole.krf");
   DrivenSave save = Save(AllChannels(source.get(), &keep), 0.0, 100.0, 0, path);
   ASSERT_EQ(save.result, S_OK);
+  // Left for the interoperability test (olefile and libgsf read it).
+  std::error_code ec;
+  std::filesystem::create_directories(MLR_BINARY_DIR "/save_interop", ec);
+  std::filesystem::copy_file(path, MLR_BINARY_DIR "/save_interop/saved.krf",
+                             std::filesystem::copy_options::overwrite_existing, ec);
+  EXPECT_FALSE(ec) << ec.message();
 
   // The reduced stream: the header, then (max, min) / (OR, AND) over every
   // 500 frames of each segment, computed here independently.

@@ -1,0 +1,94 @@
+// The data phase of a channel group: block sizes, the reduction and the
+// write jobs handed to the writer queue.
+#include <utility>
+
+#include "tests/save/writer_fixture.h"
+
+namespace mlr::save::test {
+namespace {
+
+// Performs the jobs and records (stream, bytes) of each, in order.
+struct RecordingQueue : CSaveWriteQueue {
+  std::vector<std::pair<IStream*, size_t>> jobs;
+  void Submit(std::unique_ptr<CSaveWriteJob> job) override {
+    jobs.emplace_back(job->stream(), job->bytes());
+    EXPECT_EQ(job->Perform(), S_OK);
+  }
+};
+
+TEST(SaveReduction, AnalogRunsKeepMaxAndMinEventRunsOrAndAnd) {
+  const int16_t samples[] = {5, 0x0003, -3, 0x0006, 7, 0x0006};  // 3 frames, 2 channels
+  int16_t out[4] = {};
+  ReduceRun(samples, 3, 2, {false, true}, out);
+  EXPECT_EQ(out[0], 7);
+  EXPECT_EQ(out[1], -3);
+  EXPECT_EQ(out[2], 0x0007);
+  EXPECT_EQ(out[3], 0x0002);
+  const int16_t single[] = {-32768};
+  ReduceRun(single, 1, 1, {false}, out);
+  EXPECT_EQ(out[0], -32768);
+  EXPECT_EQ(out[1], -32768);
+}
+
+TEST(SaveBlockSize, ShrinksWithTheChannelCountAndOnRemovableTargets) {
+  ComPtr<IRecording> recording = MakeMemoryRecording([] {
+    model::MemoryRecordingSpec spec;
+    model::MemoryGroupSpec group;
+    group.channels = {model::MemoryChannelSpec{u"x", u"", false, {}, {}}};
+    spec.groups = {group};
+    return spec;
+  }());
+  ComPtr<IChannelInfo> channel = ChannelOf(recording.get(), 1, 1);
+  struct Case {
+    int channels;
+    uint32_t fixed, removable;
+  };
+  for (Case c : {Case{1, 100000, 25000}, Case{10, 100000, 10000}, Case{11, 50000, 9500},
+                 Case{12, 50000, 8500}, Case{18, 50000, 6000},
+                 Case{19, 30000, 5500}, Case{34, 30000, 3000}, Case{35, 15000, 3000},
+                 Case{250, 15000, 500}}) {
+    CSaveChannelGroup group(GroupOf(recording.get(), 1).get(), 0, 1);
+    for (int i = 0; i < c.channels; ++i) ASSERT_EQ(group.AddChannel(channel.get()), S_OK);
+    EXPECT_EQ(group.block_frames(), c.fixed) << c.channels;
+    EXPECT_EQ(group.reduced_capacity(), 100000u);
+    group.SetRemovable(true);
+    EXPECT_EQ(group.block_frames(), c.removable) << c.channels;
+    EXPECT_EQ(group.block_frames() % 500, 0u);
+    EXPECT_EQ(group.reduced_capacity(), 10000u);
+  }
+}
+
+TEST_F(WriterTest, DataGoesOutInBlocksThenTheReducedFramesInOneBatch) {
+  model::MemoryRecordingSpec spec;
+  model::MemoryGroupSpec group;
+  group.channels = {model::MemoryChannelSpec{u"x", u"", false, {}, {}}};
+  std::vector<int16_t> frames(250001);
+  for (size_t i = 0; i < frames.size(); ++i) frames[i] = static_cast<int16_t>(i);
+  group.segments = {model::MemorySegment{0.0, 1.0, frames}};
+  spec.groups = {group};
+  ComPtr<IRecording> source = MakeMemoryRecording(spec);
+  ComPtr<IChannelInfo> x = ChannelOf(source.get(), 1, 1);
+  RecordingQueue queue;
+  const std::string path = Path("blocks.krf");
+  DrivenSave save = Save({x.get()}, 0.0, 1e9, 0, path, &queue);
+  ASSERT_EQ(save.result, S_OK);
+  ASSERT_EQ(queue.jobs.size(), 4u);
+  IStream* main = queue.jobs[0].first;
+  EXPECT_EQ(queue.jobs[0], std::make_pair(main, size_t{200000}));
+  EXPECT_EQ(queue.jobs[1], std::make_pair(main, size_t{200000}));
+  EXPECT_EQ(queue.jobs[2], std::make_pair(main, size_t{100002}));
+  EXPECT_NE(queue.jobs[3].first, main);
+  EXPECT_EQ(queue.jobs[3].second, size_t{501 * 4});  // 500 full runs and one of 1 frame
+  EXPECT_EQ(save.groups[0]->BytesWritten(), 500002 + 501 * 4);
+
+  std::vector<uint8_t> reduced;
+  ASSERT_TRUE(ReadStream(path, "Data/ChGroup1/MuxData500", &reduced));
+  // Run 100 covers frames 50,000..50,499; the last run the single frame
+  // 250,000 (which wraps to -12,144 as a 16-bit sample).
+  EXPECT_EQ(I16s(reduced, 12 + 100 * 4, 2), (std::vector<int16_t>{int16_t(50499), int16_t(50000)}));
+  EXPECT_EQ(I16s(reduced, 12 + 500 * 4, 2),
+            (std::vector<int16_t>{int16_t(250000), int16_t(250000)}));
+}
+
+}  // namespace
+}  // namespace mlr::save::test
