@@ -95,9 +95,9 @@ VoiceFormat FormatOf(IVoiceMark* mark) {
 // The sound data of `mark` into "Voicemark<number>", fetched in chunks.
 void WriteSound(IStorage* storage, IVoiceMark* mark, const VoiceFormat& f, uint32_t number) {
   if (!mark) return;
-  const uint64_t total = static_cast<uint64_t>(std::max<LONG>(f.length, 0)) *
-                         static_cast<uint64_t>(std::max<LONG>(f.channels, 0)) *
-                         static_cast<uint64_t>((std::max<LONG>(f.bits, 0) + 7) / 8);
+  const uint64_t frame_bytes = static_cast<uint64_t>(std::max<LONG>(f.channels, 0)) *
+                              static_cast<uint64_t>((std::max<LONG>(f.bits, 0) + 7) / 8);
+  const uint64_t total = static_cast<uint64_t>(std::max<LONG>(f.length, 0)) * frame_bytes;
   ComPtr<IStream> stream;
   for (LONG first = 1; first <= f.length; first += kVoiceChunk) {
     const LONG count = std::min<LONG>(kVoiceChunk, f.length - first + 1);
@@ -125,6 +125,10 @@ void WriteSound(IStorage* storage, IVoiceMark* mark, const VoiceFormat& f, uint3
       SafeArrayGetUBound(array, d, &upper);
       bytes *= upper >= lower ? static_cast<uint64_t>(static_cast<int64_t>(upper) - lower + 1) : 0;
     }
+    // A chunk stands for `count` frames: an array that is larger (the file
+    // reader pads 16-bit sound with zeros) gives only those bytes, so that
+    // the sound stays contiguous.
+    bytes = std::min<uint64_t>(bytes, static_cast<uint64_t>(count) * frame_bytes);
     void* p = nullptr;
     if (bytes > 0 && SUCCEEDED(SafeArrayAccessData(array, &p))) {
       WriteAll(stream.get(), p, static_cast<size_t>(bytes));

@@ -5,7 +5,10 @@
 //   Markers01    u32 n, then per marker f64 time and u32 2 (12 bytes)
 //   Voicemarks/Intern01  u32 n, then 32-byte records (32, i + 1, rate, bits,
 //                channels, length, f64 time); Voicemarks/Voicemark<i+1> the
-//                sound data fetched 100,000 samples at a time
+//                sound data fetched 100,000 samples at a time (of each
+//                fetched array only the chunk's own frames are written:
+//                count x channels x bytes per sample, never an array's
+//                padding, so the stream holds the sound without gaps)
 //   Triggers01   u32 n, then records of 26 + 2 x name length bytes: size,
 //                source, f64 time, saved group position and channel number
 //                (-1, -1 unless the trigger's channel is saved), the name,
