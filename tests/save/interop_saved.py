@@ -56,7 +56,7 @@ for name, data in ole_streams.items():
     check(f"libgsf {name}", gsf.get(name), data)
 
 meta = ole.get_metadata()
-check("application name", meta.appname, b"movaLegacyRecording")
+check("application name", meta.creating_application, b"movaLegacyRecording")
 check("comment", meta.comments, b"two groups")
 
 for group, channels, events in ((1, 3, {2}), (2, 12, set())):
