@@ -8,6 +8,8 @@ packages=(
   libbenchmark-dev                                            # benchmarks
   libcli11-dev nlohmann-json3-dev                             # krf: options, JSON output
   python3 python3-olefile python3-gi gir1.2-gsf-1 libgsf-bin  # interoperability oracles
+  pybind11-dev python3-dev python3-numpy python3-pytest        # the Python module, its tests
+  python3-pandas                                              # movalegacy to_dataframe (optional)
 )
 missing=()
 for p in "${packages[@]}"; do

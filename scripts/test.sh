@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Builds and runs every test: the layering check, a normal build, and a build
-# with AddressSanitizer and UndefinedBehaviorSanitizer (clang, with the
-# libFuzzer targets, whose smoke runs are part of its tests).
+# Builds and runs every test: the layering check, a normal build (with the
+# Python module and its pytest suite), and a build with AddressSanitizer and
+# UndefinedBehaviorSanitizer (clang, with the libFuzzer targets, whose smoke
+# runs are part of its tests).
 set -euo pipefail
 root="$(cd "$(dirname "$0")/.." && pwd)"
 "$root/scripts/deps.sh"
@@ -10,7 +11,7 @@ jobs=$(nproc)
 
 # The normal build is a Release build (what users build and what the
 # benchmarks should measure), so that it stays clean at -O3.
-cmake -S "$root" -B "$root/build" -G Ninja -DCMAKE_BUILD_TYPE=Release
+cmake -S "$root" -B "$root/build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DMLR_PYTHON=ON
 cmake --build "$root/build" -j "$jobs"
 ctest --test-dir "$root/build" -j "$jobs" --output-on-failure
 
