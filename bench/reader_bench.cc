@@ -18,8 +18,7 @@
 #include "platform/win.h"
 #include "reader/krf_loader.h"
 #include "reader/text_convert.h"
-#include "testing/krf_bytes.h"
-#include "testing/krf_writer.h"
+#include "testing/large_recording.h"
 
 namespace {
 
@@ -28,42 +27,6 @@ using mlr::ComPtr;
 constexpr uint32_t kChannels = 8;
 constexpr uint32_t kFrames = 1u << 26;  // 64 Mi frames x 16 bytes = 1 GiB
 constexpr uint32_t kFactor = 100;
-constexpr uint32_t kChunkFrames = 500000;  // a multiple of kFactor
-
-int16_t Sample(uint64_t frame, uint32_t channel) {
-  return static_cast<int16_t>((frame * 31 + channel * 977) & 0xFFFF);
-}
-
-HRESULT WriteMux(IStorage* group, const std::u16string& name, bool reduced) {
-  ComPtr<IStream> s;
-  HRESULT hr = group->CreateStream(name.c_str(), STGM_CREATE | STGM_READWRITE | STGM_SHARE_EXCLUSIVE,
-                                   0, 0, s.put());
-  if (FAILED(hr)) return hr;
-  const uint32_t frames = reduced ? (kFrames + kFactor - 1) / kFactor : kFrames;
-  const uint32_t values = reduced ? 2 : 1;
-  mlr::testing::Bytes head;
-  head.U32(1).U32(12).U32(frames);
-  ULONG written = 0;
-  hr = s->Write(head.data().data(), 12, &written);
-  std::vector<int16_t> chunk;
-  std::vector<uint8_t> bytes;
-  for (uint64_t start = 0; start < kFrames && SUCCEEDED(hr); start += kChunkFrames) {
-    const uint64_t n = std::min<uint64_t>(kChunkFrames, kFrames - start);
-    chunk.resize(n * kChannels);
-    for (uint64_t f = 0; f < n; ++f) {
-      for (uint32_t c = 0; c < kChannels; ++c) chunk[f * kChannels + c] = Sample(start + f, c);
-    }
-    if (reduced) chunk = mlr::testing::ReduceFrames(chunk, kChannels, {}, kFactor);
-    bytes.resize(chunk.size() * 2);
-    for (size_t i = 0; i < chunk.size(); ++i) {
-      bytes[2 * i] = static_cast<uint8_t>(chunk[i]);
-      bytes[2 * i + 1] = static_cast<uint8_t>(static_cast<uint16_t>(chunk[i]) >> 8);
-    }
-    hr = s->Write(bytes.data(), static_cast<ULONG>(bytes.size()), &written);
-  }
-  (void)values;
-  return hr;
-}
 
 struct Fixture {
   std::string dir;
@@ -78,41 +41,12 @@ struct Fixture {
     char name[] = "/tmp/reader_bench_XXXXXX";
     dir = mkdtemp(name);
     path = dir + "/large.krf";
-    mlr::testing::RecordingSpec spec;
-    mlr::testing::GroupSpec g;
-    g.number = 1;
-    g.reduction_factor = kFactor;
-    g.write_mux = false;
-    g.write_reduced = false;
-    for (uint32_t c = 1; c <= kChannels; ++c) {
-      mlr::testing::ChannelSpec ch;
-      ch.number = c;
-      ch.name = u"C";
-      ch.vnorms = {{0, 0, 1}};
-      g.channels.push_back(ch);
-    }
-    g.hnorms = {{0.0, 1e-5, kFrames}};
-    spec.groups = {g};
-    const std::u16string wide = mlr::reader::AnsiToUtf16(path);
-    ComPtr<IStorage> root, data, group_storage;
-    HRESULT hr = StgCreateDocfile(wide.c_str(), STGM_CREATE | STGM_READWRITE | STGM_SHARE_EXCLUSIVE,
-                                  0, root.put());
-    if (SUCCEEDED(hr)) hr = mlr::testing::WriteTree(root.get(), mlr::testing::BuildTree(spec));
-    const DWORD rw = STGM_READWRITE | STGM_SHARE_EXCLUSIVE;
-    if (SUCCEEDED(hr)) hr = root->OpenStorage(u"Data", nullptr, rw, nullptr, 0, data.put());
-    if (SUCCEEDED(hr)) hr = data->OpenStorage(u"ChGroup1", nullptr, rw, nullptr, 0, group_storage.put());
-    if (SUCCEEDED(hr)) hr = WriteMux(group_storage.get(), u"MuxData02", false);
-    if (SUCCEEDED(hr)) hr = WriteMux(group_storage.get(), u"MuxData100", true);
-    if (SUCCEEDED(hr)) hr = group_storage->Commit(STGC_DEFAULT);
-    if (SUCCEEDED(hr)) hr = data->Commit(STGC_DEFAULT);
-    if (SUCCEEDED(hr)) hr = root->Commit(STGC_DEFAULT);
-    group_storage.reset();
-    data.reset();
-    root.reset();
+    const HRESULT hr = mlr::testing::WriteLargeRecording(path, kChannels, kFrames, kFactor);
     if (FAILED(hr)) {
       std::fprintf(stderr, "cannot write %s: 0x%08X\n", path.c_str(), static_cast<unsigned>(hr));
       std::exit(1);
     }
+    const std::u16string wide = mlr::reader::AnsiToUtf16(path);
     ComPtr<IStorage> ro;
     StgOpenStorage(wide.c_str(), nullptr, STGM_READ | STGM_SHARE_EXCLUSIVE, nullptr, 0, ro.put());
     mlr::reader::OpenRecordingOnStorage(ro.get(), recording.put());

@@ -12,12 +12,22 @@
 //
 // Each segment gives the frames of one normset (its length is the number of
 // frames); channel and group numbers are their positions, from 1.
+//
+// For the benchmark bench/movalegacy_bench.py: write_large (a recording of
+// any size, written block by block; testing/large_recording.h) and
+// time_scaled_read (GetScaledMuxData called from C++ on its whole group).
 #include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
 
+#include <chrono>
 #include <string>
 #include <vector>
+
+#include "LegacyRecording.h"
+#include "platform/com_ptr.h"
+#include "reader/krf_loader.h"
+#include "testing/large_recording.h"
 
 #include "platform/strings.h"
 #include "testing/krf_writer.h"
@@ -99,6 +109,48 @@ void Check(HRESULT hr, const std::string& path) {
   }
 }
 
+// Seconds per call of GetScaledMuxData on all channels and the whole first
+// normset of group 1 of `path` (opened read-only), one entry per repetition.
+std::vector<double> TimeScaledRead(const std::string& path, int repeat) {
+  py::gil_scoped_release unlocked;
+  mlr::ComPtr<IStorage> root;
+  HRESULT hr = StgOpenStorage(WidePath(path).c_str(), nullptr, STGM_READ | STGM_SHARE_EXCLUSIVE,
+                              nullptr, 0, root.put());
+  mlr::ComPtr<IRecording> recording;
+  if (SUCCEEDED(hr)) hr = mlr::reader::OpenRecordingOnStorage(root.get(), recording.put());
+  mlr::ComPtr<IChannelGroups> groups;
+  mlr::ComPtr<IChannelGroup> group;
+  mlr::ComPtr<IChannelInfos> infos;
+  mlr::ComPtr<IHNorms> hnorms;
+  mlr::ComPtr<IHNorm> hnorm;
+  if (SUCCEEDED(hr)) hr = recording->get_ChannelGroups(groups.put());
+  if (SUCCEEDED(hr)) hr = groups->get_Item(1, group.put());
+  if (SUCCEEDED(hr)) hr = group->get_ChannelInfos(infos.put());
+  if (SUCCEEDED(hr)) hr = group->get_HNorms(hnorms.put());
+  if (SUCCEEDED(hr)) hr = hnorms->get_Item(1, hnorm.put());
+  LONG channels = 0, length = 0;
+  if (SUCCEEDED(hr)) hr = infos->get_Count(&channels);
+  if (SUCCEEDED(hr)) hr = hnorm->get_Length(&length);
+  Check(hr, path);
+  SAFEARRAY* selection = SafeArrayCreateVector(VT_DISPATCH, 0, static_cast<ULONG>(channels));
+  for (LONG i = 0; i < channels; ++i) {
+    mlr::ComPtr<IChannelInfo> info;
+    infos->get_Item(i + 1, info.put());
+    SafeArrayPutElement(selection, &i, static_cast<IDispatch*>(info.get()));
+  }
+  std::vector<double> seconds;
+  for (int r = 0; r < repeat && SUCCEEDED(hr); ++r) {
+    SAFEARRAY* result = nullptr;
+    const auto start = std::chrono::steady_clock::now();
+    hr = GetScaledMuxData(group.get(), &selection, 1, 1, length, 1, &result);
+    seconds.push_back(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+    if (result) SafeArrayDestroy(result);
+  }
+  SafeArrayDestroy(selection);
+  Check(hr, path);
+  return seconds;
+}
+
 }  // namespace
 
 PYBIND11_MODULE(_movalegacy_testing, m) {
@@ -109,4 +161,12 @@ PYBIND11_MODULE(_movalegacy_testing, m) {
   m.def("write_recording", [](const std::string& path, const py::dict& spec) {
     Check(WriteRecordingFile(path, RecordingFrom(spec)), path);
   }, py::arg("path"), py::arg("spec"), "Writes a recording described by a dict.");
+  m.def("write_large", [](const std::string& path, uint32_t channels, uint32_t frames,
+                          uint32_t reduction) {
+    py::gil_scoped_release unlocked;
+    Check(WriteLargeRecording(path, channels, frames, reduction), path);
+  }, py::arg("path"), py::arg("channels"), py::arg("frames"), py::arg("reduction") = 1,
+     "Writes one group of analog channels (sample LargeSample(frame, channel)), one normset.");
+  m.def("time_scaled_read", &TimeScaledRead, py::arg("path"), py::arg("repeat") = 3,
+        "Seconds per GetScaledMuxData call on the whole of group 1, called from C++.");
 }
