@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "LegacyRecording.h"
+#include "api/fold.h"
 #include "api/mux_data.h"
 #include "api/mux_support.h"
 #include "server/error_raiser.h"
@@ -16,32 +17,40 @@ namespace {
 constexpr int64_t kBlockFrames = 10000;
 
 // Merges read frames into (maximum, minimum) output frames, `merge` read
-// frames each.
+// frames each, run by run rather than frame by frame.
 class Merger {
  public:
   Merger(int16_t* out, size_t frames, std::vector<bool> event, int64_t merge, bool pairs)
       : out_(out), frames_(frames), event_(std::move(event)), merge_(merge), pairs_(pairs) {}
 
-  void Add(const int16_t* in) {
-    if (current_ >= frames_) return;
-    int16_t* pair = out_ + current_ * 2 * event_.size();
-    for (size_t c = 0; c < event_.size(); ++c, pair += 2) {
-      const int16_t high = pairs_ ? in[2 * c] : in[c];
-      const int16_t low = pairs_ ? in[2 * c + 1] : in[c];
-      if (merged_ == 0) {
-        pair[0] = high;
-        pair[1] = low;
-      } else if (event_[c]) {
-        pair[0] = static_cast<int16_t>(pair[0] | high);
-        pair[1] = static_cast<int16_t>(pair[1] & low);
-      } else {
-        pair[0] = std::max(pair[0], high);
-        pair[1] = std::min(pair[1], low);
+  void Add(const MuxBlock& block) {
+    const size_t width = block.width();
+    size_t i = 0;
+    while (i < block.frames() && current_ < frames_) {
+      const size_t take =
+          static_cast<size_t>(std::min<int64_t>(merge_ - merged_, block.frames() - i));
+      int16_t* pair = out_ + current_ * 2 * event_.size();
+      for (size_t c = 0; c < event_.size(); ++c, pair += 2) {
+        const int16_t* high = block.frame(i) + (pairs_ ? 2 * c : c);
+        const int16_t* low = pairs_ ? high + 1 : high;
+        // The first frame of an output frame is copied, the rest merged.
+        if (merged_ == 0) {
+          pair[0] = high[0];
+          pair[1] = low[0];
+        }
+        if (width == 1 && !event_[c]) {
+          FoldMaxMin(high, take, &pair[0], &pair[1]);  // one pass over single values
+          continue;
+        }
+        pair[0] = FoldRun(event_[c] ? Fold::kOr : Fold::kMax, high, width, take, pair[0]);
+        pair[1] = FoldRun(event_[c] ? Fold::kAnd : Fold::kMin, low, width, take, pair[1]);
       }
-    }
-    if (++merged_ == merge_) {
-      merged_ = 0;
-      ++current_;
+      i += take;
+      merged_ += static_cast<int64_t>(take);
+      if (merged_ == merge_) {
+        merged_ = 0;
+        ++current_;
+      }
     }
   }
 
@@ -94,7 +103,7 @@ HRESULT ReducedMuxData(IChannelGroup* group, SAFEARRAY** channels, LONG hnorm, L
                     static_cast<LONG>(ask), request);
     if (FAILED(hr)) return hr;
     if (block.frames() < 1) break;  // the group has nothing more: keep what came
-    for (size_t i = 0; i < block.frames(); ++i) merger.Add(block.frame(i));
+    merger.Add(block);
     done += static_cast<int64_t>(block.frames());
   }
   *result = array.release();

@@ -14,9 +14,12 @@
 namespace mlr::api {
 namespace {
 
-// Frames converted together: small enough that a tile of output (and the
-// coefficient pattern of the fast path) stays in the cache.
+// Frames converted together: small enough that a tile of output stays in
+// the cache.
 constexpr size_t kTileFrames = 256;
+// Frames one coefficient pattern of the fast path covers (a divisor of
+// kTileFrames): small enough to stay in the first-level cache beside the data.
+constexpr size_t kPatternFrames = 32;
 
 enum class Kind { kZero, kEvent, kAnalog };
 
@@ -131,8 +134,11 @@ class FullRateScaler {
   void ConvertUniform(size_t a, size_t b) {
     if (pattern_cursor_ != cursor_) BuildPattern();
     const size_t offset = a * width_;
-    const size_t count = (b - a) * width_;
-    ScaleContiguous(raw_ + offset, out_ + offset, count, step_.data(), y0_.data());
+    for (size_t i = a; i < b; i += kPatternFrames) {
+      const size_t at = i * width_;
+      const size_t count = (std::min(b, i + kPatternFrames) - i) * width_;
+      ScaleContiguous(raw_ + at, out_ + at, count, step_.data(), y0_.data());
+    }
     for (size_t c = 0; c < width_; ++c) {
       if (runs_[c][cursor_[c]].kind == Kind::kEvent) {
         EventStrided(raw_ + offset + c, out_ + offset + c, width_, b - a);
@@ -141,14 +147,14 @@ class FullRateScaler {
   }
 
   void BuildPattern() {
-    step_.resize(kTileFrames * width_);
-    y0_.resize(kTileFrames * width_);
+    step_.resize(kPatternFrames * width_);
+    y0_.resize(kPatternFrames * width_);
     for (size_t c = 0; c < width_; ++c) {
       const Run& run = runs_[c][cursor_[c]];
       // Zero and event columns: x 0 + 0 gives +0.0, events are written after.
       const double step = run.kind == Kind::kAnalog ? run.step : 0.0;
       const double y0 = run.kind == Kind::kAnalog ? run.y0 : 0.0;
-      for (size_t i = 0; i < kTileFrames; ++i) {
+      for (size_t i = 0; i < kPatternFrames; ++i) {
         step_[i * width_ + c] = step;
         y0_[i * width_ + c] = y0;
       }
