@@ -1,19 +1,39 @@
 // krf data FILE --group G [--hnorm H] [--first F] [--count N] [--reduction R]
-// [--channel C]...: the frames GetMuxData returns, as CSV with a Time column
-// (StartTime + (F - 1 + i * R) * XStep of the normset) and one column per
-// channel, two ("<name> max", "<name> min") for a reduced read. Raw integers.
-// Opens read-only.
+// [--channel C]... [--scaled | --one-of N | --merge M [--request Q]]:
+// a group's frames as CSV with a Time column and one column per channel, two
+// ("<name> max", "<name> min") for (maximum, minimum) pairs. Opens read-only.
+//
+//   (plain)      GetMuxData(H, F, N, R): raw integers; Time = StartTime +
+//                (F - 1 + i x R) x XStep of the normset.
+//   --scaled     GetScaledMuxData(H, F, N, R): technical values (doubles that
+//                read back exactly), event channels as their bit mask (an
+//                unsigned integer); Time as above.
+//   --one-of N   GetResampledMuxData(H, F, count, N): raw integers; Time is
+//                that of the sample returned (sample 1 + i x N of the normset
+//                for N >= 2, whatever --first says).
+//   --merge M    GetReducedMuxData(H, F, count, M, Q) (Q from --request,
+//                default 1): raw (max, min) pairs, every row of the array
+//                (also the zero rows past the data); Time = StartTime +
+//                (F - 1 + i x M x Q) x XStep.
+// The arguments go to the function as given: a bad normset or count gives
+// the function's own status, reported as one error line.
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "tools/krf/command.h"
+#include "tools/krf/command_support.h"
+#include "tools/krf/data_output.h"
 #include "tools/krf/recording_view.h"
 
 namespace {
 
 using mlr::ComPtr;
+
+enum class Mode { kRaw, kScaled, kOneOf, kMerge };
 
 struct Options {
   std::string file;
@@ -23,35 +43,34 @@ struct Options {
   LONG count = 0x7FFFFFFF;
   LONG reduction = 1;
   std::vector<LONG> channels;
+  bool scaled = false;
+  bool one_of_given = false;
+  LONG one_of = 0;
+  bool merge_given = false;
+  LONG merge = 0;
+  LONG request = 1;
+
+  Mode mode() const {
+    if (scaled) return Mode::kScaled;
+    if (one_of_given) return Mode::kOneOf;
+    if (merge_given) return Mode::kMerge;
+    return Mode::kRaw;
+  }
 };
 
-int Run(const Options& o) {
-  ComPtr<IRecording> recording;
-  krf::OpenError error;
-  if (!krf::OpenForInspection(o.file, &recording, &error)) {
-    return krf::ReportError(o.file, error.message, error.status);
+// The selected channels of a group, their names and event flags, and the
+// selection array the data functions take.
+struct Selection {
+  std::vector<ComPtr<IChannelInfo>> channels;
+  std::vector<std::string> names;
+  std::vector<bool> event;
+  SAFEARRAY* array = nullptr;
+  ~Selection() {
+    if (array) SafeArrayDestroy(array);
   }
-  ComPtr<IChannelGroups> groups;
-  ComPtr<IChannelGroup> group;
-  HRESULT hr = recording->get_ChannelGroups(groups.put());
-  if (SUCCEEDED(hr) && groups) hr = groups->get_Item(o.group, group.put());
-  if (FAILED(hr) || !group) {
-    return krf::ReportError(o.file, "no channel group " + std::to_string(o.group),
-                            FAILED(hr) ? hr : E_INVALIDARG);
-  }
-  ComPtr<IHNorms> hnorms;
-  ComPtr<IHNorm> hnorm;
-  hr = group->get_HNorms(hnorms.put());
-  if (SUCCEEDED(hr) && hnorms) hr = hnorms->get_Item(o.hnorm, hnorm.put());
-  if (FAILED(hr) || !hnorm) {
-    return krf::ReportError(o.file, "no normset " + std::to_string(o.hnorm) + " in group " +
-                                        std::to_string(o.group),
-                            FAILED(hr) ? hr : E_INVALIDARG);
-  }
-  double start = 0, step = 0;
-  hnorm->get_StartTime(&start);
-  hnorm->get_XStep(&step);
+};
 
+int Select(const Options& o, IChannelGroup* group, Selection* s) {
   ComPtr<IChannelInfos> infos;
   LONG available = 0;
   if (SUCCEEDED(group->get_ChannelInfos(infos.put())) && infos) infos->get_Count(&available);
@@ -59,8 +78,6 @@ int Run(const Options& o) {
   if (wanted.empty()) {
     for (LONG i = 1; i <= available; ++i) wanted.push_back(i);
   }
-  std::vector<ComPtr<IChannelInfo>> channels;
-  std::vector<std::string> names;
   for (LONG c : wanted) {
     ComPtr<IChannelInfo> info;
     if (infos) infos->get_Item(c, info.put());
@@ -77,55 +94,140 @@ int Run(const Options& o) {
     info->get_Name(zero, &name);
     std::string text = krf::Utf8(name);
     SysFreeString(name);
-    names.push_back(text.empty() ? "Channel " + std::to_string(c) : text);
-    channels.push_back(info);
+    VARIANT_BOOL event = VARIANT_FALSE;
+    info->get_EventChannel(&event);
+    s->names.push_back(text.empty() ? "Channel " + std::to_string(c) : text);
+    s->event.push_back(event != VARIANT_FALSE);
+    s->channels.push_back(info);
   }
-  if (channels.empty()) return krf::ReportError(o.file, "the group has no channels", E_INVALIDARG);
+  if (s->channels.empty()) return krf::ReportError(o.file, "the group has no channels", E_INVALIDARG);
+  s->array = SafeArrayCreateVector(VT_DISPATCH, 0, static_cast<ULONG>(s->channels.size()));
+  if (!s->array) return krf::ReportError(o.file, "out of memory", E_OUTOFMEMORY);
+  for (LONG i = 0; i < static_cast<LONG>(s->channels.size()); ++i) {
+    SafeArrayPutElement(s->array, &i,
+                        static_cast<IDispatch*>(s->channels[static_cast<size_t>(i)].get()));
+  }
+  return 0;
+}
 
-  SAFEARRAY* list = SafeArrayCreateVector(VT_DISPATCH, 0, static_cast<ULONG>(channels.size()));
-  if (!list) return krf::ReportError(o.file, "out of memory", E_OUTOFMEMORY);
-  for (LONG i = 0; i < static_cast<LONG>(channels.size()); ++i) {
-    SafeArrayPutElement(list, &i, static_cast<IDispatch*>(channels[static_cast<size_t>(i)].get()));
-  }
-  SAFEARRAY* result = nullptr;
-  hr = group->GetMuxData(&list, o.hnorm, o.first, o.count, o.reduction, &result);
-  SafeArrayDestroy(list);
-  if (FAILED(hr) || !result) {
-    return krf::ReportError(o.file, "GetMuxData failed", FAILED(hr) ? hr : E_FAIL);
-  }
+// The number of frames (last dimension) and values per frame of a result.
+void Shape(SAFEARRAY* result, size_t* frames, size_t* width) {
   const UINT dims = SafeArrayGetDim(result);
   LONG lo = 0, hi = -1;
   SafeArrayGetLBound(result, dims, &lo);
   SafeArrayGetUBound(result, dims, &hi);
-  const size_t items = hi >= lo ? static_cast<size_t>(hi - lo + 1) : 0;
-  size_t width = 1;
+  *frames = hi >= lo ? static_cast<size_t>(hi - lo + 1) : 0;
+  *width = 1;
   if (dims == 2) {
-    LONG l1 = 0, h1 = -1;
-    SafeArrayGetLBound(result, 1, &l1);
-    SafeArrayGetUBound(result, 1, &h1);
-    width = h1 >= l1 ? static_cast<size_t>(h1 - l1 + 1) : 0;
+    SafeArrayGetLBound(result, 1, &lo);
+    SafeArrayGetUBound(result, 1, &hi);
+    *width = hi >= lo ? static_cast<size_t>(hi - lo + 1) : 0;
   }
-  const bool pairs = width == channels.size() * 2;
+}
+
+std::string Header(const Selection& s, bool pairs) {
   std::string line = "Time";
-  for (const std::string& n : names) line += pairs ? "," + n + " max," + n + " min" : "," + n;
-  std::printf("%s\n", line.c_str());
+  for (const std::string& n : s.names) line += pairs ? "," + n + " max," + n + " min" : "," + n;
+  return line;
+}
+
+// One value of the result as text: raw integers as they stand; scaled
+// doubles so that they read back exactly, event words as unsigned masks.
+std::string Cell(const void* data, size_t at, Mode mode, bool event) {
+  if (mode != Mode::kScaled) return std::to_string(static_cast<const SHORT*>(data)[at]);
+  const double value = static_cast<const double*>(data)[at];
+  if (!event) return krf::RoundTrip(value);
+  uint16_t word = 0;
+  std::memcpy(&word, &value, sizeof word);
+  return std::to_string(word);
+}
+
+int Run(const Options& o) {
+  ComPtr<IRecording> recording;
+  int status = 0;
+  if (!krf::OpenOrReport(o.file, &recording, &status)) return status;
+  ComPtr<IChannelGroups> groups;
+  ComPtr<IChannelGroup> group;
+  HRESULT hr = recording->get_ChannelGroups(groups.put());
+  if (SUCCEEDED(hr) && groups) hr = groups->get_Item(o.group, group.put());
+  if (FAILED(hr) || !group) {
+    return krf::ReportError(o.file, "no channel group " + std::to_string(o.group),
+                            FAILED(hr) ? hr : E_INVALIDARG);
+  }
+  const Mode mode = o.mode();
+  ComPtr<IHNorms> hnorms;
+  ComPtr<IHNorm> hnorm;
+  hr = group->get_HNorms(hnorms.put());
+  if (SUCCEEDED(hr) && hnorms) hr = hnorms->get_Item(o.hnorm, hnorm.put());
+  // The raw read checks the normset itself; the data functions answer for
+  // a bad one with their own status.
+  if (mode == Mode::kRaw && (FAILED(hr) || !hnorm)) {
+    return krf::ReportError(o.file, "no normset " + std::to_string(o.hnorm) + " in group " +
+                                        std::to_string(o.group),
+                            FAILED(hr) ? hr : E_INVALIDARG);
+  }
+  Selection s;
+  if ((status = Select(o, group.get(), &s)) != 0) return status;
+
+  SAFEARRAY* result = nullptr;
+  const char* function = "GetMuxData";
+  switch (mode) {
+    case Mode::kRaw:
+      hr = group->GetMuxData(&s.array, o.hnorm, o.first, o.count, o.reduction, &result);
+      break;
+    case Mode::kScaled:
+      function = "GetScaledMuxData";
+      hr = GetScaledMuxData(group.get(), &s.array, o.hnorm, o.first, o.count, o.reduction, &result);
+      break;
+    case Mode::kOneOf:
+      function = "GetResampledMuxData";
+      hr = GetResampledMuxData(group.get(), &s.array, o.hnorm, o.first, o.count, o.one_of, &result);
+      break;
+    case Mode::kMerge:
+      function = "GetReducedMuxData";
+      hr = GetReducedMuxData(group.get(), &s.array, o.hnorm, o.first, o.count, o.merge, o.request,
+                             &result);
+      break;
+  }
+  if (FAILED(hr)) {
+    return krf::ReportError(o.file, krf::WithErrorText(std::string(function) + " failed"), hr);
+  }
+
+  double start = 0, step = 0;
+  if (hnorm) {
+    hnorm->get_StartTime(&start);
+    hnorm->get_XStep(&step);
+  }
+  size_t frames = 0, width = 0;
+  if (result) Shape(result, &frames, &width);
+  const bool pairs = result ? width == s.channels.size() * 2 : mode == Mode::kMerge;
+  std::printf("%s\n", Header(s, pairs).c_str());
+  // Sample (0-based in the normset) of row i: first + i x per_row.
+  double first = o.first - 1.0;
+  double per_row = o.reduction;
+  if (mode == Mode::kOneOf) {
+    per_row = o.one_of;
+    if (o.one_of >= 2) first = 0.0;
+  } else if (mode == Mode::kMerge) {
+    per_row = static_cast<double>(o.merge) * o.request;
+  }
   void* raw = nullptr;
-  if (SUCCEEDED(SafeArrayAccessData(result, &raw))) {
-    const SHORT* values = static_cast<const SHORT*>(raw);
-    for (size_t i = 0; i < items; ++i) {
-      const double t =
-          start + (static_cast<double>(o.first) - 1 + static_cast<double>(i) * o.reduction) * step;
-      line = krf::RoundTrip(t);
-      for (size_t k = 0; k < width; ++k) line += "," + std::to_string(values[i * width + k]);
+  if (result && SUCCEEDED(SafeArrayAccessData(result, &raw))) {
+    const size_t per_channel = pairs ? 2 : 1;
+    for (size_t i = 0; i < frames; ++i) {
+      std::string line = krf::RoundTrip(start + (first + static_cast<double>(i) * per_row) * step);
+      for (size_t k = 0; k < width; ++k) {
+        line += "," + Cell(raw, i * width + k, mode, s.event[k / per_channel]);
+      }
       std::printf("%s\n", line.c_str());
     }
     SafeArrayUnaccessData(result);
   }
-  SafeArrayDestroy(result);
+  if (result) SafeArrayDestroy(result);
   return 0;
 }
 
-const krf::Registrar kData("data", "Print a group's raw frames as CSV (opens read-only)",
+const krf::Registrar kData("data", "Print a group's frames as CSV (opens read-only)",
                            [](CLI::App& app) {
   auto o = std::make_shared<Options>();
   app.add_option("FILE", o->file, "recording file")->required();
@@ -135,12 +237,18 @@ const krf::Registrar kData("data", "Print a group's raw frames as CSV (opens rea
   app.add_option("--count", o->count, "number of items (default: to the end of the normset)");
   app.add_option("--reduction", o->reduction, "frames per item (default 1)");
   app.add_option("--channel", o->channels, "channel of the group (1-based; repeatable)");
-  return [o]() {
-    CoInitializeEx(nullptr, COINIT_MULTITHREADED);
-    const int status = Run(*o);
-    CoUninitialize();
-    return status;
-  };
+  auto* scaled = app.add_flag("--scaled", o->scaled, "technical values (GetScaledMuxData)");
+  auto* one_of = app.add_option("--one-of", o->one_of, "one frame out of N (GetResampledMuxData)");
+  auto* merge = app.add_option("--merge", o->merge,
+                               "frames merged per row (GetReducedMuxData, with --request)");
+  app.add_option("--request", o->request, "reduction read for --merge (default 1)")->needs(merge);
+  scaled->excludes(one_of)->excludes(merge);
+  one_of->excludes(merge);
+  return krf::WithCom([o, one_of, merge]() {
+    o->one_of_given = one_of->count() > 0;
+    o->merge_given = merge->count() > 0;
+    return Run(*o);
+  });
 });
 
 }  // namespace

@@ -1,0 +1,31 @@
+#include "tools/krf/data_output.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "platform/com_ptr.h"
+#include "platform/win.h"
+#include "tools/krf/recording_view.h"
+
+namespace krf {
+
+std::string WithErrorText(const std::string& what) {
+  mlr::ComPtr<IErrorInfo> info;
+  if (GetErrorInfo(0, info.put()) != S_OK || !info) return what;
+  BSTR text = nullptr;
+  std::string description;
+  if (SUCCEEDED(info->GetDescription(&text))) description = Utf8(text);
+  SysFreeString(text);
+  return description.empty() ? what : what + " (" + description + ")";
+}
+
+std::string RoundTripFloat(float value) {
+  char buf[32];
+  for (int precision = 6; precision <= 9; ++precision) {
+    std::snprintf(buf, sizeof buf, "%.*g", precision, static_cast<double>(value));
+    if (std::strtof(buf, nullptr) == value) break;
+  }
+  return buf;
+}
+
+}  // namespace krf

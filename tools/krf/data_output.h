@@ -1,0 +1,16 @@
+// Output helpers of the krf data commands (data, display, plot).
+#pragma once
+
+#include <string>
+
+namespace krf {
+
+// `what`, followed by the description of the error object that the failing
+// data function left on this thread, if any: "GetScaledMuxData failed (No
+// horizontal normsets)". Takes the error object.
+std::string WithErrorText(const std::string& what);
+
+// The shortest decimal text that reads back as the same float.
+std::string RoundTripFloat(float value);
+
+}  // namespace krf
