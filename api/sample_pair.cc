@@ -10,11 +10,11 @@
 namespace mlr::api {
 namespace {
 
-// One horizontal normset as the lookup reads it.
 // How close (in sample steps) a time must come to a sample's time to count
 // as on that sample.
 constexpr double kOnSampleTolerance = 1e-9;
 
+// One horizontal normset as the lookup reads it.
 struct Normset {
   double start = 0.0;
   double step = 0.0;
