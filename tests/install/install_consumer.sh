@@ -11,7 +11,7 @@ trap 'rm -rf "$work"' EXIT
 "$CMAKE" --build "$work/cmake-build" >/dev/null
 out=$(LD_LIBRARY_PATH="$work/prefix/lib" "$work/cmake-build/consumer" "$work/sample.krf")
 echo "find_package client: $out"
-[ "$out" = "groups 2 void 0 scaled 10" ]
+[ "$out" = "groups 2 void 0 scaled 10 sample 7" ]
 
 libdir=$(dirname "$(find "$work/prefix" -name movaLegacyRecording.pc)")
 flags=$(PKG_CONFIG_PATH="$libdir" pkg-config --cflags --libs movaLegacyRecording)
@@ -19,4 +19,4 @@ flags=$(PKG_CONFIG_PATH="$libdir" pkg-config --cflags --libs movaLegacyRecording
 "$CXX" -std=c++17 "$MLR_SOURCE_DIR/tests/install/consumer/consumer.cc" $flags -o "$work/pc-client"
 out=$(LD_LIBRARY_PATH="$work/prefix/lib" "$work/pc-client" "$work/sample.krf")
 echo "pkg-config client: $out"
-[ "$out" = "groups 2 void 0 scaled 10" ]
+[ "$out" = "groups 2 void 0 scaled 10 sample 7" ]

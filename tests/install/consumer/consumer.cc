@@ -2,8 +2,8 @@
 // creates the loader through the exported class-object entry point, opens a
 // recording given on the command line and prints its channel-group count,
 // then checks a module function and frees a runtime string, and reads
-// scaled data through a group member, which reaches the module function
-// through the library's own entry table.
+// scaled data through a group member and a sample through a channel member,
+// which reach their module functions through the library's own entry table.
 #include <LegacyRecording.h>
 
 #include <cstdio>
@@ -39,6 +39,25 @@ static LONG ScaledFrames(IChannelGroups* groups) {
   return frames;
 }
 
+// IChannelInfo::GetSampleAtTime of channel 1 of group 2 at 0.25 s, which
+// also reaches its module function through the entry table, or -1.
+static int SampleAt(IChannelGroups* groups) {
+  IChannelGroup* group = nullptr;
+  IChannelInfos* infos = nullptr;
+  IChannelInfo* channel = nullptr;
+  short sample = -1;
+  if (SUCCEEDED(groups->get_Item(2, &group)) && group &&
+      SUCCEEDED(group->get_ChannelInfos(&infos)) && infos &&
+      SUCCEEDED(infos->get_Item(1, &channel)) && channel &&
+      channel->GetSampleAtTime(0.25, &sample) != S_OK) {
+    sample = -1;
+  }
+  if (channel) channel->Release();
+  if (infos) infos->Release();
+  if (group) group->Release();
+  return sample;
+}
+
 int main(int argc, char** argv) {
   if (argc != 2) return 2;
   IClassFactory* factory = nullptr;
@@ -63,13 +82,15 @@ int main(int argc, char** argv) {
   IChannelGroups* groups = nullptr;
   LONG count = -1;
   LONG scaled = -1;
+  int sample = -1;
   if (SUCCEEDED(recording->get_ChannelGroups(&groups)) && groups) {
     groups->get_Count(&count);
     scaled = ScaledFrames(groups);
+    sample = SampleAt(groups);
     groups->Release();
   }
   recording->Release();
-  std::printf("groups %d void %d scaled %d\n", static_cast<int>(count),
-              IsVoidNumber(1.0) == VARIANT_FALSE ? 0 : 1, static_cast<int>(scaled));
+  std::printf("groups %d void %d scaled %d sample %d\n", static_cast<int>(count),
+              IsVoidNumber(1.0) == VARIANT_FALSE ? 0 : 1, static_cast<int>(scaled), sample);
   return 0;
 }
