@@ -385,6 +385,7 @@ Status CompoundFile::ResizeLocked(StreamNode& node, uint64_t size) {
     st = will_mini ? mini_.Allocate(need, &chain, &fat_) : fat_.Allocate(need, &chain);
     if (st.ok()) st = WriteLocked(chain, will_mini, 0, data.data(), keep);
   }
+  if (st.ok()) st = fat_.WritePlaceholders(io_);
   e.start = chain.empty() ? kEndOfChain : chain.runs()[0].first;
   if (st.ok()) e.size = size;
   else if (was_mini != will_mini) e.size = 0;  // the old data is gone

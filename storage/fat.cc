@@ -107,11 +107,13 @@ Status Fat::EnsureCapacity(uint64_t extra) {
       next_.resize(next_.size() + per_sector_, kFreeSect);
       dirty_.push_back(true);
       fat_sectors_.push_back(s);
+      unwritten_.push_back(s);
       Set(s, kFatSect);
       difat_dirty_ = true;
     } else {
       const uint32_t s = count_++;
       difat_sectors_.push_back(s);
+      unwritten_.push_back(s);
       Set(s, kDifSect);
       difat_dirty_ = true;
     }
@@ -188,7 +190,16 @@ Status Fat::Flush(const SectorIo& io, Header* h) {
     }
     difat_dirty_ = false;
   }
+  unwritten_.clear();  // every table sector now holds its real content
   (void)major_version_;
+  return Status::Ok();
+}
+
+Status Fat::WritePlaceholders(const SectorIo& io) {
+  if (unwritten_.empty()) return Status::Ok();
+  const std::vector<uint8_t> free_links(sector_size_, 0xFF);  // kFreeSect in every link
+  for (uint32_t s : unwritten_) MLR_RETURN_IF_ERROR(io.WriteSectors(s, 1, free_links.data()));
+  unwritten_.clear();
   return Status::Ok();
 }
 

@@ -50,6 +50,13 @@ class Fat {
   // FAT fields.
   Status Flush(const SectorIo& io, Header* header);
 
+  // Writes a placeholder (all links free) into each FAT or DIFAT sector that
+  // Allocate added since the last call. Called right after an allocation,
+  // before the data that follows such a sector is written, so that a
+  // growing file is written front to back without holes (a file system then
+  // keeps it in few extents); Flush writes the real content later.
+  Status WritePlaceholders(const SectorIo& io);
+
  private:
   void Set(uint32_t s, uint32_t value);
   uint64_t DifatCapacity() const;
@@ -65,6 +72,7 @@ class Fat {
   std::vector<uint32_t> difat_sectors_;
   std::vector<bool> dirty_;  // per FAT sector
   bool difat_dirty_ = false;
+  std::vector<uint32_t> unwritten_;  // table sectors added, not yet on disk
   uint32_t free_hint_ = 0;  // no free sector below this
 };
 

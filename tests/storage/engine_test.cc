@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <map>
 #include <numeric>
 
@@ -223,6 +224,29 @@ TEST(Engine, SetSizeReservesContiguousRuns) {
     ASSERT_TRUE(cf->Write(*d, pos, block.data(), block.size()).ok());
   }
   EXPECT_GE(cf->RunCount(*c), 4u);
+}
+
+TEST_P(EngineVersions, AGrowingStreamIsWrittenWithoutHoles) {
+  // 9 MiB in 64 KiB writes needs new FAT sectors between the data (and, in
+  // version 3, DIFAT sectors); each is written before the data after it, so
+  // no sector of the file is left unwritten (all zero) before the flush.
+  Fixture f;
+  auto cf = f.Create(GetParam());
+  const auto block = Pattern(64 << 10, 3);
+  auto node = *cf->OpenStream(*cf->CreateElement(CompoundFile::kRoot, u"S", EntryType::kStream, false));
+  for (uint64_t pos = 0; pos < (9u << 20); pos += block.size())
+    ASSERT_TRUE(cf->Write(*node, pos, block.data(), block.size()).ok());
+  const std::vector<uint8_t> bytes = MemoryFile(f.bytes).Snapshot();
+  const size_t ss = GetParam() == 3 ? 512 : 4096;
+  ASSERT_EQ(bytes.size() % ss, 0u);
+  for (size_t at = ss; at < bytes.size(); at += ss) {
+    EXPECT_FALSE(std::all_of(bytes.begin() + at, bytes.begin() + at + ss, [](uint8_t b) { return b == 0; }))
+        << "sector " << at / ss - 1 << " is a hole";
+  }
+  ASSERT_TRUE(cf->Flush().ok());
+  auto back = f.Open();
+  ASSERT_TRUE(back.ok()) << back.status().message();
+  EXPECT_EQ(ReadStream(**back, CompoundFile::kRoot, u"S").size(), 9u << 20);
 }
 
 TEST_P(EngineVersions, RandomChangesMatchAModel) {
