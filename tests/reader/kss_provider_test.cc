@@ -76,18 +76,6 @@ TEST_F(ReaderTest, KssProviderOperations) {
   EXPECT_FALSE(stg);
 }
 
-TEST_F(ReaderTest, TotalSizeIsTheFileSizeInKilobytes) {
-  const std::string path = Write(testing::SampleRecording(), "sized");
-  struct stat st {};
-  ASSERT_EQ(stat(path.c_str(), &st), 0);
-  ComPtr<IRecording> r;
-  ASSERT_EQ(Open(path, &r), S_OK);
-  LONG kb = -1;
-  ASSERT_EQ(r->get_TotalSize(&kb), S_OK);
-  EXPECT_EQ(kb, static_cast<LONG>(st.st_size / 1024));
-  EXPECT_EQ(r->get_TotalSize(nullptr), E_POINTER);
-}
-
 }  // namespace
 }  // namespace mlr::reader::test
 

@@ -233,25 +233,5 @@ TEST(Malformed, IoFaultsBecomeStatuses) {
   w->FailWritesAfter(INT64_MAX);
 }
 
-TEST(Malformed, ReadOnlyOpenWritesNothing) {
-  auto b = SampleFile();
-  auto faulty = std::make_unique<FaultyFile>(MemoryFile::FromVector(b, false));
-  FaultyFile* f = faulty.get();
-  {
-    auto cf = CompoundFile::Open(std::move(faulty), u"m");
-    ASSERT_TRUE(cf.ok());
-    auto data = *(*cf)->Find(CompoundFile::kRoot, u"Data");
-    auto node = *(*cf)->OpenStream(*(*cf)->Find(data, u"Big"));
-    std::vector<uint8_t> out(10000);
-    size_t got = 0;
-    ASSERT_TRUE((*cf)->Read(*node, 0, out.data(), out.size(), &got).ok());
-    EXPECT_EQ(got, 10000u);
-    EXPECT_EQ(out[9999], 0x5A);
-    EXPECT_TRUE((*cf)->Flush().ok());
-    EXPECT_GT(f->reads(), 0);
-    EXPECT_EQ(f->writes(), 0);
-  }
-}
-
 }  // namespace
 }  // namespace mlr::storage
