@@ -6,6 +6,7 @@
 // operating system. Sharing uses flock(2) locks, which conflict between two
 // opens of one file in the same process as well as across processes.
 #include "platform/file.h"
+#include "platform/file_faults.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -242,6 +243,7 @@ HRESULT OpenFile(const char* path, FileMode mode, FileShare share, std::unique_p
   File* file = new (std::nothrow) PosixFile(fd, mode != FileMode::kOpenRead);
   if (!file) return fail(STG_E_INSUFFICIENTMEMORY);
   out->reset(file);
+  if (mode != FileMode::kOpenRead) return internal::WrapForWriteFaults(path, out);
   return S_OK;
 }
 

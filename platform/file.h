@@ -79,4 +79,16 @@ std::unique_ptr<File> NewMemoryFile(const void* data, size_t size, bool read_onl
 // Thread-safe; one path at a time.
 void DenyWriteOpensForTesting(const char* path);
 
+// Test hook: a failing disk. While a path is set, every WriteAt on a file
+// that OpenFile opens for writing at exactly that path (same string) is
+// counted, from 1, across all such files; the `k`-th one fails with
+// `failure` without writing anything (k = 0 fails none and only counts).
+// Later writes succeed again: a single fault, which the writer must not
+// lose. Null or "" clears the hook and the count. Only tests set it.
+// Thread-safe; one path at a time; files opened before the call are not
+// affected.
+void FailWriteForTesting(const char* path, uint64_t k, HRESULT failure = STG_E_WRITEFAULT);
+// The writes counted since FailWriteForTesting last set a path.
+uint64_t CountedWritesForTesting();
+
 }  // namespace mlr
