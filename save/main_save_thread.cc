@@ -101,8 +101,14 @@ bool CMainSaveThread::SetStatus(LONG status) {
 }
 
 void CMainSaveThread::Abort() {
+  // A save that has already ended stays as it is (its file is kept, its
+  // status stays Ready); otherwise the final Ready overwrites Aborting.
+  LONG current = status_.load(std::memory_order_acquire);
+  if (current == kalSRS_Ready) return;
   RequestStop();
-  SetStatus(kalSRS_Aborting);
+  while (current != kalSRS_Ready && (current & static_cast<LONG>(0xF0000000)) == 0 &&
+         !status_.compare_exchange_weak(current, kalSRS_Aborting, std::memory_order_acq_rel)) {
+  }
 }
 
 std::vector<CSaveObject*> CMainSaveThread::OrderGroups() const {

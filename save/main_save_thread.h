@@ -101,7 +101,9 @@ class CMainSaveThread final : public CThreadBase {
 
   LONG status() const { return status_.load(std::memory_order_acquire); }
   bool SetStatus(LONG status);
-  // Sets the stop flag and the status Aborting.
+  // Sets the stop flag and the status Aborting. Once the status is Ready the
+  // save has ended: Abort then changes nothing (the finished file stays, the
+  // status stays Ready, never a lasting Aborting).
   void Abort();
 
   const CSaveClock& clock() const { return clock_; }

@@ -52,6 +52,11 @@ TEST_F(PipelineTest, PhasesRunInOrderWithTheirStatusesAndTheFileIsStamped) {
   LONG completion = -1, error = -1;
   EXPECT_EQ(progress->get_Completion(&completion), S_OK);
   EXPECT_EQ(completion, 100);
+  // An abort after the end changes nothing: the file stays, the status too.
+  EXPECT_EQ(progress->Abort(), S_OK);
+  kalSaveRecordingStatus status;
+  progress->get_Status(&status);
+  EXPECT_EQ(status, kalSRS_Ready);
   EXPECT_EQ(progress->get_ErrorCode(&error), S_OK);
   EXPECT_EQ(error, S_OK);
   progress = nullptr;

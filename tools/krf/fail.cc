@@ -41,6 +41,8 @@ const char* HresultName(HRESULT hr) {
     NAME(STG_E_DOCFILECORRUPT)
     NAME(STG_E_DOCFILETOOLARGE)
 #undef NAME
+    case static_cast<HRESULT>(0x80080011):  // a save of 2 GiB or more without KSS
+      return "MEM_E_INVALID_SIZE";
     default:
       return "";
   }

@@ -1,0 +1,301 @@
+// SaveRecording end to end, on its own threads: argument checks, the
+// replaced target, a selection that reads back through the reader, and a
+// save whose k-th write fails or that is aborted at a random moment: the
+// source stays as it was, no target stays behind, the status ends Ready.
+#include <sys/stat.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <thread>
+
+#include "platform/file.h"
+#include "platform/strings.h"
+#include "tests/save/writer_fixture.h"
+
+namespace mlr::save::test {
+namespace {
+
+using model::MemoryChannelSpec;
+using model::MemoryGroupSpec;
+using model::MemoryRecordingSpec;
+using model::MemorySegment;
+
+std::vector<int16_t> Ramp(size_t frames, size_t channels, int seed) {
+  std::vector<int16_t> v(frames * channels);
+  for (size_t i = 0; i < v.size(); ++i) v[i] = static_cast<int16_t>((i * 7 + seed * 101) % 4001 - 2000);
+  return v;
+}
+
+// Three groups (so no writer thread) of different widths.
+MemoryRecordingSpec ThreeGroups(size_t frames = 2600) {
+  MemoryRecordingSpec spec;
+  spec.comment = u"three";
+  spec.utc_year = 2021;
+  spec.utc_year_day = 50;
+  for (int g = 0; g < 3; ++g) {
+    MemoryGroupSpec group;
+    const size_t channels = 1 + 2 * g;
+    for (size_t c = 0; c < channels; ++c)
+      group.channels.push_back(MemoryChannelSpec{u"C" + ToUtf16(std::to_string(c).c_str()), u"V",
+                                                 false, {}, {{0.0, 1.0, 0.0}}});
+    group.segments = {MemorySegment{0.0, 0.001 * (g + 1), Ramp(frames, channels, g)}};
+    spec.groups.push_back(group);
+  }
+  spec.markers = {0.5};
+  return spec;
+}
+
+// A safe array of VARIANTs holding the channels.
+SAFEARRAY* ChannelArray(const std::vector<IChannelInfo*>& channels) {
+  SAFEARRAY* array = SafeArrayCreateVector(VT_VARIANT, 0, static_cast<ULONG>(channels.size()));
+  for (LONG i = 0; i < static_cast<LONG>(channels.size()); ++i) {
+    VARIANT v;
+    VariantInit(&v);
+    V_VT(&v) = VT_DISPATCH;
+    V_DISPATCH(&v) = channels[i];
+    SafeArrayPutElement(array, &i, &v);
+  }
+  return array;
+}
+
+class SaveRecordingTest : public WriterTest {
+ protected:
+  HRESULT Start(const std::vector<IChannelInfo*>& channels, const std::string& path, LONG options,
+                ComPtr<ISaveRecordingProgress>* progress, double start = 0.0, double end = 1e9) {
+    SAFEARRAY* array = ChannelArray(channels);
+    BSTR name = SysAllocString(ToUtf16(path.c_str()).c_str());
+    HRESULT hr = SaveRecording(name, &array, start, end, static_cast<kalSaveRecordingFlags>(options),
+                               progress->put());
+    SysFreeString(name);
+    SafeArrayDestroy(array);
+    return hr;
+  }
+
+  // Polls until the save has ended: Ready, or ErrorOccurred once the group
+  // list is gone (Completion 100). The final status and error code.
+  static void Wait(ISaveRecordingProgress* progress, kalSaveRecordingStatus* status, LONG* error) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    for (;;) {
+      LONG completion = 0;
+      progress->get_Status(status);
+      progress->get_Completion(&completion);
+      if (*status == kalSRS_Ready || (*status == kalSRS_ErrorOccurred && completion == 100)) break;
+      if (std::chrono::steady_clock::now() > deadline) {
+        ADD_FAILURE() << "the save did not end";
+        break;
+      }
+      std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    progress->get_ErrorCode(error);
+  }
+
+  static bool Exists(const std::string& path) {
+    struct stat st;
+    return ::stat(path.c_str(), &st) == 0;
+  }
+  static std::string Contents(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), {});
+  }
+
+  // The groups of `saved` hold the frames of `source`'s groups.
+  static void ExpectSameFrames(IRecording* source, IRecording* saved, LONG groups) {
+    for (LONG g = 1; g <= groups; ++g) {
+      EXPECT_EQ(Frames(saved, g, 1), Frames(source, g, 1)) << "group " << g;
+      EXPECT_FALSE(Frames(saved, g, 1).empty());
+    }
+  }
+
+  // A file source: the memory recording saved once.
+  ComPtr<IRecording> FileSource(const std::string& path, std::vector<ComPtr<IChannelInfo>>* keep,
+                                std::vector<IChannelInfo*>* channels) {
+    ComPtr<IRecording> memory = MakeMemoryRecording(ThreeGroups());
+    std::vector<ComPtr<IChannelInfo>> memory_keep;
+    ComPtr<ISaveRecordingProgress> progress;
+    EXPECT_EQ(Start(AllOf(memory.get(), &memory_keep), path, 0, &progress), S_OK);
+    kalSaveRecordingStatus status;
+    LONG error;
+    Wait(progress.get(), &status, &error);
+    EXPECT_EQ(error, S_OK);
+    progress = nullptr;
+    ComPtr<IRecording> source;
+    EXPECT_EQ(Open(path, &source), S_OK);
+    *channels = AllOf(source.get(), keep);
+    return source;
+  }
+
+  static std::vector<IChannelInfo*> AllOf(IRecording* r, std::vector<ComPtr<IChannelInfo>>* keep) {
+    std::vector<IChannelInfo*> out;
+    for (LONG g = 1; GroupOf(r, g); ++g) {
+      for (LONG c = 1; ChannelOf(r, g, c); ++c) {
+        keep->push_back(ChannelOf(r, g, c));
+        out.push_back(keep->back().get());
+      }
+    }
+    return out;
+  }
+};
+
+TEST_F(SaveRecordingTest, ArgumentsAreCheckedBeforeTheTargetIsTouched) {
+  ComPtr<IRecording> source = MakeMemoryRecording(ThreeGroups(10));
+  std::vector<ComPtr<IChannelInfo>> keep;
+  const std::vector<IChannelInfo*> channels = AllOf(source.get(), &keep);
+  const std::string path = Path("kept.krf");
+  std::ofstream(path) << "not a recording";
+
+  SAFEARRAY* array = ChannelArray(channels);
+  BSTR name = SysAllocString(ToUtf16(path.c_str()).c_str());
+  ISaveRecordingProgress* progress = reinterpret_cast<ISaveRecordingProgress*>(0x1);
+  EXPECT_EQ(SaveRecording(name, &array, 0, 1, kalSaveRecordingFlags(0), nullptr), E_POINTER);
+  EXPECT_EQ(SaveRecording(name, &array, 0, 1, kalSaveRecordingFlags(0x8), &progress), E_INVALIDARG);
+  EXPECT_EQ(progress, nullptr);
+  EXPECT_EQ(SaveRecording(nullptr, &array, 0, 1, kalSaveRecordingFlags(0), &progress), E_INVALIDARG);
+  EXPECT_EQ(SaveRecording(name, nullptr, 0, 1, kalSaveRecordingFlags(0), &progress), E_INVALIDARG);
+  SAFEARRAY* none = nullptr;
+  EXPECT_EQ(SaveRecording(name, &none, 0, 1, kalSaveRecordingFlags(0), &progress), E_INVALIDARG);
+  SAFEARRAY* empty = SafeArrayCreateVector(VT_VARIANT, 0, 0);
+  EXPECT_EQ(SaveRecording(name, &empty, 0, 1, kalSaveRecordingFlags(0), &progress), E_INVALIDARG);
+  SafeArrayDestroy(empty);
+  // An element that is not a channel info: the recording itself.
+  SAFEARRAY* wrong = ChannelArray({channels[0]});
+  VARIANT v;
+  VariantInit(&v);
+  V_VT(&v) = VT_UNKNOWN;
+  V_UNKNOWN(&v) = source.get();
+  LONG at = 0;
+  SafeArrayPutElement(wrong, &at, &v);
+  EXPECT_EQ(SaveRecording(name, &wrong, 0, 1, kalSaveRecordingFlags(0), &progress), E_INVALIDARG);
+  SafeArrayDestroy(wrong);
+  EXPECT_EQ(progress, nullptr);
+  EXPECT_EQ(Contents(path), "not a recording") << "nothing touched the file";
+  SafeArrayDestroy(array);
+  SysFreeString(name);
+}
+
+TEST_F(SaveRecordingTest, AReadOnlyTargetIsReplacedAndTheSelectionReadsBack) {
+  ComPtr<IRecording> source = MakeMemoryRecording(ThreeGroups());
+  std::vector<ComPtr<IChannelInfo>> keep;
+  const std::string path = Path("replaced.krf");
+  std::ofstream(path) << "old";
+  ASSERT_EQ(::chmod(path.c_str(), 0444), 0);
+  for (LONG options : {0, kalSRF_SkipReducedStream | kalSRF_UseKSS}) {
+    ComPtr<ISaveRecordingProgress> progress;
+    ASSERT_EQ(Start(AllOf(source.get(), &keep), path, options, &progress), S_OK);
+    kalSaveRecordingStatus status;
+    LONG error = -1;
+    Wait(progress.get(), &status, &error);
+    EXPECT_EQ(status, kalSRS_Ready);
+    EXPECT_EQ(error, S_OK);
+    LONG size = 0, processed = 0, multiplier = 0;
+    progress->get_EstimatedSize(&size);
+    progress->get_BytesProcessed(&processed);
+    progress->get_SizeMultiplier(&multiplier);
+    EXPECT_EQ(size, -1) << "no group list once finished";
+    EXPECT_EQ(multiplier, 1);
+    progress = nullptr;
+    ComPtr<IRecording> saved;
+    ASSERT_EQ(Open(path, &saved), S_OK) << options;
+    ExpectSameFrames(source.get(), saved.get(), 3);
+    saved = nullptr;  // the reader holds the file exclusively
+    std::vector<uint8_t> reduced;
+    EXPECT_EQ(ReadStream(path, "Data/ChGroup3/MuxData500", &reduced),
+              (options & kalSRF_SkipReducedStream) == 0);
+  }
+}
+
+// Every k-th write of the target fails in turn (a sample of k over a whole
+// save): the save ends with the failure and leaves no file, or, when the
+// failed write was not needed (none is), reads back whole; the source file
+// never changes.
+TEST_F(SaveRecordingTest, AFailedWriteAtAnyPointLeavesNoTargetAndTheSourceUntouched) {
+  std::vector<ComPtr<IChannelInfo>> keep;
+  std::vector<IChannelInfo*> channels;
+  const std::string source_path = Path("source.krf"), target = Path("target.krf");
+  ComPtr<IRecording> source = FileSource(source_path, &keep, &channels);
+  ASSERT_TRUE(source);
+  const std::string before = Contents(source_path);
+
+  // A clean save counts the writes.
+  FailWriteForTesting(target.c_str(), 0);
+  {
+    ComPtr<ISaveRecordingProgress> progress;
+    ASSERT_EQ(Start(channels, target, 0, &progress), S_OK);
+    kalSaveRecordingStatus status;
+    LONG error;
+    Wait(progress.get(), &status, &error);
+    ASSERT_EQ(error, S_OK);
+  }
+  const uint64_t writes = CountedWritesForTesting();
+  ASSERT_GT(writes, 3u);
+  std::vector<uint64_t> ks;
+  const uint64_t stride = std::max<uint64_t>(1, writes / 25);
+  for (uint64_t k = 1; k <= writes; k += stride) ks.push_back(k);
+  ks.push_back(writes);
+  for (uint64_t k : ks) {
+    FailWriteForTesting(target.c_str(), k, STG_E_MEDIUMFULL);
+    ComPtr<ISaveRecordingProgress> progress;
+    const HRESULT started = Start(channels, target, 0, &progress);
+    if (SUCCEEDED(started)) {
+      kalSaveRecordingStatus status;
+      LONG error;
+      Wait(progress.get(), &status, &error);
+      progress = nullptr;
+      if (error == S_OK) {
+        ComPtr<IRecording> saved;
+        ASSERT_EQ(Open(target, &saved), S_OK) << "k = " << k << " of " << writes;
+        ExpectSameFrames(source.get(), saved.get(), 3);
+      } else {
+        EXPECT_EQ(error, STG_E_MEDIUMFULL) << k;
+        EXPECT_EQ(status, kalSRS_ErrorOccurred) << k;
+        EXPECT_FALSE(Exists(target)) << "k = " << k << " of " << writes;
+      }
+    } else {
+      EXPECT_EQ(started, STG_E_MEDIUMFULL) << k;
+    }
+  }
+  FailWriteForTesting(nullptr, 0);
+  EXPECT_EQ(Contents(source_path), before);
+}
+
+TEST_F(SaveRecordingTest, AnAbortAtARandomMomentEndsReadyWithoutATarget) {
+  std::vector<ComPtr<IChannelInfo>> keep;
+  std::vector<IChannelInfo*> channels;
+  const std::string source_path = Path("source.krf"), target = Path("target.krf");
+  ComPtr<IRecording> source = FileSource(source_path, &keep, &channels);
+  ASSERT_TRUE(source);
+  const std::string before = Contents(source_path);
+  std::mt19937 random(20261124);
+  for (int round = 0; round < 12; ++round) {
+    // Two groups: with the writer thread; three: without.
+    std::vector<IChannelInfo*> chosen = channels;
+    if (round % 2) chosen.resize(4);  // channels of groups 1 and 2
+    ComPtr<ISaveRecordingProgress> progress;
+    ASSERT_EQ(Start(chosen, target, 0, &progress), S_OK);
+    std::this_thread::sleep_for(std::chrono::microseconds(random() % 150000));
+    kalSaveRecordingStatus status = kalSRS_Initializing;
+    progress->get_Status(&status);
+    const bool ended = status == kalSRS_Ready;
+    ASSERT_EQ(progress->Abort(), S_OK);
+    LONG completion = -1;
+    progress->get_Completion(&completion);
+    EXPECT_EQ(completion, 0);
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    progress->get_Status(&status);
+    while (status != kalSRS_Ready && std::chrono::steady_clock::now() < deadline) {
+      EXPECT_EQ(status, kalSRS_Aborting);
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+      progress->get_Status(&status);
+    }
+    EXPECT_EQ(status, kalSRS_Ready) << round;
+    progress = nullptr;
+    // An abort after the end keeps the finished file.
+    EXPECT_EQ(Exists(target), ended) << round;
+    std::filesystem::remove(target);
+  }
+  EXPECT_EQ(Contents(source_path), before);
+}
+
+}  // namespace
+}  // namespace mlr::save::test
