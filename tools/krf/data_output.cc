@@ -9,13 +9,18 @@
 
 namespace krf {
 
-std::string WithErrorText(const std::string& what) {
+std::string TakeErrorText() {
   mlr::ComPtr<IErrorInfo> info;
-  if (GetErrorInfo(0, info.put()) != S_OK || !info) return what;
+  if (GetErrorInfo(0, info.put()) != S_OK || !info) return "";
   BSTR text = nullptr;
   std::string description;
   if (SUCCEEDED(info->GetDescription(&text))) description = Utf8(text);
   SysFreeString(text);
+  return description;
+}
+
+std::string WithErrorText(const std::string& what) {
+  const std::string description = TakeErrorText();
   return description.empty() ? what : what + " (" + description + ")";
 }
 

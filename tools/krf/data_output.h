@@ -1,9 +1,13 @@
-// Output helpers of the krf data commands (data, display, plot).
+// Output helpers of the krf data commands (data, display, plot, value).
 #pragma once
 
 #include <string>
 
 namespace krf {
+
+// The description of the error object that the last data function left on
+// this thread, or "" when there is none. Takes the error object.
+std::string TakeErrorText();
 
 // `what`, followed by the description of the error object that the failing
 // data function left on this thread, if any: "GetScaledMuxData failed (No

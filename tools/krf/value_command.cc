@@ -12,6 +12,7 @@
 
 #include "tools/krf/command.h"
 #include "tools/krf/command_support.h"
+#include "tools/krf/data_output.h"
 #include "tools/krf/recording_view.h"
 
 namespace {
@@ -24,17 +25,6 @@ struct Options {
   LONG channel = 0;
   std::vector<double> times;
 };
-
-// The description of the error the last call left on the thread, or "".
-std::string TakeErrorText() {
-  ComPtr<IErrorInfo> info;
-  if (GetErrorInfo(0, info.put()) != S_OK || !info) return "";
-  BSTR text = nullptr;
-  info->GetDescription(&text);
-  std::string description = krf::Utf8(text);
-  SysFreeString(text);
-  return description;
-}
 
 int Run(const Options& o) {
   ComPtr<IRecording> recording;
@@ -53,7 +43,7 @@ int Run(const Options& o) {
     if (FAILED(hr)) return krf::ReportError(o.file, "GetSampleAtTime failed", hr);
     hr = GetValueAtTime(channel.get(), t, &value);
     if (FAILED(hr)) return krf::ReportError(o.file, "GetValueAtTime failed", hr);
-    const std::string note = TakeErrorText();
+    const std::string note = krf::TakeErrorText();
     if (!note.empty()) {
       std::fprintf(stderr, "krf: %s: at %s: %s\n", o.file.c_str(), krf::RoundTrip(t).c_str(),
                    note.c_str());
