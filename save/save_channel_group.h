@@ -33,13 +33,15 @@
 //      count (on a removable target ceil(100,000 / C / 500) x 500 clamped to
 //      500..25,000, each block followed by a pause that makes it last 500
 //      ms), written through the writer queue; reduced frames batched by
-//      100,000 (10,000 on a removable target).
+//      100,000 (10,000 on a removable target). A fetch that succeeds
+//      without frames fails the group with E_FAIL (it would never end).
 //   5 / kSavePhaseCleanUp  finish: commit the streams and the storage, or,
 //      after a failure or abort, set the streams' size to 0 (left as they
 //      are with kalSRF_UseKSS); revoke the interface-table entries. A second
 //      call does nothing.
 // A group without segments writes no stream header and no data and
-// estimates 0 bytes.
+// estimates 0 bytes. No timing log is kept: the benchmark under bench/
+// measures the phases instead.
 //
 // Errors: every failure of a write, seek, size change or source fetch is kept
 // as the group's error code (the first failure wins) and ends the group's
