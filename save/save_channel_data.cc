@@ -52,25 +52,30 @@ size_t ElementCount(SAFEARRAY* array) {
 
 void ReduceRun(const int16_t* samples, size_t frames, size_t channels,
                const std::vector<bool>& is_event, int16_t* out) {
-  for (size_t c = 0; c < channels; ++c) {
-    int16_t first = samples[c], second = samples[c];
-    const int16_t* p = samples + channels + c;
-    if (is_event[c]) {
-      for (size_t f = 1; f < frames; ++f, p += channels) {
-        first = static_cast<int16_t>(first | *p);
-        second = static_cast<int16_t>(second & *p);
-      }
-    } else {
-      for (size_t f = 1; f < frames; ++f, p += channels) {
-        first = std::max(first, *p);
-        second = std::min(second, *p);
-      }
+  // Frame after frame over contiguous channels, all four results for every
+  // channel (the loop vectorises); each channel then keeps the pair it needs.
+  thread_local std::vector<int16_t> scratch;
+  scratch.resize(4 * channels);
+  int16_t* hi = scratch.data();
+  int16_t* lo = hi + channels;
+  int16_t* any = lo + channels;
+  int16_t* all = any + channels;
+  for (size_t c = 0; c < channels; ++c) hi[c] = lo[c] = any[c] = all[c] = samples[c];
+  const int16_t* p = samples + channels;
+  for (size_t f = 1; f < frames; ++f, p += channels) {
+    for (size_t c = 0; c < channels; ++c) {
+      const int16_t v = p[c];
+      hi[c] = std::max(hi[c], v);
+      lo[c] = std::min(lo[c], v);
+      any[c] = static_cast<int16_t>(any[c] | v);
+      all[c] = static_cast<int16_t>(all[c] & v);
     }
-    out[2 * c] = first;
-    out[2 * c + 1] = second;
+  }
+  for (size_t c = 0; c < channels; ++c) {
+    out[2 * c] = is_event[c] ? any[c] : hi[c];
+    out[2 * c + 1] = is_event[c] ? all[c] : lo[c];
   }
 }
-
 
 uint32_t CSaveChannelGroup::block_frames() const {
   const uint32_t c = std::max<uint32_t>(1, static_cast<uint32_t>(channels_.size()));
