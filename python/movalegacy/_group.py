@@ -6,20 +6,11 @@ import numbers as _numbers
 import numpy as _np
 
 from . import _core
-from ._dispatch import Dispatch
+from ._checks import seconds as _seconds
 from ._items import Frames, Normset, Scaling
 
 # Times closer than this to a sample's time count as that sample's time.
 _TIME_TOLERANCE = 1e-9
-
-
-def _seconds(value, what):
-    if isinstance(value, bool) or not isinstance(value, _numbers.Real):
-        raise TypeError(f"{what} must be a number of seconds, not {type(value).__name__}")
-    value = float(value)
-    if _math.isnan(value):
-        raise ValueError(f"{what} is NaN")
-    return value
 
 
 class Channel:
@@ -167,10 +158,7 @@ class Group:
             part = _core.read_frames(self.com._object, objects, number, first + 1,
                                      last - first + 1, scaled, events)
             parts.append(part)
-            time = _np.arange(first, first + len(part), dtype=_np.float64)
-            time *= normset.step
-            time += normset.start
-            times.append(time)
+            times.append(_core.time_axis(normset.start, normset.step, first, len(part)))
         dtype = _np.float64 if scaled else _np.int16
         if not parts:
             values = _np.empty((0, len(selected)), dtype)

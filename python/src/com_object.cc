@@ -64,7 +64,9 @@ DISPID DispidOf(IDispatch* object, const std::string& name) {
 // by reference), updates the Ref values and leaves the result in *result.
 void InvokeRaw(const ComObject& self, DISPID dispid, const std::string& name, WORD flags,
                py::tuple args, VARIANT* result) {
-  IDispatch* object = self.get();
+  // A reference of our own: another thread may close the session while the
+  // call runs without the GIL.
+  const mlr::ComPtr<IDispatch> object(self.get());
   const size_t n = args.size();
   VariantList values(n);  // reversed: rgvarg[0] is the last argument
   VariantList referenced(n);
@@ -223,6 +225,8 @@ void RegisterComObject(py::module_& m) {
            py::arg("name"), py::arg("flags"), py::arg("args"),
            "Calls a member by name through IDispatch::Invoke (flags: DISPATCH_*).")
       .def("items", &Enumerate, "The items of a collection, through its enumerator.")
+      .def("release", &ComObject::Release,
+           "Drops this handle's reference now; later use raises ValueError.")
       .def_property_readonly("interface", &ComObject::InterfaceName)
       .def_property_readonly("identity", &ComObject::Identity)
       .def_property_readonly("session", &ComObject::session);

@@ -126,6 +126,17 @@ py::object DisplayData(const ComObject& group, const ComObject& channel, double 
   return ToPython(result.release(), group.session());
 }
 
+py::array_t<double> TimeAxis(double start, double step, int64_t first, int64_t count) {
+  if (count < 0) throw py::value_error("a negative count");
+  py::array_t<double> axis(static_cast<py::ssize_t>(count));
+  double* out = axis.mutable_data();
+  {
+    py::gil_scoped_release unlocked;
+    for (int64_t i = 0; i < count; ++i) out[i] = static_cast<double>(first + i) * step + start;
+  }
+  return axis;
+}
+
 double ValueAt(const ComObject& channel, double time) {
   mlr::ComPtr<IChannelInfo> c = channel.As<IChannelInfo>("channel");
   double value = 0;
@@ -147,6 +158,8 @@ void RegisterDataCalls(py::module_& m) {
         py::arg("first"), py::arg("count"), py::arg("scaled"), py::arg("events"));
   m.def("display_data", &DisplayData, py::arg("group"), py::arg("channel"), py::arg("start"),
         py::arg("end"), py::arg("points"));
+  m.def("time_axis", &TimeAxis, py::arg("start"), py::arg("step"), py::arg("first"),
+        py::arg("count"));
   m.def("value_at", &ValueAt, py::arg("channel"), py::arg("time"));
   m.def("live_objects", [] { return mlr::model::LiveObjectCount(); },
         "Number of objects of the recording model alive in the process (for tests).");

@@ -17,6 +17,8 @@
 //     of the double) are turned into the word's unsigned value, in place.
 //   display_data(group, channel, start, end, points) -> (points, 2) float32
 //     array of (maximum, minimum) per display point (GetDisplayData).
+//   time_axis(start, step, first, count) -> float64 array of the times
+//     start + (first + k) * step, k = 0 .. count - 1 (filled in one pass).
 //   value_at(channel, time) -> float (GetValueAtTime; NaN, the void number,
 //     where there is no value).
 //   live_objects() -> number of model objects alive in the process.

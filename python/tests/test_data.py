@@ -10,18 +10,6 @@ import movalegacy
 from movalegacy import _core
 from conftest import write
 
-E_NOTIMPL = 0x80004001
-
-
-def library_has(call):
-    """Skips the test when the library of this build lacks a data function."""
-    try:
-        return call()
-    except movalegacy.Error as error:
-        if error.status == E_NOTIMPL:
-            pytest.skip(f"{error.operation} is not in this build of the library")
-        raise
-
 
 def test_raw_read_joins_normsets_on_their_time_axis(built):
     path, spec = built
@@ -83,7 +71,7 @@ def test_scaled_read_uses_each_samples_scaling_and_event_masks(built):
     path, _ = built
     with movalegacy.open(path) as rec:
         g = rec.groups[0]
-        t, x = library_has(lambda: g.read(end=0.2))
+        t, x = g.read(end=0.2)
     k = np.arange(20)
     assert np.allclose(t, k * 0.01)
     expected_a = np.where(t < 0.15 - 1e-9, k * 0.5 + 1.0, k * 2.0 - 3.0)
@@ -96,15 +84,23 @@ def test_display_and_value_at(built):
     path, _ = built
     with movalegacy.open(path) as rec:
         g = rec.groups[0]
-        t, maxmin = library_has(lambda: g.display("B", 0.0, 0.19, points=2))
-        assert maxmin.dtype == np.float32 and maxmin.shape[1] == 2
-        assert np.allclose(t, [0.0, 0.19][:len(t)])
-        assert np.all(maxmin[:, 0] >= maxmin[:, 1])
-        value = library_has(lambda: g.channels[1].value_at(0.015))
-        assert value == pytest.approx(-1.5 * 0.25)
+        b = g.channels[1]
+        t, maxmin = g.display(b, 0.0, 0.19, points=4)
+        assert maxmin.dtype == np.float32 and maxmin.shape == (4, 2)
+        assert np.allclose(t, [0.0, 0.19 / 3, 0.38 / 3, 0.19])
+        late_bound = g.com.GetDisplayData(b.com, 0.0, 0.19, 4, movalegacy.Ref())
+        assert np.array_equal(maxmin, late_bound)
+        assert np.all(maxmin[:, 0] >= maxmin[:, 1]) and maxmin.min() == -19 * 0.25
+        _, gap = g.display(b, 0.5, 1.05, points=3)
+        assert np.isnan(gap[0]).all()  # no data in the gap: the void pair
+        # Between a sample of the first scaling (14 -> 8.0) and one of the
+        # second (15 -> 27.0), each scaled with its own.
+        assert g.channels[0].value_at(0.145) == pytest.approx(17.5)
+        assert b.value_at(0.015) == pytest.approx(-1.5 * 0.25)
         assert math.isnan(g.value_at("B", 50.0))
+        assert math.isnan(g.value_at(g.channels[2], 0.0))  # event channels have no value
         with pytest.raises(ValueError):
-            g.display("B", points=1)
+            g.display(b, points=1)
 
 
 def test_to_dataframe_has_time_index_and_channel_columns(built):

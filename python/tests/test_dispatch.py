@@ -58,6 +58,11 @@ def test_errors_by_name(sample):
     assert info.value.status == 0x80070057 and info.value.name == "E_INVALIDARG"
     with pytest.raises(TypeError):
         com.ChannelGroups.Item(object())
+    group = sample.groups[0]
+    with pytest.raises(movalegacy.Error) as info:  # a numbered message of the library
+        group.com.GetScaledMuxData(group.channels, 9, 1, 10, 1, Ref())
+    assert (info.value.status, info.value.name) == (0x800427DA, "MESSAGE_10202")
+    assert info.value.message == "No horizontal normsets"
 
 
 def test_streams_come_back_as_bytes(sample):
