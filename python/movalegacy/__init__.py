@@ -17,9 +17,10 @@ from ._group import Channel, Group
 from ._items import (Bookmark, Frames, Marker, Normset, PhysicalChannel, Scaling, Trigger,
                      VoiceMark)
 from ._recording import Recording, open
+from ._save import save
 
 __all__ = [
     "ArgumentError", "Bookmark", "Channel", "Dispatch", "Error", "Frames", "Group", "Marker",
     "Normset", "PhysicalChannel", "Recording", "Ref", "Scaling", "Trigger", "VoiceMark",
-    "dispatch", "open",
+    "dispatch", "open", "save",
 ]

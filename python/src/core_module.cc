@@ -6,10 +6,12 @@
 #include "python/src/com_object.h"
 #include "python/src/data_calls.h"
 #include "python/src/safe_array.h"
+#include "python/src/services.h"
 
 PYBIND11_MODULE(_core, m) {
   m.doc() = "Bindings of the movaLegacyRecording library (use the package movalegacy).";
   movalegacy::RegisterSafeArray(m);
   movalegacy::RegisterComObject(m);
   movalegacy::RegisterDataCalls(m);
+  movalegacy::RegisterServices(m);
 }
