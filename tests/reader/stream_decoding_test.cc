@@ -26,50 +26,41 @@ RecordingProperties Props(std::vector<uint8_t> b) {
   return DecodeRecordingProperties(b.data(), b.size());
 }
 
-TEST(RecordingProperties, DefaultsWhenEmpty) {
+TEST(RecordingProperties, DefaultsAndHorizontalFields) {
   RecordingProperties p = Props({});
-  EXPECT_EQ(p.year, 1999);
-  EXPECT_EQ(p.day, 201);
-  EXPECT_EQ(p.time_of_day, 43200.0);
-  EXPECT_FALSE(p.utc);
   EXPECT_EQ(p.time_per_division, 1.0);
   EXPECT_EQ(p.version, 0xFFFFFFFFu);
-}
-
-TEST(RecordingProperties, LocalTagsGiveLocalStart) {
-  RecordingProperties p =
-      Props(TaggedRecords().U32(3, 2001).U32(4, 17).F64(5, 99.5).Text(2, u"ms").F64(7, 0.25)
-                .End().take());
-  EXPECT_EQ(p.year, 2001);
-  EXPECT_EQ(p.day, 17);
-  EXPECT_EQ(p.time_of_day, 99.5);
-  EXPECT_FALSE(p.utc);
+  p = Props(TaggedRecords().Text(2, u"ms").F64(7, 0.25).End().take());
   EXPECT_EQ(p.x_units, u"ms");
   EXPECT_EQ(p.time_per_division, 0.25);
 }
 
-TEST(RecordingProperties, UtcYearBeforeLocalTagsKeepsDefaultsAsUtc) {
-  RecordingProperties p =
-      Props(TaggedRecords().U32(8, 2005).U32(3, 2001).U32(4, 17).F64(5, 99.5).End().take());
-  EXPECT_TRUE(p.utc);
-  EXPECT_EQ(p.year, 2005);
-  EXPECT_EQ(p.day, 201);
-  EXPECT_EQ(p.time_of_day, 43200.0);
-}
-
-TEST(RecordingProperties, UtcAfterLocalTagsTurnsEarlierValuesUtc) {
-  RecordingProperties p = Props(TaggedRecords().U32(4, 17).U32(8, 2005).End().take());
-  EXPECT_TRUE(p.utc);
-  EXPECT_EQ(p.year, 2005);
-  EXPECT_EQ(p.day, 17);
-}
-
-TEST(RecordingProperties, YearAllOnesResetsStart) {
-  RecordingProperties p =
-      Props(TaggedRecords().U32(4, 17).F64(5, 5.0).U32(3, 0xFFFFFFFF).End().take());
-  EXPECT_EQ(p.year, 1999);
-  EXPECT_EQ(p.day, 201);
-  EXPECT_EQ(p.time_of_day, 43200.0);
+// The start: local tags 3-5, UTC tags 8-10 (from the first UTC tag on, later
+// local tags are ignored and earlier ones count as UTC), defaults 1999 / 201
+// / 43200, and a year of all ones that resets all three.
+TEST(RecordingProperties, StartTimeRules) {
+  const struct {
+    const char* name;
+    std::vector<uint8_t> records;
+    int32_t year, day;
+    double time_of_day;
+    bool utc;
+  } cases[] = {
+      {"empty", {}, 1999, 201, 43200.0, false},
+      {"local", TaggedRecords().U32(3, 2001).U32(4, 17).F64(5, 99.5).End().take(), 2001, 17, 99.5, false},
+      {"utc year first", TaggedRecords().U32(8, 2005).U32(3, 2001).U32(4, 17).F64(5, 99.5).End().take(), 2005,
+       201, 43200.0, true},
+      {"utc after local", TaggedRecords().U32(4, 17).U32(8, 2005).End().take(), 2005, 17, 43200.0, true},
+      {"year all ones", TaggedRecords().U32(4, 17).F64(5, 5.0).U32(3, 0xFFFFFFFF).End().take(), 1999, 201,
+       43200.0, false},
+  };
+  for (const auto& c : cases) {
+    const RecordingProperties p = Props(c.records);
+    EXPECT_EQ(p.year, c.year) << c.name;
+    EXPECT_EQ(p.day, c.day) << c.name;
+    EXPECT_EQ(p.time_of_day, c.time_of_day) << c.name;
+    EXPECT_EQ(p.utc, c.utc) << c.name;
+  }
 }
 
 TEST(RecordingProperties, VersionRules) {
@@ -86,6 +77,12 @@ TEST(RecordingProperties, VersionRules) {
                                     .take());
   EXPECT_EQ(p.version, 0x20000u);
   EXPECT_EQ(p.time_per_division, 4.0);
+  // A version known before the stream is read (the conversion path's
+  // 0x30000) is kept, unless the record is malformed.
+  std::vector<uint8_t> ok = TaggedRecords().U32(20, 0x20000).End().take();
+  EXPECT_EQ(DecodeRecordingProperties(ok.data(), ok.size(), 0x30000).version, 0x30000u);
+  std::vector<uint8_t> bad = TaggedRecords().Raw(20, 2, {0, 0}).End().take();
+  EXPECT_EQ(DecodeRecordingProperties(bad.data(), bad.size(), 0x30000).version, 0x20000u);
 }
 
 TEST(RecordingProperties, UnknownTagsSkippedAndShortRecordsEndTheWalk) {
