@@ -5,36 +5,18 @@ expected values are worked out here from the samples and normsets written.
 
 usage: interop_data.py KRF WORKDIR
 """
-import csv
-import io
 import math
 import os
 import struct
-import subprocess
 import sys
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "testing"))
+from krf_cli import Krf  # noqa: E402
 from gsf_recording import reduce, tagged, text, mux, write  # noqa: E402
 
 KRF, WORK = sys.argv[1], sys.argv[2]
-problems = []
-
-
-def run(*args):
-    return subprocess.run([KRF, *args], capture_output=True, text=True)
-
-
-def rows(*args):
-    r = run(*args)
-    if r.returncode != 0:
-        problems.append(f"krf {' '.join(args)} failed: {r.stderr.strip()}")
-        return []
-    return list(csv.reader(io.StringIO(r.stdout)))
-
-
-def same(what, got, want):
-    if got != want:
-        problems.append(f"{what}: got {got!r}, want {want!r}")
+krf = Krf(KRF)
+run, rows, same = krf.run, krf.rows, krf.same
 
 
 def f32(x):
@@ -155,7 +137,4 @@ if r.returncode == 0:
     paths = ET.parse(svg).getroot().findall(".//{http://www.w3.org/2000/svg}path")
     same("plot bands (two normsets, a gap)", len(paths), 2)
 
-if problems:
-    print("\n".join(problems))
-    sys.exit(1)
-print("interop ok")
+krf.finish()

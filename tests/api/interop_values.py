@@ -5,36 +5,19 @@ worked out here from the samples and normsets written.
 
 usage: interop_values.py KRF WORKDIR
 """
-import csv
-import io
 import os
 import struct
-import subprocess
 import sys
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "testing"))
+from krf_cli import Krf  # noqa: E402
 from gsf_recording import tagged, text, mux, write  # noqa: E402
 
 KRF, WORK = sys.argv[1], sys.argv[2]
-problems = []
+krf = Krf(KRF)
+run, rows, same = krf.run, krf.rows, krf.same
 ABSENT = -32768
 
-
-def run(*args):
-    return subprocess.run([KRF, *args], capture_output=True, text=True)
-
-
-def rows(*args):
-    r = run(*args)
-    if r.returncode != 0:
-        problems.append(f"krf {' '.join(args)} failed: {r.stderr.strip()}")
-        return []
-    return list(csv.reader(io.StringIO(r.stdout)))
-
-
-def same(what, got, want):
-    if got != want:
-        problems.append(f"{what}: got {got!r}, want {want!r}")
 
 
 # Group 2: "Volt" (analog) and an event channel; segments 0 .. 1 s at 1/8 s
@@ -149,7 +132,4 @@ for collection, t, direction, want in (("markers", "0.5", "0", ["2", "0.5"]),
 r = run("events", path, "--collection", "notes")
 same("unknown collection", r.returncode != 0, True)
 
-if problems:
-    print("\n".join(problems))
-    sys.exit(1)
-print("interop ok")
+krf.finish()

@@ -42,4 +42,15 @@ HRESULT FindChannel(IRecording* recording, LONG group, LONG channel,
   return S_OK;
 }
 
+bool OpenChannelOrReport(const std::string& file, LONG group, LONG channel,
+                         mlr::ComPtr<IRecording>* recording, mlr::ComPtr<IChannelInfo>* info,
+                         int* exit_status) {
+  if (!OpenOrReport(file, recording, exit_status)) return false;
+  std::string message;
+  const HRESULT hr = FindChannel(recording->get(), group, channel, info, &message);
+  if (SUCCEEDED(hr)) return true;
+  *exit_status = ReportError(file, message, hr);
+  return false;
+}
+
 }  // namespace krf

@@ -29,4 +29,10 @@ bool OpenOrReport(const std::string& file, mlr::ComPtr<IRecording>* recording, i
 HRESULT FindChannel(IRecording* recording, LONG group, LONG channel,
                     mlr::ComPtr<IChannelInfo>* info, std::string* message);
 
+// OpenOrReport, then FindChannel; a channel that leads nowhere is reported
+// too. On failure answers false with *exit_status set to 1.
+bool OpenChannelOrReport(const std::string& file, LONG group, LONG channel,
+                         mlr::ComPtr<IRecording>* recording, mlr::ComPtr<IChannelInfo>* info,
+                         int* exit_status);
+
 }  // namespace krf

@@ -38,12 +38,11 @@ std::string Text(BSTR text) {
 
 int Run(const Options& o) {
   ComPtr<IRecording> recording;
-  int status = 0;
-  if (!krf::OpenOrReport(o.file, &recording, &status)) return status;
   ComPtr<IChannelInfo> info;
-  std::string message;
-  HRESULT hr = krf::FindChannel(recording.get(), o.group, o.channel, &info, &message);
-  if (FAILED(hr)) return krf::ReportError(o.file, message, hr);
+  int status = 0;
+  if (!krf::OpenChannelOrReport(o.file, o.group, o.channel, &recording, &info, &status)) {
+    return status;
+  }
 
   krf::PlotLabels labels;
   BSTR text = nullptr;
@@ -69,7 +68,8 @@ int Run(const Options& o) {
   if (o.end) end = *o.end;
 
   krf::DisplayPoints points;
-  hr = krf::ReadDisplayPoints(recording.get(), o.group, o.channel, start, end, o.width, &points,
+  std::string message;
+  const HRESULT hr = krf::ReadDisplayPoints(recording.get(), o.group, o.channel, start, end, o.width, &points,
                               &message);
   if (FAILED(hr)) return krf::ReportError(o.file, message, hr);
   const std::string svg = krf::SvgPlot(points, labels);

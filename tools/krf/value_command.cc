@@ -28,18 +28,17 @@ struct Options {
 
 int Run(const Options& o) {
   ComPtr<IRecording> recording;
-  int exit_status = 0;
-  if (!krf::OpenOrReport(o.file, &recording, &exit_status)) return exit_status;
   ComPtr<IChannelInfo> channel;
-  std::string message;
-  HRESULT hr = krf::FindChannel(recording.get(), o.group, o.channel, &channel, &message);
-  if (FAILED(hr)) return krf::ReportError(o.file, message, hr);
+  int exit_status = 0;
+  if (!krf::OpenChannelOrReport(o.file, o.group, o.channel, &recording, &channel, &exit_status)) {
+    return exit_status;
+  }
 
   std::printf("Time,Sample,Value\n");
   for (double t : o.times) {
     short sample = 0;
     double value = 0.0;
-    hr = GetSampleAtTime(channel.get(), t, &sample);
+    HRESULT hr = GetSampleAtTime(channel.get(), t, &sample);
     if (FAILED(hr)) return krf::ReportError(o.file, "GetSampleAtTime failed", hr);
     hr = GetValueAtTime(channel.get(), t, &value);
     if (FAILED(hr)) return krf::ReportError(o.file, "GetValueAtTime failed", hr);

@@ -1,0 +1,39 @@
+"""Running `krf` from the interoperability scripts and collecting what does
+not match, so that a script reports every problem at once.
+
+    from krf_cli import Krf
+    k = Krf(path_to_krf)
+    table = k.rows("data", file, "--group", "1")   # CSV rows; a failure is a problem
+    k.same("what", got, want)
+    k.finish()                                      # prints the problems, exits 1 if any
+"""
+import csv
+import io
+import subprocess
+import sys
+
+
+class Krf:
+    def __init__(self, program):
+        self.program = program
+        self.problems = []
+
+    def run(self, *args):
+        return subprocess.run([self.program, *args], capture_output=True, text=True)
+
+    def rows(self, *args):
+        r = self.run(*args)
+        if r.returncode != 0:
+            self.problems.append(f"krf {' '.join(args)} failed: {r.stderr.strip()}")
+            return []
+        return list(csv.reader(io.StringIO(r.stdout)))
+
+    def same(self, what, got, want):
+        if got != want:
+            self.problems.append(f"{what}: got {got!r}, want {want!r}")
+
+    def finish(self):
+        if self.problems:
+            print("\n".join(self.problems))
+            sys.exit(1)
+        print("interop ok")
