@@ -19,7 +19,6 @@ run, rows, same = krf.run, krf.rows, krf.same
 ABSENT = -32768
 
 
-
 # Group 2: "Volt" (analog) and an event channel; segments 0 .. 1 s at 1/8 s
 # and 2 .. 3 s at 1/4 s; the scaling changes at 0.5 s to a negative step.
 SEGMENTS = [(0.0, 0.125, [100, 201, ABSENT, 32767, -32767, 10, 0, -5, 7]),
