@@ -58,10 +58,10 @@ def test_single_normset_read_is_the_library_buffer(tmp_path):
     assert isinstance(values.base, _core.SafeArray)
     assert values.base.address == values.ctypes.data
     assert values.base.nbytes == values.nbytes == frames * 4
-    # numpy reports every buffer it allocates to tracemalloc; the samples
-    # live in the library's array, so the read allocates no copy of them:
-    # the time axis (8 bytes a frame) is the one array Python makes.
-    assert frames * 8 <= peak < frames * 8 + values.nbytes // 4
+    # numpy reports every buffer it allocates to tracemalloc: reading 2 Mi
+    # samples allocates none (the samples stay in the library's array, the
+    # time axis in memory of the module's own).
+    assert peak < 64 * 1024
     assert np.array_equal(values, data)
     values[0, 0] = 7  # writable, and its own memory after close
     assert memoryview(values.base).shape == (frames, 2)
