@@ -5,7 +5,7 @@
 #include "platform/com_ptr.h"
 #include "platform/export.h"
 #include "reader/krf_recording.h"
-#include "reader/static_class_factory.h"
+#include "model/static_class_factory.h"
 
 HRESULT STDMETHODCALLTYPE CKrfLoader::QueryInterface(REFIID riid, void** ppv) {
   if (!ppv) return E_POINTER;
@@ -56,7 +56,7 @@ HRESULT STDMETHODCALLTYPE CKrfLoader::OpenRecording(BSTR FileName, IRecording** 
 namespace mlr::reader {
 namespace {
 
-class KrfLoaderFactory final : public StaticClassFactory {
+class KrfLoaderFactory final : public mlr::model::StaticClassFactory {
  public:
   HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID riid, void** ppv) override {
     if (!ppv) return E_POINTER;

@@ -1,5 +1,5 @@
 #include "reader/kss_storage_provider.h"
-#include "reader/static_class_factory.h"
+#include "model/static_class_factory.h"
 
 #include <atomic>
 #include <mutex>
@@ -118,7 +118,7 @@ class KssStorageProvider final : public IKssStorageProvider {
 };
 
 // The class object: a static, never deleted.
-class KssStorageProviderFactory final : public StaticClassFactory {
+class KssStorageProviderFactory final : public mlr::model::StaticClassFactory {
  public:
   HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID riid, void** ppv) override {
     return CreateKssStorageProviderInstance(outer, riid, ppv);

@@ -6,7 +6,7 @@
 
 #include "platform/win.h"
 
-namespace mlr::reader {
+namespace mlr::model {
 
 class StaticClassFactory : public IClassFactory {
  public:
@@ -24,4 +24,4 @@ class StaticClassFactory : public IClassFactory {
   HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }
 };
 
-}  // namespace mlr::reader
+}  // namespace mlr::model

@@ -1,0 +1,139 @@
+#include "resampler/group_interpolator.h"
+
+#include <cfloat>
+#include <cmath>
+#include <cstring>
+
+namespace mlr::resampler {
+namespace {
+
+constexpr double kSameTime = 1e-9;  // seconds: frame and output coincide
+
+// Doubles beyond the float range become infinities of their sign (a plain
+// conversion of them is undefined).
+float ToFloat(double value) {
+  if (value > FLT_MAX) return HUGE_VALF;
+  if (value < -FLT_MAX) return -HUGE_VALF;
+  return static_cast<float>(value);
+}
+
+int16_t EventWord(double slot) {
+  int16_t word;
+  std::memcpy(&word, &slot, sizeof word);
+  return word;
+}
+
+}  // namespace
+
+GroupInterpolator::GroupInterpolator(int32_t analog, int32_t events, double start_time,
+                                     double x_step, double invalid_value)
+    : analog_(analog),
+      events_(events),
+      width_(analog + events),
+      start_time_(start_time),
+      x_step_(x_step),
+      invalid_(ToFloat(invalid_value)),
+      previous_value_(static_cast<size_t>(analog), 0.0),
+      previous_time_(static_cast<size_t>(analog), 0.0),
+      previous_valid_(static_cast<size_t>(analog), 0) {}
+
+void GroupInterpolator::RememberFrame(const double* frame, double frame_time) {
+  for (int32_t c = 0; c < analog_; ++c) {
+    const double v = frame[c];
+    if (std::isnan(v)) {
+      previous_valid_[c] = 0;
+    } else {
+      previous_value_[c] = v;
+      previous_time_[c] = frame_time;
+      previous_valid_[c] = 1;
+    }
+  }
+}
+
+void GroupInterpolator::EmitOnFrame(const double* frame, float* analog, int16_t* events) {
+  for (int32_t c = 0; c < analog_; ++c) {
+    analog[c] = std::isnan(frame[c]) ? invalid_ : ToFloat(frame[c]);
+  }
+  for (int32_t e = 0; e < events_; ++e) events[e] = EventWord(frame[analog_ + e]);
+}
+
+void GroupInterpolator::EmitBetween(const double* frame, double frame_time, double d,
+                                    float* analog, int16_t* events) {
+  for (int32_t c = 0; c < analog_; ++c) {
+    const double v = frame[c];
+    if (std::isnan(v)) {
+      analog[c] = invalid_;
+      previous_valid_[c] = 0;
+      continue;
+    }
+    double value = v;
+    const double span = frame_time - previous_time_[c];
+    if (previous_valid_[c] && span > 0.0) value = v - (d / span) * (v - previous_value_[c]);
+    analog[c] = ToFloat(value);
+  }
+  for (int32_t e = 0; e < events_; ++e) events[e] = EventWord(frame[analog_ + e]);
+}
+
+void GroupInterpolator::EmitFinal(float* analog, int16_t* events) {
+  for (int32_t c = 0; c < analog_; ++c) {
+    analog[c] = previous_valid_[c] ? ToFloat(previous_value_[c]) : invalid_;
+  }
+  for (int32_t e = 0; e < events_; ++e) events[e] = 0;
+}
+
+int32_t GroupInterpolator::Produce(FrameSource& source, int32_t n, float* analog,
+                                   int16_t* events) {
+  int32_t produced = 0;
+  auto analog_at = [&](int32_t item) { return analog + static_cast<size_t>(item) * analog_; };
+  auto events_at = [&](int32_t item) { return events + static_cast<size_t>(item) * events_; };
+  while (produced < n) {
+    if (used_ >= block_.frames) {
+      if (!ended_ && source.Next(&block_)) {
+        used_ = 0;
+        continue;
+      }
+      ended_ = true;
+      block_ = FrameBlock();
+      used_ = 0;
+      if (!last_item_emitted_) {
+        EmitFinal(analog_at(produced), events_at(produced));
+        last_item_emitted_ = true;
+        ++item_;
+        ++produced;
+      }
+      break;
+    }
+    // Usable frames: the rest of the block, but never past the normset's end;
+    // at least one, so that rounding cannot stall the pass.
+    int32_t usable = block_.frames - used_;
+    const double fit =
+        std::trunc((block_.NormsetEnd() - block_.TimeOf(used_)) / block_.step + 1.0);
+    if (fit < static_cast<double>(usable)) usable = fit >= 1.0 ? static_cast<int32_t>(fit) : 1;
+    const int32_t pass_end = used_ + usable;
+    while (used_ < pass_end && produced < n) {
+      const double* frame = block_.values + static_cast<size_t>(used_) * width_;
+      const double frame_time = block_.TimeOf(used_);
+      const double output_time = start_time_ + static_cast<double>(item_) * x_step_;
+      const double d = frame_time - output_time;
+      if (d < -kSameTime) {
+        RememberFrame(frame, frame_time);
+        ++used_;
+        last_item_emitted_ = false;
+        continue;
+      }
+      if (d > kSameTime) {
+        EmitBetween(frame, frame_time, d, analog_at(produced), events_at(produced));
+      } else {
+        EmitOnFrame(frame, analog_at(produced), events_at(produced));
+        RememberFrame(frame, frame_time);
+        ++used_;
+      }
+      last_item_emitted_ = true;
+      ++item_;
+      ++produced;
+    }
+  }
+  return produced;
+}
+
+}  // namespace mlr::resampler
