@@ -1,0 +1,190 @@
+// The resampling of one group's frames onto the output grid, fed from plain
+// vectors: where the output lies on, between, before and after the frames.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <vector>
+
+#include "resampler/group_interpolator.h"
+
+namespace mlr::resampler {
+namespace {
+
+const double kNaN = std::numeric_limits<double>::quiet_NaN();
+
+double EventSlot(int16_t word) {
+  double slot = 0.0;
+  std::memcpy(&slot, &word, sizeof word);
+  return slot;
+}
+
+// Blocks handed out in order; each is one normset's frames (or part).
+class VectorSource : public FrameSource {
+ public:
+  struct Block {
+    std::vector<double> values;
+    int32_t frames;
+    double start, step;
+    int64_t first_frame, length;
+  };
+  std::vector<Block> blocks;
+  size_t next = 0;
+
+  bool Next(FrameBlock* out) override {
+    if (next == blocks.size()) return false;
+    const Block& b = blocks[next++];
+    *out = FrameBlock{b.values.data(), b.frames, b.start, b.step, b.first_frame, b.length};
+    return true;
+  }
+};
+
+// One analog and one event channel; frame i holds (analog[i], events[i]).
+VectorSource::Block MakeBlock(double start, double step, const std::vector<double>& analog,
+                              const std::vector<int16_t>& events = {}) {
+  VectorSource::Block b{{}, static_cast<int32_t>(analog.size()), start, step, 0,
+                        static_cast<int64_t>(analog.size())};
+  for (size_t i = 0; i < analog.size(); ++i) {
+    b.values.push_back(analog[i]);
+    b.values.push_back(EventSlot(i < events.size() ? events[i] : 0));
+  }
+  return b;
+}
+
+struct Items {
+  std::vector<float> analog;
+  std::vector<int16_t> events;
+  int32_t count = 0;
+};
+
+Items Take(GroupInterpolator& g, FrameSource& source, int32_t n) {
+  Items items;
+  items.analog.assign(static_cast<size_t>(n), -1.0f);
+  items.events.assign(static_cast<size_t>(n), -1);
+  items.count = g.Produce(source, n, items.analog.data(), items.events.data());
+  items.analog.resize(static_cast<size_t>(items.count));
+  items.events.resize(static_cast<size_t>(items.count));
+  return items;
+}
+
+TEST(GroupInterpolator, FramesOnTheGridAreCopiedAndBetweenThemInterpolated) {
+  VectorSource source;
+  source.blocks.push_back(MakeBlock(1.0, 0.5, {10, 20, 30}, {1, 2, 3}));
+  GroupInterpolator g(1, 1, 1.0, 0.25, -99.0);
+  Items items = Take(g, source, 5);
+  EXPECT_EQ(items.count, 5);
+  EXPECT_EQ(items.analog, (std::vector<float>{10, 15, 20, 25, 30}));
+  // Between two frames an event channel takes the next frame's word.
+  EXPECT_EQ(items.events, (std::vector<int16_t>{1, 2, 2, 3, 3}));
+}
+
+TEST(GroupInterpolator, OutputBeforeTheDataTakesTheFirstFrameAndAfterItHoldsTheLast) {
+  VectorSource source;
+  source.blocks.push_back(MakeBlock(1.0, 1.0, {4, 8}, {7, 9}));
+  GroupInterpolator g(1, 1, 0.0, 0.75, -99.0);  // times 0, .75, 1.5, 2.25, ...
+  Items items = Take(g, source, 10);
+  // 0 and .75 lie before frame 0 (no previous value); 1.5 between the frames;
+  // 2.25 after the last: one final item holds the value, events 0; then none.
+  EXPECT_EQ(items.count, 4);
+  EXPECT_EQ(items.analog, (std::vector<float>{4, 4, 6, 8}));
+  EXPECT_EQ(items.events, (std::vector<int16_t>{7, 7, 9, 0}));
+  EXPECT_EQ(Take(g, source, 10).count, 0);
+}
+
+TEST(GroupInterpolator, InvalidInputGivesTheInvalidValueAndIsNotInterpolatedFrom) {
+  VectorSource source;
+  source.blocks.push_back(MakeBlock(0.0, 1.0, {1, kNaN, 5, 7}));
+  GroupInterpolator g(1, 1, 0.0, 0.5, -99.0);
+  Items items = Take(g, source, 7);
+  // 0.5: the next frame is invalid. 1.0: on the invalid frame. 1.5: the next
+  // frame (5) is valid but its predecessor was not, so 5 itself. 2.5: 6.
+  EXPECT_EQ(items.analog, (std::vector<float>{1, -99, -99, 5, 5, 6, 7}));
+}
+
+TEST(GroupInterpolator, ABufferBoundaryDoesNotChangeTheItems) {
+  auto make = [] {
+    VectorSource s;
+    s.blocks.push_back(MakeBlock(0.0, 0.3, {0, 3, 6, 9, 12, 15, 18}, {1, 2, 3, 4, 5, 6, 7}));
+    return s;
+  };
+  VectorSource whole = make();
+  GroupInterpolator one(1, 1, 0.1, 0.2, -1.0);
+  Items all = Take(one, whole, 12);
+
+  VectorSource parts = make();
+  GroupInterpolator split(1, 1, 0.1, 0.2, -1.0);
+  Items joined;
+  for (int32_t n : {1, 3, 2, 5}) {
+    Items part = Take(split, parts, n);
+    joined.analog.insert(joined.analog.end(), part.analog.begin(), part.analog.end());
+    joined.events.insert(joined.events.end(), part.events.begin(), part.events.end());
+  }
+  ASSERT_EQ(all.count, 10);  // nine on the data, one final item after it
+  EXPECT_EQ(joined.analog, all.analog);
+  EXPECT_EQ(joined.events, all.events);
+  for (int k = 0; k < 9; ++k) EXPECT_NEAR(all.analog[k], (0.1 + 0.2 * k) * 10.0, 1e-4) << k;
+}
+
+TEST(GroupInterpolator, AGapBetweenNormsetsIsBridgedAndAnEmptyGroupGivesNothing) {
+  VectorSource source;
+  source.blocks.push_back(MakeBlock(0.0, 1.0, {0, 1}));
+  source.blocks.push_back(MakeBlock(5.0, 1.0, {5, 6}));
+  GroupInterpolator g(1, 1, 0.0, 1.0, -1.0);
+  EXPECT_EQ(Take(g, source, 8).analog, (std::vector<float>{0, 1, 2, 3, 4, 5, 6}));
+
+  VectorSource empty;
+  GroupInterpolator none(1, 1, 0.0, 1.0, -1.0);
+  EXPECT_EQ(Take(none, empty, 8).count, 0);
+}
+
+TEST(GroupInterpolator, APassMakesProgressWhereRoundingLeavesNoUsableFrame) {
+  // A normset whose recorded length ends before its frames (as a damaged
+  // file can give): the usable count computes to 0 or below.
+  VectorSource source;
+  VectorSource::Block b = MakeBlock(0.0, 1.0, {1, 2, 3, 4});
+  b.length = 1;
+  source.blocks.push_back(b);
+  GroupInterpolator g(1, 1, 0.0, 1.0, -1.0);
+  EXPECT_EQ(Take(g, source, 10).analog, (std::vector<float>{1, 2, 3, 4}));
+}
+
+TEST(GroupInterpolator, ALongRunStaysOnTheGrid) {
+  // 2 million frames at 1 ms, output at the same times from 1 s on: every
+  // item must be the frame itself. Summing the step instead of multiplying
+  // drifts past the 1e-9 s tolerance and starts interpolating.
+  const int64_t frames = 2000000;
+  const int32_t block = 8192;
+  std::vector<double> values(static_cast<size_t>(block) * 2, 0.0);
+  class Ramp : public FrameSource {
+   public:
+    Ramp(std::vector<double>* v, int64_t total) : v_(v), total_(total) {}
+    bool Next(FrameBlock* out) override {
+      if (first_ >= total_) return false;
+      const int32_t n = static_cast<int32_t>(std::min<int64_t>(8192, total_ - first_));
+      for (int32_t i = 0; i < n; ++i) (*v_)[2 * i] = static_cast<double>((first_ + i) % 1000);
+      *out = FrameBlock{v_->data(), n, 0.0, 0.001, first_, total_};
+      first_ += n;
+      return true;
+    }
+    std::vector<double>* v_;
+    int64_t total_;
+    int64_t first_ = 0;
+  } ramp(&values, frames);
+  GroupInterpolator g(1, 1, 1.0, 0.001, -1.0);
+  std::vector<float> analog(block);
+  std::vector<int16_t> events(block);
+  int64_t k = 0;
+  int32_t wrong = 0;
+  for (int32_t n; (n = g.Produce(ramp, block, analog.data(), events.data())) > 0;) {
+    for (int32_t i = 0; i < n && k + 1000 < frames; ++i, ++k) {
+      if (analog[i] != static_cast<float>((k + 1000) % 1000)) ++wrong;
+    }
+  }
+  EXPECT_EQ(wrong, 0);
+  EXPECT_EQ(k, frames - 1000);
+}
+
+}  // namespace
+}  // namespace mlr::resampler
