@@ -1,0 +1,261 @@
+// The channel resampler as a client sees it: settings and refusals, the item
+// count, buffer shapes and sizes, several groups at different rates with
+// events, absent samples, gaps and an early end, column order, batches.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+
+#include "api/void_number.h"
+#include "resampler/channel_resampler.h"
+#include "tests/resampler/resampler_fixture.h"
+
+namespace mlr::resampler::test {
+namespace {
+
+uint64_t Bits(double value) {
+  uint64_t bits;
+  std::memcpy(&bits, &value, sizeof bits);
+  return bits;
+}
+
+int16_t Ramp(int32_t frame, int32_t) { return static_cast<int16_t>(frame); }
+
+TEST(ChannelResampler, SettingsStartUnsetAndStartRefusesWhatItCannotRun) {
+  ComPtr<IChannelResampler> r;
+  ASSERT_EQ(CChannelResampler::CreateInstance(nullptr, IID_IChannelResampler, r.put_void()), S_OK);
+  double value = 0;
+  kalRecordingResamplerFlags flags = static_cast<kalRecordingResamplerFlags>(5);
+  EXPECT_EQ(r->get_StartTime(&value), S_OK);
+  EXPECT_EQ(Bits(value), 0x7FFFFFFFFFFFFFFFull);
+  EXPECT_EQ(r->get_InvalidSampleValue(&value), S_OK);
+  EXPECT_EQ(Bits(value), 0x7FFFFFFFFFFFFFFFull);
+  EXPECT_EQ(r->get_Flags(&flags), S_OK);
+  EXPECT_EQ(flags, RRF_None);
+  EXPECT_EQ(r->get_InvalidSampleValue(nullptr), E_POINTER);
+  EXPECT_EQ(r->get_Flags(nullptr), E_POINTER);
+  EXPECT_EQ(r->put_Flags(static_cast<kalRecordingResamplerFlags>(3)), S_OK);
+  EXPECT_EQ(r->get_Flags(&flags), S_OK);
+  EXPECT_EQ(flags, 3);
+
+  ComPtr<IRecording> rec = MakeRecording({MakeGroup(1, 0, {{0, 0.01, 100}}, Ramp)});
+  const std::vector<ComPtr<IChannelInfo>> one = {Channel(rec.get(), 1, 1)};
+  LONG n = -1;
+  SAFEARRAY* analog = nullptr;
+  SAFEARRAY* events = nullptr;
+  EXPECT_EQ(r->GetNextMuxDataBuffer(&n, &analog, &events), E_UNEXPECTED);  // before Start
+  EXPECT_EQ(n, 0);
+  EXPECT_EQ(Start(r.get(), one), E_INVALIDARG);  // times not set
+
+  r->put_StartTime(0.0);
+  r->put_EndTime(1.0);
+  for (double step : {0.0, -0.01, std::nan(""), HUGE_VAL}) {
+    r->put_XStep(step);
+    EXPECT_EQ(Start(r.get(), one), E_INVALIDARG) << step;
+  }
+  r->put_XStep(0.01);
+  EXPECT_EQ(r->Start(nullptr), E_INVALIDARG);
+  SAFEARRAY* null_array = nullptr;
+  EXPECT_EQ(r->Start(&null_array), E_INVALIDARG);
+  EXPECT_EQ(Start(r.get(), {}), E_INVALIDARG);
+  EXPECT_EQ(Start(r.get(), {Channel(rec.get(), 1, 1), nullptr}), E_INVALIDARG);
+  SAFEARRAY* not_channels = SafeArrayCreateVector(VT_UNKNOWN, 0, 1);
+  LONG zero = 0;
+  SafeArrayPutElement(not_channels, &zero, static_cast<IUnknown*>(rec.get()));
+  EXPECT_EQ(r->Start(&not_channels), E_INVALIDARG);
+  SafeArrayDestroy(not_channels);
+  EXPECT_EQ(r->GetNextMuxDataBuffer(&n, &analog, &events), E_UNEXPECTED);  // nothing started
+
+  EXPECT_EQ(Start(r.get(), one), S_OK);
+  EXPECT_EQ(r->GetNextMuxDataBuffer(nullptr, &analog, &events), E_POINTER);
+}
+
+TEST(ChannelResampler, TheItemCountFollowsStartEndAndStep) {
+  ComPtr<IRecording> rec = MakeRecording({MakeGroup(1, 0, {{0, 0.01, 100}}, Ramp)});
+  const std::vector<ComPtr<IChannelInfo>> one = {Channel(rec.get(), 1, 1)};
+  struct Case {
+    double start, end;
+    size_t items;
+  } cases[] = {{0.5, 0.5, 1}, {0.5, 0.497, 1}, {0.5, 0.48, 0}, {0.1, 0.2, 11}, {0.1, 0.204, 11},
+               {0.1, 0.206, 12}};
+  for (const Case& c : cases) {
+    ComPtr<IChannelResampler> r = MakeResampler(c.start, c.end, 0.01);
+    ASSERT_EQ(Start(r.get(), one), S_OK);
+    Items run = Collect(r.get());
+    EXPECT_EQ(run.hr, S_OK);
+    ASSERT_EQ(run.analog.size(), c.items) << c.start << ".." << c.end;
+    if (c.items > 0) {
+      EXPECT_EQ(run.analog[0][0], std::round(c.start * 100));
+    }
+  }
+}
+
+TEST(ChannelResampler, BuffersHoldAtMost8192ItemsInTheDocumentedShapes) {
+  ComPtr<IRecording> rec = MakeRecording({MakeGroup(2, 1, {{0, 0.001, 20000}}, Ramp)});
+  ComPtr<IChannelResampler> r = MakeResampler(0.0, 19.999, 0.001);
+  ASSERT_EQ(Start(r.get(), Channels(rec.get(), 1)), S_OK);
+  LONG n = 0;
+  SAFEARRAY* analog = nullptr;
+  SAFEARRAY* events = nullptr;
+  ASSERT_EQ(r->GetNextMuxDataBuffer(&n, &analog, &events), S_OK);
+  EXPECT_EQ(n, 8192);
+  EXPECT_EQ(Shape(analog), (std::vector<std::pair<LONG, LONG>>{{1, 2}, {1, 8192}}));
+  EXPECT_EQ(Shape(events), (std::vector<std::pair<LONG, LONG>>{{1, 8192}}));
+  VARTYPE vt = 0;
+  SafeArrayGetVartype(analog, &vt);
+  EXPECT_EQ(vt, VT_R4);
+  SafeArrayGetVartype(events, &vt);
+  EXPECT_EQ(vt, VT_I2);
+  SafeArrayDestroy(analog);
+  SafeArrayDestroy(events);
+  Items rest = Collect(r.get());
+  EXPECT_EQ(rest.buffers, (std::vector<LONG>{8192, 20000 - 2 * 8192}));
+  for (size_t i = 0; i < rest.analog.size(); ++i) {
+    const float frame = static_cast<float>(8192 + i);
+    ASSERT_EQ(rest.analog[i], (std::vector<float>{frame, frame})) << i;
+  }
+
+  // One analog channel alone: one dimension, and no event array.
+  r = MakeResampler(0.0, 0.01, 0.001);
+  ASSERT_EQ(Start(r.get(), {Channel(rec.get(), 1, 1)}), S_OK);
+  ASSERT_EQ(r->GetNextMuxDataBuffer(&n, &analog, &events), S_OK);
+  EXPECT_EQ(Shape(analog), (std::vector<std::pair<LONG, LONG>>{{1, 11}}));
+  EXPECT_EQ(events, nullptr);
+  SafeArrayDestroy(analog);
+}
+
+// Three groups: G1 at 1 kHz (two analog channels scaled 1 + 0.5 x raw, one
+// event channel, an absent sample), G2 at 250 Hz, G3 at 500 Hz ending after
+// 0.198 s. Output every 2 ms from 0 to 0.998 s.
+class ThreeGroups : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    auto g1 = [](int32_t f, int32_t c) -> int16_t {
+      if (c == 2) return static_cast<int16_t>(f % 7);
+      if (c == 0 && f == 500) return -32768;
+      return static_cast<int16_t>(f + 100 * c);
+    };
+    rec_ = MakeRecording({MakeGroup(2, 1, {{0, 0.001, 1000}}, g1, 1.0, 0.5),
+                          MakeGroup(1, 0, {{0, 0.004, 250}}, [](int32_t f, int32_t) {
+                            return static_cast<int16_t>(2 * f);
+                          }),
+                          MakeGroup(1, 0, {{0, 0.002, 100}}, Ramp)});
+    // Given out of group order: groups are numbered by first appearance.
+    channels_ = {Channel(rec_.get(), 2, 1), Channel(rec_.get(), 1, 1), Channel(rec_.get(), 1, 3),
+                 Channel(rec_.get(), 3, 1), Channel(rec_.get(), 1, 2)};
+  }
+  ComPtr<IChannelResampler> Started() {
+    ComPtr<IChannelResampler> r = MakeResampler(0.0, 0.998, 0.002);
+    r->put_InvalidSampleValue(-1e6);
+    EXPECT_EQ(Start(r.get(), channels_), S_OK);
+    return r;
+  }
+  ComPtr<IRecording> rec_;
+  std::vector<ComPtr<IChannelInfo>> channels_;
+};
+
+TEST_F(ThreeGroups, EachGroupIsResampledOntoTheCommonGrid) {
+  Items run = Collect(Started().get());
+  ASSERT_EQ(run.hr, S_OK);
+  ASSERT_EQ(run.buffers, (std::vector<LONG>{500}));
+  for (int k = 0; k < 500; ++k) {
+    const std::vector<float>& a = run.analog[static_cast<size_t>(k)];
+    ASSERT_EQ(a.size(), 4u);
+    // Column 0: G2 (frames every 4 ms: on one every other item, halfway
+    // between two otherwise). Its last frame lies on item 498: the group has
+    // nothing more, and the buffer's zero fill follows.
+    EXPECT_NEAR(a[0], k < 499 ? k : 0, 1e-3) << k;
+    // Columns 1, 2: G1 on its frames; its absent sample gives the invalid value.
+    EXPECT_EQ(a[1], k == 250 ? -1e6f : static_cast<float>(1 + 0.5 * (2 * k))) << k;
+    EXPECT_EQ(a[2], static_cast<float>(1 + 0.5 * (2 * k + 100))) << k;
+    // Column 3: G3 to its end (0.198 s, on item 99), then zeros.
+    EXPECT_EQ(a[3], k < 100 ? k : 0) << k;
+    ASSERT_EQ(run.events[static_cast<size_t>(k)], (std::vector<int16_t>{int16_t(2 * k % 7)}));
+  }
+}
+
+TEST_F(ThreeGroups, DataBuffersGiveTheChannelsInTheOrderOfStart) {
+  Items mux = Collect(Started().get());
+  ComPtr<IChannelResampler> r = Started();
+  LONG n = 0;
+  SAFEARRAY* result = nullptr;
+  ASSERT_EQ(r->GetNextDataBuffers(&n, &result), S_OK);
+  ASSERT_EQ(n, 500);
+  EXPECT_EQ(Shape(result), (std::vector<std::pair<LONG, LONG>>{{1, 5}}));
+  // Channel k of Start -> (event?, column) in the multiplexed buffers.
+  const std::pair<bool, int> where[] = {{false, 0}, {false, 1}, {true, 0}, {false, 3}, {false, 2}};
+  for (LONG k = 1; k <= 5; ++k) {
+    VARIANT v;
+    VariantInit(&v);
+    ASSERT_EQ(SafeArrayGetElement(result, &k, &v), S_OK);
+    const auto [event, column] = where[k - 1];
+    ASSERT_EQ(v.vt, (event ? VT_I2 : VT_R4) | VT_ARRAY) << k;
+    EXPECT_EQ(Shape(v.parray), (std::vector<std::pair<LONG, LONG>>{{1, 500}}));
+    void* data = nullptr;
+    SafeArrayAccessData(v.parray, &data);
+    for (size_t i = 0; i < 500; ++i) {
+      if (event) {
+        ASSERT_EQ(static_cast<int16_t*>(data)[i], mux.events[i][column]) << k << " " << i;
+      } else {
+        ASSERT_EQ(static_cast<float*>(data)[i], mux.analog[i][column]) << k << " " << i;
+      }
+    }
+    SafeArrayUnaccessData(v.parray);
+    VariantClear(&v);
+  }
+  SafeArrayDestroy(result);
+  EXPECT_EQ(r->GetNextDataBuffers(&n, &result), S_OK);
+  EXPECT_EQ(n, 0);
+  EXPECT_EQ(result, nullptr);
+}
+
+TEST(ChannelResampler, NormsetGapsAndVerticalNormsetChangesShowInTheItems) {
+  model::MemoryGroupSpec g = MakeGroup(1, 0, {{0, 0.01, 50}, {1.0, 0.01, 50}}, Ramp);
+  g.channels[0].vnorms.push_back({100.0, 2.0, 0.25});  // from 0.25 s: 100 + 2 x raw
+  ComPtr<IRecording> rec = MakeRecording({g});
+  ComPtr<IChannelResampler> r = MakeResampler(0.0, 1.49, 0.01);
+  ASSERT_EQ(Start(r.get(), {Channel(rec.get(), 1, 1)}), S_OK);
+  Items run = Collect(r.get());
+  ASSERT_EQ(run.analog.size(), 150u);
+  auto value = [](int frame) { return frame < 25 ? frame : 100.0 + 2 * frame; };
+  for (int k = 0; k < 150; ++k) {
+    const double t = 0.01 * k;
+    double want;
+    if (k < 50) {
+      want = value(k);
+    } else if (k >= 100) {
+      want = value(k - 50);
+    } else {  // in the gap: between frame 49 (0.49 s) and frame 50 (1.0 s)
+      want = value(49) + (t - 0.49) / 0.51 * (value(50) - value(49));
+    }
+    EXPECT_NEAR(run.analog[static_cast<size_t>(k)][0], want, 1e-3) << k;
+  }
+}
+
+TEST(ChannelResampler, GroupsRunInBatchesOfFourWithAPauseAfterEachBatch) {
+  std::vector<model::MemoryGroupSpec> groups;
+  for (int g = 0; g < 5; ++g) {
+    groups.push_back(MakeGroup(1, 0, {{0, 0.001 * (g + 1), 50}}, [g](int32_t f, int32_t) {
+      return static_cast<int16_t>(1000 * g + f);
+    }));
+  }
+  ComPtr<IRecording> rec = MakeRecording(groups);
+  std::vector<ComPtr<IChannelInfo>> channels;
+  for (LONG g = 1; g <= 5; ++g) channels.push_back(Channel(rec.get(), g, 1));
+  ComPtr<IChannelResampler> r = MakeResampler(0.0, 0.04, 0.001);
+  ASSERT_EQ(Start(r.get(), channels), S_OK);
+  const int before = g_pauses;
+  Items run = Collect(r.get());
+  EXPECT_EQ(g_pauses - before, 2);  // one buffer: batches of 4 and 1
+  EXPECT_EQ(g_pause_ms, 50);
+  ASSERT_EQ(run.analog.size(), 41u);
+  for (int g = 0; g < 5; ++g) {
+    // Group g's frames lie every g + 1 items; items 0, g + 1, ... are on them.
+    EXPECT_EQ(run.analog[0][g], 1000 * g) << g;
+    EXPECT_NEAR(run.analog[static_cast<size_t>(g + 1)][g], 1000 * g + 1, 1e-3) << g;
+  }
+}
+
+}  // namespace
+}  // namespace mlr::resampler::test
