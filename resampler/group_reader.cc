@@ -110,7 +110,10 @@ void GroupReader::MarkInvalid(double* values, int32_t frames, int32_t width) con
         vnorm->get_Y0(&y0);
         vnorm->get_YStep(&y_step);
         vnorm->get_EndTime(&end);
-        if (y_step != 0.0) absent = -32768.0 * y_step + y0;
+        if (y_step != 0.0) {
+          const double product = -32768.0 * y_step;  // two roundings, as the scaling
+          absent = product + y0;
+        }
         run = RunLength(end, t, step_, frames - i);
       }
       double* slot = values + static_cast<size_t>(i) * width + c;
