@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
 # Builds and runs every test: the layering check, a normal build (with the
-# Python module and its pytest suite), and a build with AddressSanitizer and
+# Python module and its pytest suite), a build with AddressSanitizer and
 # UndefinedBehaviorSanitizer (clang, with the libFuzzer targets, whose smoke
-# runs are part of its tests).
+# runs are part of its tests), and a ThreadSanitizer build of the
+# multithreaded parts (the resampler's worker threads and the reader they
+# read through), which builds and runs only those two test programs.
 set -euo pipefail
 root="$(cd "$(dirname "$0")/.." && pwd)"
 "$root/scripts/deps.sh"
@@ -21,4 +23,11 @@ cmake -S "$root" -B "$root/build-san" -G Ninja -DCMAKE_BUILD_TYPE=Debug \
 cmake --build "$root/build-san" -j "$jobs"
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
   ctest --test-dir "$root/build-san" -j "$jobs" --output-on-failure
+cmake -S "$root" -B "$root/build-tsan" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+  -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
+  -DMLR_TSAN=ON -DMLR_BENCH=OFF
+cmake --build "$root/build-tsan" -j "$jobs" --target test_resampler test_reader
+for program in test_resampler test_reader; do
+  TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 "$root/build-tsan/$program" --gtest_brief=1
+done
 echo "all tests passed"

@@ -1,6 +1,6 @@
 #!/usr/bin/python3
 """Recordings written by an independent compound-file writer (libgsf) read
-back through `krf info --json` and `krf data`; a file changed by
+back through `krf info --json`, `krf data` and `krf resample`; a file changed by
 `krf upgrade` read back by olefile.
 
 usage: interop_gsf.py KRF WORKDIR
@@ -99,6 +99,36 @@ if r.returncode == 0:
     red = reduce(seg1, 2, [False, True], 4)
     check("reduced rows", [[int(v) for v in x[1:]] for x in rows[1:]],
           [[red[k * 4 + 2], red[k * 4 + 3]] for k in range(5)])
+# krf resample over both segments and the gap between them, every 50 ms:
+# the items computed here from the frames (on a frame: its values; between
+# two: linear for the analog channel, the next word for the event channel).
+frames = [(0.0 + i * 0.1, i) for i in range(18)] + [(5.0 + i * 0.1, 18 + i) for i in range(12)]
+want = []
+for k in range(123):
+    t = 0.0 + k * 0.05
+    n = next(j for j, (ft, _) in enumerate(frames) if ft - t >= -1e-9)
+    ft, i = frames[n]
+    v = A[i] * 0.001 + 0.5
+    if abs(ft - t) > 1e-9 and n > 0:
+        pt, pi = frames[n - 1]
+        v = v - ((ft - t) / (ft - pt)) * (v - (A[pi] * 0.001 + 0.5))
+    want.append((t, struct.unpack("<f", struct.pack("<f", v))[0], E[i]))
+r = krf("resample", path, "--start", "0", "--end", "6.1", "--step", "0.05")
+if r.returncode == 0:
+    rows = list(csv.reader(io.StringIO(r.stdout)))
+    check("resample header", rows[0], ["Time", "Alpha", "Channel 1:2"])  # Door has no name
+    got = [(float(a), struct.unpack("<f", struct.pack("<f", float(b)))[0], int(c))
+           for a, b, c in rows[1:]]
+    check("resample items", got, want)
+    check("resample exact floats", all(struct.pack("<f", float(b)) == struct.pack("<f", w[1])
+                                       for (_, b, _), w in zip(rows[1:], want)), True)
+r = krf("resample", path, "--start", "1", "--end", "0.5", "--step", "0.1", ok=False)
+check("resample end before start", (r.returncode != 0, "before the start" in r.stderr),
+      (True, True))
+r = krf("resample", path, "--start", "0", "--end", "1", "--step", "0.1", "--channel", "4:3",
+        ok=False)
+check("resample unknown channel", (r.returncode != 0, "no channel 4:3" in r.stderr), (True, True))
+
 r = krf("data", path, "--group", "2", ok=False)
 check("missing group exit", r.returncode != 0, True)
 check("missing group message", "0x80070057 E_INVALIDARG" in r.stderr, True)
