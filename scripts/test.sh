@@ -4,7 +4,8 @@
 # UndefinedBehaviorSanitizer (clang, with the libFuzzer targets, whose smoke
 # runs are part of its tests), and a ThreadSanitizer build of the
 # multithreaded parts (the resampler's worker threads and the reader they
-# read through), which builds and runs only those two test programs.
+# read through), which builds and runs only those two test programs (and
+# krf, which the reader tests run).
 set -euo pipefail
 root="$(cd "$(dirname "$0")/.." && pwd)"
 "$root/scripts/deps.sh"
@@ -26,7 +27,7 @@ ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:ha
 cmake -S "$root" -B "$root/build-tsan" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
   -DMLR_TSAN=ON -DMLR_BENCH=OFF
-cmake --build "$root/build-tsan" -j "$jobs" --target test_resampler test_reader
+cmake --build "$root/build-tsan" -j "$jobs" --target test_resampler test_reader krf
 for program in test_resampler test_reader; do
   TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 "$root/build-tsan/$program" --gtest_brief=1
 done

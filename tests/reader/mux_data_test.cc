@@ -237,7 +237,7 @@ TEST_F(MuxDataTest, OffsetRepairOfOldReducedStreams) {
 TEST_F(MuxDataTest, ConcurrentReadersGetTheirOwnFrames) {
   OpenSpec(ThreeChannels(1), "threads");
   std::vector<std::thread> threads;
-  std::vector<bool> ok(4, false);
+  std::vector<int> ok(4, 0);  // not vector<bool>: its bits share words across threads
   for (int t = 0; t < 4; ++t) {
     threads.emplace_back([&, t] {
       bool all = true;
@@ -247,11 +247,11 @@ TEST_F(MuxDataTest, ConcurrentReadersGetTheirOwnFrames) {
         all = all && m.values == Pick(Seg(0), 3, {static_cast<size_t>(t % 3)},
                                       static_cast<size_t>(first - 1), 700);
       }
-      ok[static_cast<size_t>(t)] = all;
+      ok[static_cast<size_t>(t)] = all ? 1 : 0;
     });
   }
   for (auto& th : threads) th.join();
-  EXPECT_EQ(ok, std::vector<bool>(4, true));
+  EXPECT_EQ(ok, std::vector<int>(4, 1));
 }
 
 TEST_F(MuxDataTest, HostileIndexesReadAsAbsentSamples) {
