@@ -19,6 +19,7 @@
 
 #include "reader/krf_loader.h"  // DllGetClassObject
 #include "tools/krf/command.h"
+#include "tools/krf/command_support.h"
 #include "tools/krf/recording_view.h"
 
 namespace {
@@ -78,9 +79,9 @@ bool ParseChannel(const std::string& text, LONG* group, LONG* channel) {
   return true;
 }
 
-// The channels to resample, or an error message.
-std::string PickColumns(IRecording* recording, const std::vector<std::string>& wanted,
-                        std::vector<Column>* columns) {
+// The channels to resample; on failure an error message and its status.
+HRESULT PickColumns(IRecording* recording, const std::vector<std::string>& wanted,
+                    std::vector<Column>* columns, std::string* message) {
   if (wanted.empty()) {
     for (LONG g = 1;; ++g) {
       ComPtr<IChannelInfos> infos = InfosOf(recording, g);
@@ -93,18 +94,21 @@ std::string PickColumns(IRecording* recording, const std::vector<std::string>& w
         if (info) columns->push_back({info, NameOf(info.get(), g, c)});
       }
     }
-    return columns->empty() ? "the recording has no channels" : "";
+    *message = "the recording has no channels";
+    return columns->empty() ? E_INVALIDARG : S_OK;
   }
   for (const std::string& text : wanted) {
     LONG g = 0, c = 0;
-    if (!ParseChannel(text, &g, &c)) return "channel \"" + text + "\" is not GROUP:CHANNEL";
-    ComPtr<IChannelInfos> infos = InfosOf(recording, g);
+    if (!ParseChannel(text, &g, &c)) {
+      *message = "channel \"" + text + "\" is not GROUP:CHANNEL";
+      return E_INVALIDARG;
+    }
     ComPtr<IChannelInfo> info;
-    if (infos) infos->get_Item(c, info.put());
-    if (!info) return "no channel " + text + " (group:channel) in the recording";
+    const HRESULT hr = krf::FindChannel(recording, g, c, &info, message);
+    if (FAILED(hr)) return hr;
     columns->push_back({info, NameOf(info.get(), g, c)});
   }
-  return "";
+  return S_OK;
 }
 
 // A bar of 40 characters on standard error, redrawn in place.
@@ -173,17 +177,16 @@ int Run(const Options& o) {
     return krf::ReportError(o.file, "the step must be above 0", E_INVALIDARG);
   }
   ComPtr<IRecording> recording;
-  krf::OpenError error;
-  if (!krf::OpenForInspection(o.file, &recording, &error)) {
-    return krf::ReportError(o.file, error.message, error.status);
-  }
+  int status = 1;
+  if (!krf::OpenOrReport(o.file, &recording, &status)) return status;
   std::vector<Column> columns;
-  const std::string problem = PickColumns(recording.get(), o.channels, &columns);
-  if (!problem.empty()) return krf::ReportError(o.file, problem, E_INVALIDARG);
+  std::string problem;
+  HRESULT hr = PickColumns(recording.get(), o.channels, &columns, &problem);
+  if (FAILED(hr)) return krf::ReportError(o.file, problem, hr);
 
   ComPtr<IClassFactory> factory;
   ComPtr<IChannelResampler> resampler;
-  HRESULT hr = DllGetClassObject(CLSID_ChannelResampler, IID_IClassFactory, factory.put_void());
+  hr = DllGetClassObject(CLSID_ChannelResampler, IID_IClassFactory, factory.put_void());
   if (SUCCEEDED(hr)) {
     hr = factory->CreateInstance(nullptr, IID_IChannelResampler, resampler.put_void());
   }
@@ -249,12 +252,7 @@ const krf::Registrar kResample(
             o->has_invalid = true;
           },
           "value for samples that cannot be given (default: the void number, printed nan)");
-      return [o]() {
-        CoInitializeEx(nullptr, COINIT_MULTITHREADED);
-        const int status = Run(*o);
-        CoUninitialize();
-        return status;
-      };
+      return krf::WithCom([o] { return Run(*o); });
     });
 
 }  // namespace
