@@ -1,5 +1,6 @@
 #include "tools/krf/data_output.h"
 
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 
@@ -25,6 +26,7 @@ std::string WithErrorText(const std::string& what) {
 }
 
 std::string RoundTripFloat(float value) {
+  if (std::isnan(value)) return "nan";
   char buf[32];
   for (int precision = 6; precision <= 9; ++precision) {
     std::snprintf(buf, sizeof buf, "%.*g", precision, static_cast<double>(value));

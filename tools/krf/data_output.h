@@ -14,7 +14,8 @@ std::string TakeErrorText();
 // horizontal normsets)". Takes the error object.
 std::string WithErrorText(const std::string& what);
 
-// The shortest decimal text that reads back as the same float.
+// The shortest decimal text that reads back as the same float; "nan" for
+// every NaN (whatever its sign and payload).
 std::string RoundTripFloat(float value);
 
 }  // namespace krf

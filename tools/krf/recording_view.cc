@@ -192,17 +192,6 @@ std::string RoundTrip(double value) {
   return buf;
 }
 
-std::string RoundTripFloat(float value) {
-  if (std::isnan(value)) return "nan";
-  if (std::isinf(value)) return value > 0 ? "inf" : "-inf";
-  char buf[32];
-  for (int precision = 6; precision <= 9; ++precision) {
-    std::snprintf(buf, sizeof buf, "%.*g", precision, static_cast<double>(value));
-    if (std::strtof(buf, nullptr) == value) break;
-  }
-  return buf;
-}
-
 json Number(double value) {
   if (IsVoid(value) || !std::isfinite(value)) return nullptr;
   return value;

@@ -41,10 +41,6 @@ nlohmann::json Number(double value);
 // The shortest decimal text that reads back as the same double.
 std::string RoundTrip(double value);
 
-// The same for a float: the shortest text that reads back (strtof) as the
-// same float; "nan" for every NaN, "inf" and "-inf" for the infinities.
-std::string RoundTripFloat(float value);
-
 // BSTR to UTF-8 (null is empty).
 std::string Utf8(const OLECHAR* text);
 

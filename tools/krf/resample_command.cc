@@ -20,6 +20,7 @@
 #include "reader/krf_loader.h"  // DllGetClassObject
 #include "tools/krf/command.h"
 #include "tools/krf/command_support.h"
+#include "tools/krf/data_output.h"
 #include "tools/krf/recording_view.h"
 
 namespace {
