@@ -17,10 +17,11 @@ from ._group import Channel, Group
 from ._items import (Bookmark, Frames, Marker, Normset, PhysicalChannel, Scaling, Trigger,
                      VoiceMark)
 from ._recording import Recording, open
+from ._resample import resample
 from ._save import save
 
 __all__ = [
     "ArgumentError", "Bookmark", "Channel", "Dispatch", "Error", "Frames", "Group", "Marker",
     "Normset", "PhysicalChannel", "Recording", "Ref", "Scaling", "Trigger", "VoiceMark",
-    "dispatch", "open", "save",
+    "dispatch", "open", "resample", "save",
 ]
