@@ -112,12 +112,23 @@ void CSaveThread::Run() {
 
 // --- CWriterThread -----------------------------------------------------------------
 
-CWriterThread::CWriterThread() { InitializeCriticalSection(&lock_); }
+CWriterThread::CWriterThread()
+    : queued_(CreateEventA(nullptr, FALSE, FALSE, nullptr)),
+      space_(CreateEventA(nullptr, FALSE, FALSE, nullptr)) {
+  if (!queued_ || !space_) {
+    if (queued_) CloseHandle(queued_);
+    if (space_) CloseHandle(space_);
+    throw std::bad_alloc();
+  }
+  InitializeCriticalSection(&lock_);
+}
 
 CWriterThread::~CWriterThread() {
   RequestStop();
   Join();
   DeleteCriticalSection(&lock_);
+  CloseHandle(queued_);
+  CloseHandle(space_);
 }
 
 size_t CWriterThread::QueuedJobs() const {
@@ -136,7 +147,7 @@ void CWriterThread::Submit(std::unique_ptr<CSaveWriteJob> job) {
     if (FAILED(hr)) SetError(hr);
     return;
   }
-  while (QueuedJobs() > kMaxQueuedJobs) Sleep(kPollMs);
+  while (QueuedJobs() > kMaxQueuedJobs) WaitForSingleObject(space_, kPollMs);
   EnterCriticalSection(&lock_);
   try {
     queue_.push_back(std::move(job));
@@ -146,6 +157,7 @@ void CWriterThread::Submit(std::unique_ptr<CSaveWriteJob> job) {
     return;
   }
   LeaveCriticalSection(&lock_);
+  SetEvent(queued_);
 }
 
 void CWriterThread::Run() {
@@ -155,7 +167,7 @@ void CWriterThread::Run() {
     LeaveCriticalSection(&lock_);
     if (!job) {
       if (StopRequested()) return;
-      Sleep(kPollMs);
+      WaitForSingleObject(queued_, kPollMs);
       continue;
     }
     // Written outside the lock; the job leaves the queue only afterwards, so
@@ -167,6 +179,7 @@ void CWriterThread::Run() {
     done = std::move(queue_.front());
     queue_.pop_front();
     LeaveCriticalSection(&lock_);
+    SetEvent(space_);
   }
 }
 

@@ -23,8 +23,12 @@
 // CWriterThread (writer)
 //   Submit performs the job at once on the calling thread when the writer
 //   was never started (a failure becomes the writer's error code); otherwise
-//   it waits, testing every 100 ms, while more than kMaxQueuedJobs jobs are
-//   queued, then appends the job. The thread performs jobs in order; a job
+//   it waits while more than kMaxQueuedJobs jobs are queued, then appends the
+//   job. Both waits (the producer's for room, the idle writer's for a job)
+//   test at least every 100 ms and are also woken by an event as soon as a
+//   job leaves or enters the queue: a fixed 100 ms sleep would cap the
+//   throughput at kMaxQueuedJobs blocks per 100 ms, well below a disk's
+//   rate. The thread performs jobs in order; a job
 //   leaves the queue only after it has been written, so QueueEmpty means
 //   every submitted write is done. A failed job's code becomes the writer's
 //   error code; later jobs are still performed. The thread ends when its stop
@@ -124,6 +128,8 @@ class CWriterThread final : public CThreadBase, public CSaveWriteQueue {
  private:
   size_t QueuedJobs() const;
 
+  HANDLE queued_;  // auto-reset: a job was appended
+  HANDLE space_;   // auto-reset: a job left the queue
   mutable CRITICAL_SECTION lock_;
   std::deque<std::unique_ptr<CSaveWriteJob>> queue_;
 };
