@@ -127,6 +127,10 @@ class ProgressDisplay {
       last_ = status;
       return;
     }
+    const auto now = std::chrono::steady_clock::now();
+    if (status == last_ && now - drawn_ < std::chrono::milliseconds(100)) return;
+    drawn_ = now;
+    last_ = status;
     progress->get_Completion(&completion);
     progress->get_EstimatedTimeLeft(&left);
     progress->get_SizeMultiplier(&multiplier);
@@ -150,6 +154,7 @@ class ProgressDisplay {
  private:
   bool terminal_;
   LONG last_ = -1;
+  std::chrono::steady_clock::time_point drawn_{};
 };
 
 bool Exists(const std::string& path) { return GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES; }
@@ -207,7 +212,9 @@ int Run(const Options& o) {
     // an abort hides).
     if (status == kalSRS_Ready || (status == kalSRS_ErrorOccurred && (completion == 100 || aborted)))
       break;
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    // Polled often enough to see short states; the bar redraws at most
+    // every 100 ms.
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
   display.End();
   LONG error = 0;
