@@ -49,10 +49,14 @@ CSaveProgress::CSaveProgress(CMainSaveThread* thread)
 
 CSaveProgress::~CSaveProgress() {
   if (!thread_) return;
-  // Once the save reads Ready its thread is about to drop its own reference:
-  // waiting for that makes this the last reference, so the target is closed
-  // and stamped or deleted before the client's Release returns.
-  if (thread_->status() == kalSRS_Ready) thread_->Join();
+  // Once the save has let go of its groups (it then only sets Ready and
+  // drops its own reference), waiting for the thread makes this the last
+  // reference, so the target is closed and stamped or deleted before the
+  // client's Release returns.
+  const bool finished = thread_->status() == kalSRS_Ready ||
+                        thread_->WithGroups([](const std::vector<CSaveObject*>* groups,
+                                               CTimeLeftState&) { return groups == nullptr; });
+  if (finished) thread_->Join();
   thread_->Release();
 }
 

@@ -35,9 +35,10 @@
 //                Ready and deletes its target.
 //
 // Lifetime: holds a reference to the main save thread (which keeps running
-// when the progress object goes). Released after the status reads Ready, it
-// waits for the thread's last instructions, so that the target file is closed
-// and time-stamped, or deleted, when the last Release returns. Counts its own references; deletes itself
+// when the progress object goes). Released once the save has ended (status
+// Ready, or ErrorOccurred with Completion 100), it waits for the thread's
+// last instructions, so that the target file is closed and time-stamped, or
+// deleted, when the last Release returns. Counts its own references; deletes itself
 // at zero. Threading: free-threaded; the properties read the thread's state
 // as save/main_save_thread.h describes.
 #pragma once
