@@ -21,7 +21,11 @@
 //      write queue is empty, then hands each group, in order, to whichever
 //      worker is free first, commits the root storage every 5 s while it
 //      waits, and copies each group's error code into the save's error code
-//      (the first failure wins);
+//      (the first failure wins). A failed write of the writer thread is
+//      copied too: a group cannot see it, and a save that lost data must
+//      not end as a success (nor wait on workers already told to stop). Once
+//      the save is stopping, the groups left undispatched in a phase are
+//      counted as done without running;
 //   7. stops and joins the workers and the writer; after a stop or a failure
 //      runs the clean-up phase on every group; closes every group; releases
 //      the storages (all of them at once after a stop, so the file is closed
