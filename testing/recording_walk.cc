@@ -1,5 +1,7 @@
 #include "testing/recording_walk.h"
 
+#include <algorithm>
+
 #include "platform/com_ptr.h"
 #include "platform/win.h"
 
@@ -46,10 +48,16 @@ uint64_t WalkGroup(IChannelGroup* group) {
   if (SUCCEEDED(group->get_HNorms(hnorms.put())) && hnorms) hnorms->get_Count(&count);
   LONG factor = 0x7FFFFFFF;
   group->GetBestReductionFactor(1, &factor);
+  // A read costs up to items x reduction frames (a reduction that is not
+  // stored is merged from full-rate or stored frames), so the walk asks for
+  // at most about a million frames per read, whatever factor a file claims.
+  constexpr LONG kFramesPerRead = 1 << 20;
   for (LONG h = 1; h <= count && h <= 4 && list; ++h) {
     for (LONG reduction : {LONG{1}, factor}) {
+      if (reduction < 1 || reduction > kFramesPerRead) break;
+      const LONG items = std::min<LONG>(2000, kFramesPerRead / reduction);
       SAFEARRAY* result = nullptr;
-      if (SUCCEEDED(group->GetMuxData(&list, h, 1, 2000, reduction, &result)) && result) {
+      if (SUCCEEDED(group->GetMuxData(&list, h, 1, items, reduction, &result)) && result) {
         LONG lo = 0, hi = -1;
         SafeArrayGetLBound(result, SafeArrayGetDim(result), &lo);
         SafeArrayGetUBound(result, SafeArrayGetDim(result), &hi);
