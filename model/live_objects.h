@@ -4,7 +4,9 @@
 // enumerators) holds one `LiveObjectToken` as a member: the token's
 // constructor counts the object in and its destructor counts it out. The
 // count is process-wide and lets tests (and leak diagnostics) prove that
-// releasing every reference frees a whole object tree.
+// releasing every reference frees a whole object tree. Each token also holds
+// the module's lock count (platform/module_lock.h), so DllCanUnloadNow refuses
+// while any object lives.
 //
 // Threading: the count is an atomic; any thread may create or destroy
 // objects. Reading it while other threads create objects gives a snapshot.

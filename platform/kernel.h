@@ -160,6 +160,8 @@ MLR_API HMODULE LoadLibraryA(LPCSTR lpLibFileName);
 MLR_API FARPROC GetProcAddress(HMODULE hModule, LPCSTR lpProcName);
 MLR_API BOOL FreeLibrary(HMODULE hLibModule);
 MLR_API DWORD GetModuleFileNameA(HMODULE hModule, LPSTR lpFilename, DWORD nSize);
+// The same path as UTF-16 (the length in UTF-16 units).
+MLR_API DWORD GetModuleFileNameW(HMODULE hModule, LPWSTR lpFilename, DWORD nSize);
 // GetModuleHandleA(null) is the executable; a name must be a module already
 // loaded (its path or file name as dlopen takes it). GetModuleHandleExA
 // with GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS finds the module that contains
@@ -176,6 +178,29 @@ MLR_API BOOL GetModuleHandleExA(DWORD dwFlags, LPCSTR lpModuleName, HMODULE* phM
 // cchBufferMax - 1 bytes plus a NUL; returns the bytes copied, 0 when the id
 // is unknown. cchBufferMax == 0 is not supported (returns 0).
 MLR_API int LoadStringA(HINSTANCE hInstance, UINT uID, LPSTR lpBuffer, int cchBufferMax);
+
+// Other resources come from the process-wide table filled with
+// mlr::RegisterResource (platform/module.h), whatever the module handle.
+// Names and types are numbers (MAKEINTRESOURCEA) or strings (compared
+// case-insensitively). An HRSRC and the HGLOBAL of LoadResource stay valid
+// for the life of the process; nothing needs freeing.
+typedef struct HRSRC__* HRSRC;
+#define MAKEINTRESOURCEA(i) ((LPSTR)(ULONG_PTR)((WORD)(i)))
+#define IS_INTRESOURCE(r) ((((ULONG_PTR)(r)) >> 16) == 0)
+MLR_API HRSRC FindResourceA(HMODULE hModule, LPCSTR lpName, LPCSTR lpType);
+MLR_API HGLOBAL LoadResource(HMODULE hModule, HRSRC hResInfo);
+MLR_API LPVOID LockResource(HGLOBAL hResData);
+MLR_API DWORD SizeofResource(HMODULE hModule, HRSRC hResInfo);
+
+// --- module entry point --------------------------------------------------------
+// The library's DllMain runs with DLL_PROCESS_ATTACH when the library (or an
+// executable that links it) is loaded, and with DLL_PROCESS_DETACH at exit;
+// there are no thread notifications.
+#define DLL_PROCESS_DETACH 0
+#define DLL_PROCESS_ATTACH 1
+#define DLL_THREAD_ATTACH 2
+#define DLL_THREAD_DETACH 3
+MLR_API BOOL DisableThreadLibraryCalls(HMODULE hLibModule);
 
 // --- threads ------------------------------------------------------------------
 #define CREATE_SUSPENDED 0x00000004

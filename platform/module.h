@@ -10,7 +10,8 @@
 // outlive a client's FreeLibrary). On Windows the module entry
 // point records the DLL's handle with SetModuleHandle.
 //
-// String table: LoadStringA reads from a fixed table filled at start-up by
+// String table (POSIX; on Windows the module's string table resource is used
+// and RegisterStrings does nothing): LoadStringA reads from a fixed table filled at start-up by
 // RegisterStrings (for example the library's message table). Later
 // registrations of an id replace earlier ones. The texts must stay valid for
 // the life of the process (string literals). Thread-safe.
@@ -34,5 +35,11 @@ template <size_t N>
 void RegisterStrings(const StringEntry (&entries)[N]) {
   RegisterStrings(entries, N);
 }
+
+// Resource table: FindResourceA(module, MAKEINTRESOURCEA(id), type) then
+// finds `size` bytes at `data` (which must live as long as the process).
+// Registering a (type, id) again replaces it. On Windows the module's own
+// resources are used and this does nothing. Thread-safe.
+void RegisterResource(const char* type, UINT id, const void* data, DWORD size);
 
 }  // namespace mlr

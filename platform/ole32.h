@@ -9,7 +9,13 @@
 // model, and CoCreateInstance works on any thread, initialised or not.
 // Classes: CoCreateInstance/CoGetClassObject look up the classes registered
 // in-process (CoRegisterClassObject, mlr::RegisterClassObject in
-// platform/class_registry.h) and return REGDB_E_CLASSNOTREG for others;
+// platform/class_registry.h) first, then the classes registered in the
+// registry (platform/winreg.h): the library named by
+// HKEY_CLASSES_ROOT\CLSID\{clsid}\InprocServer32 is loaded (and stays
+// loaded) and asked for its class object through its DllGetClassObject.
+// REGDB_E_CLASSNOTREG when neither knows the class,
+// HRESULT_FROM_WIN32(ERROR_MOD_NOT_FOUND) when the registered library cannot
+// be loaded, CO_E_ERRORINDLL when it exports no DllGetClassObject.
 // CLSID_StdGlobalInterfaceTable is always available.
 #pragma once
 
@@ -57,6 +63,10 @@ MLR_API void CoTaskMemFree(LPVOID pv);
 MLR_API int StringFromGUID2(REFGUID rguid, LPOLESTR lpsz, int cchMax);
 MLR_API HRESULT CLSIDFromString(LPCOLESTR lpsz, LPCLSID pclsid);
 MLR_API HRESULT IIDFromString(LPCOLESTR lpsz, LPIID lpiid);
+// The class of a program identifier, from the registry's
+// HKEY_CLASSES_ROOT\<progid>\CLSID; CO_E_CLASSSTRING when it is not
+// registered (*lpclsid = CLSID_NULL), E_INVALIDARG for null arguments.
+MLR_API HRESULT CLSIDFromProgID(LPCOLESTR lpszProgID, LPCLSID lpclsid);
 
 // A growable memory stream. hGlobal must be null (a new block is used);
 // fDeleteOnRelease is accepted and ignored. Clone shares the data and has its

@@ -100,7 +100,12 @@ MLR_API HRESULT GetErrorInfo(ULONG dwReserved, IErrorInfo** pperrinfo);
 MLR_API INT VariantTimeToSystemTime(DOUBLE vtime, LPSYSTEMTIME lpSystemTime);
 MLR_API INT SystemTimeToVariantTime(LPSYSTEMTIME lpSystemTime, DOUBLE* pvtime);
 
-// Type libraries are not registered on POSIX: QueryPathOfRegTypeLib always
-// fails with TYPE_E_LIBNOTREGISTERED and leaves *lpbstrPathName null.
+// The path of a registered type library: the registry's
+// HKEY_CLASSES_ROOT\TypeLib\{guid}\<major>.<minor>\<lcid>\posix (lcid and
+// the version in hexadecimal, as Windows writes them; lcid 0 is tried when
+// the given one is missing). TYPE_E_LIBNOTREGISTERED, with *lpbstrPathName
+// null, when it is not registered; E_INVALIDARG for a null out pointer. The
+// library's own type library is registered by mlr::RegisterModuleTypeLib
+// (platform/type_library.h).
 MLR_API HRESULT QueryPathOfRegTypeLib(REFGUID guid, USHORT wMaj, USHORT wMin, LCID lcid,
                                       BSTR* lpbstrPathName);

@@ -23,13 +23,13 @@ void AppendUtf8(std::string* out, char32_t c) {
   }
 }
 
-void AppendUtf16(std::u16string* out, char32_t c) {
+void AppendUtf16(OleString* out, char32_t c) {
   if (c < 0x10000) {
-    out->push_back(static_cast<char16_t>(c));
+    out->push_back(static_cast<OLECHAR>(c));
   } else {
     c -= 0x10000;
-    out->push_back(static_cast<char16_t>(0xD800 | (c >> 10)));
-    out->push_back(static_cast<char16_t>(0xDC00 | (c & 0x3FF)));
+    out->push_back(static_cast<OLECHAR>(0xD800 | (c >> 10)));
+    out->push_back(static_cast<OLECHAR>(0xDC00 | (c & 0x3FF)));
   }
 }
 
@@ -67,10 +67,10 @@ std::string ToUtf8(const OLECHAR* text, size_t length) {
   return out;
 }
 
-std::u16string ToUtf16(const char* text) { return text ? ToUtf16(text, Length8(text)) : u""; }
+OleString ToUtf16(const char* text) { return text ? ToUtf16(text, Length8(text)) : OleString(); }
 
-std::u16string ToUtf16(const char* text, size_t length) {
-  std::u16string out;
+OleString ToUtf16(const char* text, size_t length) {
+  OleString out;
   if (!text) return out;
   out.reserve(length);
   const auto* s = reinterpret_cast<const unsigned char*>(text);
@@ -116,7 +116,7 @@ std::u16string ToUtf16(const char* text, size_t length) {
 
 BSTR AllocBstrUtf8(const char* text) {
   try {
-    std::u16string w = ToUtf16(text);
+    OleString w = ToUtf16(text);
     return SysAllocStringLen(w.data(), static_cast<UINT>(w.size()));
   } catch (const std::bad_alloc&) {
     return nullptr;

@@ -5,7 +5,7 @@
 // frees first and returns the slot for an out parameter, detach() hands the
 // value to the caller. Copies are deep. Construction failures leave them
 // empty (a null BSTR is the empty string); the conversions never throw
-// except std::bad_alloc from std::string/std::u16string.
+// except std::bad_alloc from std::string/OleString.
 #pragma once
 
 #include "platform/win.h"
@@ -15,10 +15,14 @@
 
 namespace mlr {
 
+// UTF-16 text in the platform's OLECHAR (char16_t on POSIX, wchar_t on
+// Windows).
+using OleString = std::basic_string<OLECHAR>;
+
 std::string ToUtf8(const OLECHAR* text);                 // null: ""
 std::string ToUtf8(const OLECHAR* text, size_t length);  // invalid UTF-16 -> U+FFFD
-std::u16string ToUtf16(const char* text);                // null: u""
-std::u16string ToUtf16(const char* text, size_t length);  // invalid UTF-8 -> U+FFFD
+OleString ToUtf16(const char* text);                // null: ""
+OleString ToUtf16(const char* text, size_t length);  // invalid UTF-8 -> U+FFFD
 // A new BSTR from UTF-8 (null on allocation failure).
 BSTR AllocBstrUtf8(const char* text);
 
@@ -54,7 +58,7 @@ class Bstr {
   }
   [[nodiscard]] BSTR detach() { return std::exchange(s_, nullptr); }
   std::string Utf8() const { return ToUtf8(s_, Length()); }
-  std::u16string Str() const { return std::u16string(s_ ? s_ : u"", Length()); }
+  OleString Str() const { return OleString(s_ ? s_ : OLESTR(""), Length()); }
 
  private:
   BSTR s_ = nullptr;

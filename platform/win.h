@@ -15,6 +15,7 @@
 //   oleauto.h   Sys*, Variant*, SafeArray*, error info, automation dates
 //   ole32.h     Co*, CreateStreamOnHGlobal, PropVariant*, Stg*
 //   kernel.h    files, time, modules, threads, events, waits, conversions
+//   winreg.h    the registry (one file per user)
 #pragma once
 
 #if defined(_WIN32)
@@ -38,4 +39,5 @@
 #include "platform/oleauto.h"
 #include "platform/ole32.h"
 #include "platform/kernel.h"
+#include "platform/winreg.h"
 #endif

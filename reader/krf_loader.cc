@@ -2,10 +2,9 @@
 
 #include <new>
 
+#include "model/aggregation.h"
 #include "platform/com_ptr.h"
-#include "platform/export.h"
 #include "reader/krf_recording.h"
-#include "model/static_class_factory.h"
 
 HRESULT STDMETHODCALLTYPE CKrfLoader::QueryInterface(REFIID riid, void** ppv) {
   if (!ppv) return E_POINTER;
@@ -54,29 +53,9 @@ HRESULT STDMETHODCALLTYPE CKrfLoader::OpenRecording(BSTR FileName, IRecording** 
 }
 
 namespace mlr::reader {
-namespace {
 
-class KrfLoaderFactory final : public mlr::model::StaticClassFactory {
- public:
-  HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID riid, void** ppv) override {
-    if (!ppv) return E_POINTER;
-    *ppv = nullptr;
-    if (outer) return CLASS_E_NOAGGREGATION;
-    CKrfLoader* loader = new (std::nothrow) CKrfLoader();
-    if (!loader) return E_OUTOFMEMORY;
-    loader->AddRef();
-    const HRESULT hr = loader->QueryInterface(riid, ppv);
-    loader->Release();
-    return hr;
-  }
-};
-
-KrfLoaderFactory g_loader_factory;
-
-}  // namespace
-
-HRESULT GetKrfLoaderClassObject(REFIID riid, void** ppv) {
-  return g_loader_factory.QueryInterface(riid, ppv);
+HRESULT CreateKrfLoader(IUnknown* outer, REFIID riid, void** ppv) {
+  return model::CreateInstance<CKrfLoader>(outer, riid, ppv);
 }
 
 HRESULT OpenRecordingOnStorage(IStorage* root, IRecording** recording) {

@@ -7,17 +7,18 @@
 // for a missing file or a file without "Data", the storage's status for a
 // file that cannot be opened), else the result of the IRecording query.
 //
-// `CreateKrfLoaderClassObject` hands out the class object (an
-// IClassFactory, static, never deleted) that the exported DllGetClassObject
-// serves for CLSID_KrfLoader. Loader objects count their own references and
-// delete themselves at zero. Free-threaded; stateless.
+// `CreateKrfLoader` is the class's creation routine (plain or aggregated,
+// model/aggregation.h), which the component frame's class object for
+// CLSID_KrfLoader calls. Loader objects count their own references, delete
+// themselves at zero and hold the module while they live. Free-threaded;
+// stateless.
 #pragma once
 
 #include <atomic>
 
 #include "LegacyRecording.h"
 #include "model/dispatch_tables.h"
-#include "platform/export.h"
+#include "model/live_objects.h"
 #include "platform/win.h"
 
 class CKrfLoader : public mlr::model::DispatchImplFor<IKrfLoader> {
@@ -30,18 +31,19 @@ class CKrfLoader : public mlr::model::DispatchImplFor<IKrfLoader> {
 
   HRESULT STDMETHODCALLTYPE OpenRecording(BSTR FileName, IRecording** Result) override;
 
- private:
+ protected:
   virtual ~CKrfLoader() = default;
-  std::atomic<ULONG> refs_{0};
-};
 
-// The exported class-object entry point (reader/dll_get_class_object.cc).
-MLR_API HRESULT DllGetClassObject(REFCLSID rclsid, REFIID riid, LPVOID* ppv);
+ private:
+  std::atomic<ULONG> refs_{0};
+  mlr::model::LiveObjectToken live_;
+};
 
 namespace mlr::reader {
 
-// The KrfLoader class object, queried for `riid`.
-HRESULT GetKrfLoaderClassObject(REFIID riid, void** ppv);
+// Creates a loader (aggregated when `outer` is not null) and returns its
+// `riid` interface; the IClassFactory::CreateInstance contract.
+HRESULT CreateKrfLoader(IUnknown* outer, REFIID riid, void** ppv);
 
 // Builds a recording over an open root storage. With a read-only storage
 // nothing is ever written (the upgrade of old files finds the storage

@@ -10,7 +10,7 @@ for dir in model reader api resampler save server; do
   [ -d "$dir" ] || continue
   hits=$(grep -rnE --include='*.h' --include='*.cc' --include='*.c' \
     -e '^[[:space:]]*#[[:space:]]*include[[:space:]]*<[^>]*(\.h|/)[^>]*>' \
-    -e '_WIN32' "$dir")
+    -e '(^|[^A-Za-z0-9_])_WIN32' "$dir")
   if [ -n "$hits" ]; then
     echo "layering: $dir/ must not include operating-system headers or test _WIN32:"
     echo "$hits"

@@ -4,6 +4,7 @@
 
 #include "platform/class_registry.h"
 #include "platform/com_ptr.h"
+#include "platform/posix/registered_classes.h"
 #include "platform/ref_count.h"
 #include "platform/win.h"
 
@@ -280,7 +281,9 @@ HRESULT CoGetClassObject(REFCLSID rclsid, DWORD dwClsContext, LPVOID pvReserved,
   if (!(dwClsContext & CLSCTX_INPROC)) return REGDB_E_CLASSNOTREG;
   mlr::CreateFunction create = nullptr;
   mlr::ComPtr<IClassFactory> factory;
-  if (!LookupClass(rclsid, &create, &factory)) return REGDB_E_CLASSNOTREG;
+  if (!LookupClass(rclsid, &create, &factory)) {
+    return mlr::posix::GetRegisteredClassObject(rclsid, riid, ppv);
+  }
   if (!factory) {
     auto* f = new (std::nothrow) FunctionFactory(create);
     if (!f) return E_OUTOFMEMORY;
@@ -300,7 +303,11 @@ HRESULT CoCreateInstance(REFCLSID rclsid, IUnknown* pUnkOuter, DWORD dwClsContex
   if (!(dwClsContext & CLSCTX_INPROC)) return REGDB_E_CLASSNOTREG;
   mlr::CreateFunction create = nullptr;
   mlr::ComPtr<IClassFactory> factory;
-  if (!LookupClass(rclsid, &create, &factory)) return REGDB_E_CLASSNOTREG;
+  if (!LookupClass(rclsid, &create, &factory)) {
+    HRESULT hr = mlr::posix::GetRegisteredClassObject(rclsid, IID_IClassFactory,
+                                                      reinterpret_cast<void**>(factory.put()));
+    if (FAILED(hr)) return hr;
+  }
   HRESULT hr = create ? create(pUnkOuter, riid, ppv)
                       : factory->CreateInstance(pUnkOuter, riid, ppv);
   if (FAILED(hr)) *ppv = nullptr;

@@ -14,7 +14,7 @@
 namespace mlr {
 namespace posix {
 
-enum class ObjectKind { kFile, kFind, kEvent, kMutex, kThread };
+enum class ObjectKind { kFile, kFind, kEvent, kMutex, kThread, kRegistryKey };
 
 class KernelObject {
  public:

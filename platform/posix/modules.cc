@@ -4,6 +4,7 @@
 
 #include "platform/module.h"
 #include "platform/posix/handles.h"
+#include "platform/strings.h"
 #include "platform/win.h"
 
 #include <dlfcn.h>
@@ -14,7 +15,9 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <cctype>
 #include <map>
+#include <vector>
 #include <mutex>
 #include <new>
 #include <string>
@@ -74,6 +77,28 @@ const bool kModuleRecorded = [] {
   return true;
 }();
 
+struct Resource {
+  std::string type;  // "#<number>" for a numbered type
+  UINT id;
+  const void* data;
+  DWORD size;
+};
+struct ResourceTable {
+  std::mutex mutex;
+  std::vector<Resource*> resources;  // never freed: HRSRCs point at them
+};
+ResourceTable& Resources() {
+  static ResourceTable* t = new ResourceTable;
+  return *t;
+}
+
+std::string TypeKey(LPCSTR type) {
+  if (IS_INTRESOURCE(type)) return "#" + std::to_string(reinterpret_cast<ULONG_PTR>(type));
+  std::string key = type;
+  for (char& c : key) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  return key;
+}
+
 struct StringTable {
   std::mutex mutex;
   std::map<UINT, const char*> strings;
@@ -104,7 +129,77 @@ void RegisterStrings(const StringEntry* entries, size_t count) {
   for (size_t i = 0; i < count; ++i) t.strings[entries[i].id] = entries[i].text;
 }
 
+void RegisterResource(const char* type, UINT id, const void* data, DWORD size) {
+  ResourceTable& t = Resources();
+  std::string key = TypeKey(type);
+  std::lock_guard<std::mutex> lock(t.mutex);
+  for (Resource* r : t.resources) {
+    if (r->type == key && r->id == id) {
+      r->data = data;
+      r->size = size;
+      return;
+    }
+  }
+  t.resources.push_back(new Resource{std::move(key), id, data, size});
+}
+
 }  // namespace mlr
+
+HRSRC FindResourceA(HMODULE, LPCSTR lpName, LPCSTR lpType) {
+  if (!lpName || !lpType || !IS_INTRESOURCE(lpName)) {
+    SetLastError(ERROR_RESOURCE_NAME_NOT_FOUND);
+    return nullptr;
+  }
+  try {
+    const std::string key = TypeKey(lpType);
+    const UINT id = static_cast<UINT>(reinterpret_cast<ULONG_PTR>(lpName));
+    ResourceTable& t = Resources();
+    std::lock_guard<std::mutex> lock(t.mutex);
+    for (Resource* r : t.resources) {
+      if (r->type == key && r->id == id) return reinterpret_cast<HRSRC>(r);
+    }
+  } catch (const std::bad_alloc&) {
+    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+    return nullptr;
+  }
+  SetLastError(ERROR_RESOURCE_NAME_NOT_FOUND);
+  return nullptr;
+}
+
+HGLOBAL LoadResource(HMODULE, HRSRC hResInfo) {
+  if (!hResInfo) {
+    SetLastError(ERROR_INVALID_HANDLE);
+    return nullptr;
+  }
+  return const_cast<void*>(reinterpret_cast<Resource*>(hResInfo)->data);
+}
+
+LPVOID LockResource(HGLOBAL hResData) { return hResData; }
+
+DWORD SizeofResource(HMODULE, HRSRC hResInfo) {
+  return hResInfo ? reinterpret_cast<Resource*>(hResInfo)->size : 0;
+}
+
+BOOL DisableThreadLibraryCalls(HMODULE) { return TRUE; }
+
+// The library's entry point, when it is linked in (weak: the platform layer
+// alone has none).
+extern "C" __attribute__((weak, visibility("default"))) BOOL DllMain(HINSTANCE module, DWORD reason, LPVOID reserved);
+
+namespace {
+
+// Runs DllMain at load and at exit, as the Windows loader does.
+struct ProcessAttach {
+  ProcessAttach() {
+    if (DllMain) DllMain(mlr::ModuleHandle(), DLL_PROCESS_ATTACH, nullptr);
+  }
+  ~ProcessAttach() {
+    if (DllMain) DllMain(mlr::ModuleHandle(), DLL_PROCESS_DETACH, nullptr);
+  }
+};
+const ProcessAttach kProcessAttach;
+
+}  // namespace
 
 HMODULE LoadLibraryA(LPCSTR lpLibFileName) {
   if (!lpLibFileName || !lpLibFileName[0]) {
@@ -174,6 +269,30 @@ DWORD GetModuleFileNameA(HMODULE hModule, LPSTR lpFilename, DWORD nSize) {
   }
   std::memcpy(lpFilename, path.c_str(), path.size() + 1);
   return static_cast<DWORD>(path.size());
+}
+
+DWORD GetModuleFileNameW(HMODULE hModule, LPWSTR lpFilename, DWORD nSize) {
+  char path[PATH_MAX];
+  const DWORD n = GetModuleFileNameA(hModule, path, sizeof path);
+  if (n == 0 || n >= sizeof path) return 0;
+  try {
+    const mlr::OleString wide = mlr::ToUtf16(path, n);
+    if (!lpFilename || nSize == 0) {
+      SetLastError(ERROR_INSUFFICIENT_BUFFER);
+      return 0;
+    }
+    if (wide.size() + 1 > nSize) {
+      std::memcpy(lpFilename, wide.data(), (nSize - 1) * sizeof(WCHAR));
+      lpFilename[nSize - 1] = 0;
+      SetLastError(ERROR_INSUFFICIENT_BUFFER);
+      return nSize;
+    }
+    std::memcpy(lpFilename, wide.c_str(), (wide.size() + 1) * sizeof(WCHAR));
+    return static_cast<DWORD>(wide.size());
+  } catch (const std::bad_alloc&) {
+    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+    return 0;
+  }
 }
 
 HMODULE GetModuleHandleA(LPCSTR lpModuleName) {

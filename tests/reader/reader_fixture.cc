@@ -6,6 +6,7 @@
 #include <fstream>
 
 #include "reader/krf_loader.h"
+#include "server/module.h"
 #include "reader/text_convert.h"
 #include "testing/krf_writer.h"
 

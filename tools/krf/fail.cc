@@ -40,9 +40,22 @@ const char* HresultName(HRESULT hr) {
     NAME(STG_E_REVERTED)
     NAME(STG_E_DOCFILECORRUPT)
     NAME(STG_E_DOCFILETOOLARGE)
+    NAME(REGDB_E_CLASSNOTREG)
+    NAME(CLASS_E_CLASSNOTAVAILABLE)
+    NAME(CLASS_E_NOAGGREGATION)
+    NAME(CO_E_CLASSSTRING)
+    NAME(CO_E_ERRORINDLL)
+    NAME(TYPE_E_LIBNOTREGISTERED)
+    NAME(TYPE_E_REGISTRYACCESS)
 #undef NAME
     case static_cast<HRESULT>(0x80080011):  // a save of 2 GiB or more without KSS
       return "MEM_E_INVALID_SIZE";
+    case static_cast<HRESULT>(0x8007000DL):
+      return "HRESULT_FROM_WIN32(ERROR_INVALID_DATA)";
+    case static_cast<HRESULT>(0x8007007EL):
+      return "HRESULT_FROM_WIN32(ERROR_MOD_NOT_FOUND)";
+    case static_cast<HRESULT>(0x800703F1L):
+      return "HRESULT_FROM_WIN32(ERROR_BADDB)";
     default:
       return "";
   }

@@ -1,0 +1,70 @@
+// A private registry file for one test (MLR_REGISTRY), removed afterwards,
+// and small readers over it.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <string>
+
+#include "platform/win.h"
+
+class PrivateRegistry : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    dir_ = std::filesystem::temp_directory_path() /
+           ("mlr-server-" + std::to_string(getpid()) + "-" +
+            ::testing::UnitTest::GetInstance()->current_test_info()->name());
+    std::filesystem::remove_all(dir_);
+    std::filesystem::create_directories(dir_);
+    path_ = (dir_ / "registry").string();
+    setenv("MLR_REGISTRY", path_.c_str(), 1);
+  }
+  void TearDown() override {
+    unsetenv("MLR_REGISTRY");
+    std::filesystem::remove_all(dir_);
+  }
+
+  static bool KeyExists(const std::u16string& sub_key) {
+    HKEY key = nullptr;
+    if (RegOpenKeyExW(HKEY_CLASSES_ROOT, sub_key.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) {
+      return false;
+    }
+    RegCloseKey(key);
+    return true;
+  }
+  // The value (null: default) of HKCR\sub_key, or "<missing>".
+  static std::u16string Value(const std::u16string& sub_key, const char16_t* name = nullptr) {
+    HKEY key = nullptr;
+    if (RegOpenKeyExW(HKEY_CLASSES_ROOT, sub_key.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) {
+      return u"<missing>";
+    }
+    char16_t buffer[1024];
+    DWORD size = sizeof buffer;
+    const LONG status =
+        RegQueryValueExW(key, name, nullptr, nullptr, reinterpret_cast<BYTE*>(buffer), &size);
+    RegCloseKey(key);
+    return status == ERROR_SUCCESS ? std::u16string(buffer) : u"<missing>";
+  }
+  static int SubKeyCount(const std::u16string& sub_key) {
+    HKEY key = nullptr;
+    if (RegOpenKeyExW(HKEY_CLASSES_ROOT, sub_key.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) {
+      return -1;
+    }
+    int n = 0;
+    char16_t name[256];
+    DWORD length = 256;
+    while (RegEnumKeyExW(key, static_cast<DWORD>(n), name, &length, nullptr, nullptr, nullptr,
+                         nullptr) == ERROR_SUCCESS) {
+      ++n;
+      length = 256;
+    }
+    RegCloseKey(key);
+    return n;
+  }
+
+  std::filesystem::path dir_;
+  std::string path_;
+};
