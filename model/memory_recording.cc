@@ -1,3 +1,4 @@
+#include "platform/strings.h"
 #include "model/memory_recording.h"
 
 #include <algorithm>
@@ -227,7 +228,7 @@ class CMemoryRecording : public CURIRecordingImpl {
       SetPhysicalChannels(physical);  // owned by the recording from here
       for (const MemoryPhysicalChannel& channel : spec.physical_channels) {
         std::vector<const OLECHAR*> names;
-        for (const std::u16string& name : channel.names) names.push_back(name.c_str());
+        for (const mlr::OleString& name : channel.names) names.push_back(name.c_str());
         if (physical->Add(channel.board, channel.channel, channel.group_index,
                           channel.channel_index, names.data(),
                           static_cast<LONG>(names.size())) == nullptr) {

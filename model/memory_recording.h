@@ -55,6 +55,7 @@
 
 #include "LegacyRecording.h"
 #include "platform/win.h"
+#include "platform/strings.h"
 
 namespace mlr::model {
 
@@ -65,10 +66,10 @@ struct MemoryVNorm {
 };
 
 struct MemoryChannelSpec {
-  std::u16string name;
-  std::u16string units;
+  mlr::OleString name;
+  mlr::OleString units;
   bool event = false;
-  std::vector<std::u16string> bit_names;  // up to 16: the names of bits 1..16
+  std::vector<mlr::OleString> bit_names;  // up to 16: the names of bits 1..16
   std::vector<MemoryVNorm> vnorms;
 };
 
@@ -87,14 +88,14 @@ struct MemoryGroupSpec {
 struct MemoryTrigger {
   double time = 0.0;
   LONG source = kalTriggerSrcUnknown;
-  std::u16string name;
+  mlr::OleString name;
   LONG group = 0;    // 1-based group of the source channel, 0 for none
   LONG channel = 0;  // 1-based channel within that group
 };
 
 struct MemoryBookmark {
   double time = 0.0;
-  std::u16string text;
+  mlr::OleString text;
 };
 
 struct MemoryPhysicalChannel {
@@ -102,7 +103,7 @@ struct MemoryPhysicalChannel {
   LONG channel = 0;
   LONG group_index = 0;
   LONG channel_index = 0;  // 0: the input was not stored
-  std::vector<std::u16string> names;  // entry 0 the name, then bit names
+  std::vector<mlr::OleString> names;  // entry 0 the name, then bit names
 };
 
 struct MemoryDisplayPage {
@@ -111,7 +112,7 @@ struct MemoryDisplayPage {
 };
 
 struct MemoryRecordingSpec {
-  std::u16string title, location, extension, comment, xunits;
+  mlr::OleString title, location, extension, comment, xunits;
   LONG utc_year = 1999;
   LONG utc_year_day = 1;
   double utc_time_of_day = 0.0;

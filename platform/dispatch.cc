@@ -3,6 +3,9 @@
 // and the exception information of failing members. See dispatch.h for the
 // behaviour.
 #include "platform/dispatch.h"
+#include "platform/strings.h"
+
+#include <cstdio>
 
 #include "platform/com_ptr.h"
 
@@ -18,8 +21,8 @@ bool NameEquals(const char* name, const OLECHAR* candidate) {
   for (; name[i]; ++i) {
     OLECHAR a = static_cast<unsigned char>(name[i]);
     OLECHAR b = candidate[i];
-    if (a >= u'A' && a <= u'Z') a = static_cast<OLECHAR>(a - u'A' + u'a');
-    if (b >= u'A' && b <= u'Z') b = static_cast<OLECHAR>(b - u'A' + u'a');
+    if (a >= OLESTR('A') && a <= OLESTR('Z')) a = static_cast<OLECHAR>(a - OLESTR('A') + OLESTR('a'));
+    if (b >= OLESTR('A') && b <= OLESTR('Z')) b = static_cast<OLECHAR>(b - OLESTR('A') + OLESTR('a'));
     if (a != b) return false;
   }
   return candidate[i] == 0;
@@ -119,11 +122,36 @@ HRESULT DefaultValue(const Param& p, VARIANT* out) {
       return S_OK;
     case VT_BSTR:
       out->vt = VT_BSTR;
-      out->bstrVal = SysAllocString(p.def.s ? p.def.s : u"");
+      out->bstrVal = SysAllocString(p.def.s ? p.def.s : OLESTR(""));
       return out->bstrVal ? S_OK : E_OUTOFMEMORY;
     default:
       return E_UNEXPECTED;
   }
+}
+
+// A plain sentence for a status, for errors that carry no error info.
+BSTR StatusSentence(HRESULT hr) {
+  const char* text = nullptr;
+  switch (hr) {
+    case STG_E_FILENOTFOUND: text = "The file was not found."; break;
+    case STG_E_PATHNOTFOUND: text = "The path was not found."; break;
+    case STG_E_ACCESSDENIED: case E_ACCESSDENIED: text = "Access was denied."; break;
+    case STG_E_SHAREVIOLATION: text = "The file is in use by another process."; break;
+    case STG_E_FILEALREADYEXISTS: text = "The file already exists."; break;
+    case STG_E_INVALIDHEADER: text = "The file is not a compound file."; break;
+    case E_INVALIDARG: text = "An argument is not valid."; break;
+    case E_POINTER: text = "A required pointer is null."; break;
+    case E_OUTOFMEMORY: text = "Out of memory."; break;
+    case E_NOTIMPL: text = "The operation is not implemented."; break;
+    default: break;
+  }
+  char buffer[64];
+  if (!text) {
+    std::snprintf(buffer, sizeof buffer, "The operation failed (status 0x%08X).",
+                  static_cast<unsigned>(hr));
+    text = buffer;
+  }
+  return AllocBstrUtf8(text);
 }
 
 void FillException(HRESULT hr, EXCEPINFO* info) {
@@ -136,6 +164,7 @@ void FillException(HRESULT hr, EXCEPINFO* info) {
     error->GetHelpFile(&info->bstrHelpFile);
     error->GetHelpContext(&info->dwHelpContext);
   }
+  if (!info->bstrDescription) info->bstrDescription = StatusSentence(hr);
 }
 
 struct ArgSlots {
@@ -167,6 +196,15 @@ HRESULT InvokeMember(const Member& m, IDispatch* self, WORD flags, DISPPARAMS* d
     ++declared;
     if (!m.params[i].optional) required = declared;
   }
+  // A caller that cannot pass by reference (JScript) leaves out a trailing
+  // [out] parameter of a member without a retval: its value becomes the
+  // call's result.
+  UINT out_as_result = kMaxParams;
+  if (!put && declared > 0 && declared == m.param_count && dp->cArgs + 1 == declared &&
+      m.params[declared - 1].dir == Dir::kOut) {
+    out_as_result = declared - 1;
+    if (required == declared) required = declared - 1;
+  }
   if (put && dp->cArgs == 0) return DISP_E_BADPARAMCOUNT;
   if (dp->cArgs > declared) return DISP_E_BADPARAMCOUNT;
   // For a put the value (rgvarg[0]) belongs to the last parameter; the others
@@ -184,7 +222,7 @@ HRESULT InvokeMember(const Member& m, IDispatch* self, WORD flags, DISPPARAMS* d
   for (UINT i = 0; i < m.param_count; ++i) {
     const Param& p = m.params[i];
     VARIANT* slot = &slots.values[i];
-    if (p.dir == Dir::kRetval) {
+    if (p.dir == Dir::kRetval || i == out_as_result) {
       retval = slot;
       continue;
     }
@@ -214,7 +252,15 @@ HRESULT InvokeMember(const Member& m, IDispatch* self, WORD flags, DISPPARAMS* d
       if (p.dir == Dir::kOut) continue;
     }
     HRESULT hr;
-    if (p.vt == VT_VARIANT) {
+    const VARIANT* value = (arg->vt & VT_BYREF) && (arg->vt & ~VT_BYREF) == VT_VARIANT
+                               ? arg->pvarVal
+                               : arg;
+    // Scripts build arrays of VARIANTs: such an array is handed on as it is
+    // where an array of interfaces is declared (the members accept both).
+    const bool variant_array = (p.vt == (VT_ARRAY | VT_DISPATCH) ||
+                                p.vt == (VT_ARRAY | VT_UNKNOWN)) &&
+                               value && (value->vt & ~VT_BYREF) == (VT_ARRAY | VT_VARIANT);
+    if (p.vt == VT_VARIANT || variant_array) {
       hr = VariantCopyInd(slot, arg);
     } else {
       hr = VariantChangeType(slot, arg, 0, p.vt);
@@ -303,7 +349,11 @@ HRESULT Invoke(const Table& table, IDispatch* self, DISPID dispIdMember, REFIID 
     m = Find(table, dispIdMember, Kind::kPropPut);
   } else {
     if (wFlags & DISPATCH_METHOD) m = Find(table, dispIdMember, Kind::kMethod);
-    if (!m && (wFlags & DISPATCH_PROPERTYGET)) m = Find(table, dispIdMember, Kind::kPropGet);
+    // A property get answers either flag (JScript's Enumerator asks for
+    // _NewEnum with DISPATCH_METHOD alone).
+    if (!m && (wFlags & (DISPATCH_PROPERTYGET | DISPATCH_METHOD))) {
+      m = Find(table, dispIdMember, Kind::kPropGet);
+    }
   }
   if (!m) {
     if (!(wFlags & (DISPATCH_METHOD | DISPATCH_PROPERTYGET | DISPATCH_PROPERTYPUT |

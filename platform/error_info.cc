@@ -20,8 +20,8 @@ HRESULT ReportError(HRESULT hr, REFIID iid, const OLECHAR* source, const OLECHAR
 
 HRESULT ReportErrorUtf8(HRESULT hr, REFIID iid, const char* source, const char* description) {
   try {
-    std::u16string s = ToUtf16(source);
-    std::u16string d = ToUtf16(description);
+    OleString s = ToUtf16(source);
+    OleString d = ToUtf16(description);
     return ReportError(hr, iid, s.c_str(), d.c_str());
   } catch (const std::bad_alloc&) {
     return hr;

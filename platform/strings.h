@@ -69,7 +69,7 @@ class Variant {
   Variant() { VariantInit(&v_); }
   Variant(const Variant& other) {
     VariantInit(&v_);
-    VariantCopy(&v_, &other.v_);
+    VariantCopy(&v_, const_cast<VARIANT*>(&other.v_));
   }
   Variant(Variant&& other) noexcept : v_(other.v_) { VariantInit(&other.v_); }
   ~Variant() { VariantClear(&v_); }

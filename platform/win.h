@@ -28,6 +28,17 @@
 #include <objidl.h>
 #include <propidl.h>
 #include <mmsystem.h>
+#if defined(__MINGW64_VERSION_MAJOR) && __MINGW64_VERSION_MAJOR < 11
+// Older mingw-w64 headers lack SetThreadDescription (Windows 10): resolved
+// at run time, and a no-op where the system has none.
+inline HRESULT SetThreadDescription(HANDLE thread, PCWSTR description) {
+  using Fn = HRESULT(WINAPI*)(HANDLE, PCWSTR);
+  HMODULE kernel = GetModuleHandleA("kernel32.dll");
+  FARPROC proc = kernel ? GetProcAddress(kernel, "SetThreadDescription") : nullptr;
+  if (!proc) return E_NOTIMPL;
+  return reinterpret_cast<Fn>(reinterpret_cast<void (*)()>(proc))(thread, description);
+}
+#endif
 #else
 #include "platform/wintypes.h"
 #include "platform/hresult.h"

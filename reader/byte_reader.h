@@ -8,6 +8,7 @@
 // Not thread-safe; one cursor per decoding pass.
 #pragma once
 
+#include "platform/strings.h"
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -81,11 +82,11 @@ class ByteReader {
   // consumed; a string that runs into the end of the buffer (no NUL) is
   // taken whole and the cursor stops at the end. Returns false only when not
   // even one whole character is left.
-  bool ReadCString(std::u16string* text) {
+  bool ReadCString(mlr::OleString* text) {
     text->clear();
     if (remaining() < 2) return false;
     while (remaining() >= 2) {
-      char16_t c = static_cast<char16_t>(LoadU16(data_ + pos_));
+      OLECHAR c = static_cast<OLECHAR>(LoadU16(data_ + pos_));
       pos_ += 2;
       if (c == 0) return true;
       text->push_back(c);
@@ -111,13 +112,13 @@ class ByteReader {
 // first NUL (the payload holds length / 2 + 1 characters' room, zero-filled,
 // so a payload without NUL still ends). An odd last byte is the low byte of
 // one more character.
-inline std::u16string DecodeStringPayload(const uint8_t* p, size_t length) {
-  std::u16string text;
+inline mlr::OleString DecodeStringPayload(const uint8_t* p, size_t length) {
+  mlr::OleString text;
   text.reserve(length / 2);
   for (size_t i = 0; i < length; i += 2) {
     uint16_t lo = p[i];
     uint16_t hi = i + 1 < length ? p[i + 1] : 0;
-    char16_t c = static_cast<char16_t>(lo | (hi << 8));
+    OLECHAR c = static_cast<OLECHAR>(lo | (hi << 8));
     if (c == 0) break;
     text.push_back(c);
   }

@@ -1,3 +1,4 @@
+#include "platform/strings.h"
 #include "reader/channel_properties.h"
 
 #include "reader/byte_reader.h"
@@ -13,7 +14,7 @@ ChannelProperties DecodeChannelProperties(const uint8_t* data, size_t size) {
     const uint16_t tag = walk.tag();
     if (tag < kNameCount || tag == kTagYUnits) {
       if (walk.length() > in.remaining()) break;
-      std::u16string text = DecodeStringPayload(in.here(), walk.length());
+      mlr::OleString text = DecodeStringPayload(in.here(), walk.length());
       in.Skip(walk.length());
       if (tag == kTagYUnits) {
         p.y_units = std::move(text);

@@ -6,6 +6,7 @@
 // left out of its group.
 #pragma once
 
+#include "platform/strings.h"
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -16,8 +17,8 @@
 namespace mlr::reader {
 
 struct ChannelProperties {
-  std::array<std::u16string, kNameCount> names;  // 0 the name, 1..16 bit names
-  std::u16string y_units;
+  std::array<mlr::OleString, kNameCount> names;  // 0 the name, 1..16 bit names
+  mlr::OleString y_units;
   uint32_t present = 1;
   uint32_t event_flag = 0;
   bool bit_name_seen = false;

@@ -18,6 +18,7 @@
 // of 0 would otherwise repeat the same record for the whole count.
 #pragma once
 
+#include "platform/strings.h"
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -31,7 +32,7 @@ struct MarkerRecord {
 
 struct BookmarkRecord {
   double time = 0;
-  std::u16string text;
+  mlr::OleString text;
 };
 
 struct TriggerRecord {
@@ -39,7 +40,7 @@ struct TriggerRecord {
   double time = 0;
   int32_t group_index = 0;
   uint32_t channel_number = 0;
-  std::u16string name;
+  mlr::OleString name;
 };
 
 std::vector<MarkerRecord> DecodeMarkers(const uint8_t* data, size_t size);

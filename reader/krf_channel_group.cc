@@ -1,3 +1,4 @@
+#include "platform/strings.h"
 #include "reader/krf_channel_group.h"
 
 #include <algorithm>
@@ -50,7 +51,7 @@ void CKrfChannelGroup::EnsureStorageLocked() {
   if (storage_tried_) return;
   storage_tried_ = true;
   if (!data_storage_) return;
-  const std::u16string name = rd::FormatName(rd::kGroupPattern, number_);
+  const mlr::OleString name = rd::FormatName(rd::kGroupPattern, number_);
   (void)data_storage_->OpenStorage(name.c_str(), nullptr, recording_->open_mode(), nullptr, 0,
                                    storage_.put());
 }
@@ -96,7 +97,7 @@ void CKrfChannelGroup::EnsureStreamsLocked() {
   (void)storage_->OpenStream(rd::kMuxDataStream, nullptr, mode, 0, full_.put());
   bool had_reduced = false;
   if (reduction_ != 1) {
-    const std::u16string name = rd::FormatName(rd::kReducedPattern, reduction_);
+    const mlr::OleString name = rd::FormatName(rd::kReducedPattern, reduction_);
     had_reduced = SUCCEEDED(storage_->OpenStream(name.c_str(), nullptr, mode, 0, reduced_.put())) &&
                   reduced_;
   }

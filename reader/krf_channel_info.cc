@@ -1,3 +1,4 @@
+#include "platform/strings.h"
 #include "reader/krf_channel_info.h"
 
 #include <new>
@@ -21,7 +22,7 @@ void CKrfChannelInfo::EnsureStorageLocked() {
   if (storage_tried_) return;
   storage_tried_ = true;
   if (!group_storage_) return;
-  const std::u16string name = rd::FormatName(rd::kChannelPattern, number_);
+  const mlr::OleString name = rd::FormatName(rd::kChannelPattern, number_);
   (void)group_storage_->OpenStorage(name.c_str(), nullptr, recording_->open_mode(), nullptr, 0,
                                     storage_.put());
 }
@@ -63,7 +64,7 @@ bool CKrfChannelInfo::IsEventChannel() {
   return props_.is_event();
 }
 
-std::u16string CKrfChannelInfo::StoredName() {
+mlr::OleString CKrfChannelInfo::StoredName() {
   std::lock_guard<std::recursive_mutex> hold(lock_);
   EnsurePropertiesLocked();
   return props_.names[0];

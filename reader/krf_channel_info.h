@@ -28,6 +28,7 @@
 #include "model/channel_info_impl.h"
 #include "platform/com_ptr.h"
 #include "platform/win.h"
+#include "platform/strings.h"
 #include "reader/channel_properties.h"
 #include "reader/normset_records.h"
 
@@ -47,7 +48,7 @@ class CKrfChannelInfo : public CURIChannelInfoImpl {
   // Whether the channel is an event channel; reads the properties first.
   bool IsEventChannel();
   // The name as stored under tag 0, for analog and event channels alike.
-  std::u16string StoredName();
+  mlr::OleString StoredName();
 
   // Upgrade path (see the file comment).
   std::vector<mlr::reader::VNormRow> NormsetTable();

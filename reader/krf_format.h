@@ -18,24 +18,25 @@
 // from the ASCII pattern with the number in decimal (`FormatName`).
 #pragma once
 
+#include "platform/strings.h"
 #include <cstdint>
 #include <string>
 
 namespace mlr::reader {
 
 // Storage and stream names (the file's own, spelled exactly).
-inline constexpr char16_t kDataStorage[] = u"Data";
-inline constexpr char16_t kInternStream[] = u"Intern01";
-inline constexpr char16_t kConfigStream[] = u"Config01";
-inline constexpr char16_t kHNormsStream[] = u"HNorms02";
-inline constexpr char16_t kMuxDataStream[] = u"MuxData02";
-inline constexpr char16_t kVNormsStream[] = u"VNorms01";
-inline constexpr char16_t kMarkersStream[] = u"Markers01";
-inline constexpr char16_t kBookmarksStream[] = u"Bookmarks01";
-inline constexpr char16_t kTriggersStream[] = u"Triggers01";
-inline constexpr char16_t kVoicemarksStorage[] = u"Voicemarks";
-inline constexpr char16_t kPhysicalChannelStream[] = u"PhysicalChannelInfo";
-inline constexpr char16_t kDisplaySetupStorage[] = u"Display Setup";
+inline constexpr OLECHAR kDataStorage[] = OLESTR("Data");
+inline constexpr OLECHAR kInternStream[] = OLESTR("Intern01");
+inline constexpr OLECHAR kConfigStream[] = OLESTR("Config01");
+inline constexpr OLECHAR kHNormsStream[] = OLESTR("HNorms02");
+inline constexpr OLECHAR kMuxDataStream[] = OLESTR("MuxData02");
+inline constexpr OLECHAR kVNormsStream[] = OLESTR("VNorms01");
+inline constexpr OLECHAR kMarkersStream[] = OLESTR("Markers01");
+inline constexpr OLECHAR kBookmarksStream[] = OLESTR("Bookmarks01");
+inline constexpr OLECHAR kTriggersStream[] = OLESTR("Triggers01");
+inline constexpr OLECHAR kVoicemarksStorage[] = OLESTR("Voicemarks");
+inline constexpr OLECHAR kPhysicalChannelStream[] = OLESTR("PhysicalChannelInfo");
+inline constexpr OLECHAR kDisplaySetupStorage[] = OLESTR("Display Setup");
 
 // Patterns of the numbered names.
 inline constexpr char kGroupPattern[] = "ChGroup%d";
@@ -48,7 +49,7 @@ inline constexpr char kTraceAssignmentPattern[] = "TraceAssignment %d";
 // `pattern` with its one "%d" replaced by `number` in decimal. The numbers
 // come from the file as u32 and are formed as the signed 32-bit value, as
 // the file's writers did (0x80000000 gives "ChGroup-2147483648").
-std::u16string FormatName(const char* pattern, uint32_t number);
+mlr::OleString FormatName(const char* pattern, uint32_t number);
 
 // Tagged records.
 inline constexpr uint16_t kEndTag = 0xFFFF;

@@ -4,6 +4,8 @@
 
 #include "model/aggregation.h"
 #include "platform/com_ptr.h"
+#include "platform/error_info.h"
+#include "platform/strings.h"
 #include "reader/krf_recording.h"
 
 HRESULT STDMETHODCALLTYPE CKrfLoader::QueryInterface(REFIID riid, void** ppv) {
@@ -46,7 +48,13 @@ HRESULT STDMETHODCALLTYPE CKrfLoader::OpenRecording(BSTR FileName, IRecording** 
   if (!Result) return E_POINTER;
   *Result = nullptr;
   try {
-    return FinishOpen(CKrfRecording::Open(FileName ? FileName : OLESTR("")), Result);
+    const HRESULT hr = FinishOpen(CKrfRecording::Open(FileName ? FileName : OLESTR("")), Result);
+    if (hr == STG_E_FILENOTFOUND || hr == STG_E_PATHNOTFOUND) {
+      // Script clients show this text.
+      const std::string text = "The file was not found: " + mlr::ToUtf8(FileName);
+      return mlr::ReportErrorUtf8(hr, IID_IKrfLoader, "movaLegacyRecording", text.c_str());
+    }
+    return hr;
   } catch (const std::bad_alloc&) {
     return E_OUTOFMEMORY;
   }

@@ -1,3 +1,4 @@
+#include "platform/strings.h"
 #include "reader/krf_recording.h"
 
 #include <algorithm>
@@ -132,7 +133,7 @@ CKrfRecording::~CKrfRecording() {
 }
 
 bool CKrfRecording::EligibleForUpgrade() {
-  std::u16string app;
+  mlr::OleString app;
   if (!rd::ReadSummaryString(root_.get(), PIDSI_APPNAME, &app)) return false;
   const std::string name = rd::Utf16ToAnsi(app);
   for (const char* eligible : rd::kUpgradeApplications) {
@@ -441,7 +442,7 @@ HRESULT STDMETHODCALLTYPE CKrfRecording::get_Comment(BSTR* pVal) {
   *pVal = nullptr;
   try {
     std::lock_guard<std::recursive_mutex> hold(lock_);
-    std::u16string text;
+    mlr::OleString text;
     if (rd::ReadSummaryString(root_.get(), PIDSI_COMMENTS, &text)) comment_ = text;
     *pVal = SysAllocString(comment_.c_str());
   } catch (const std::bad_alloc&) {

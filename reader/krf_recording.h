@@ -60,6 +60,7 @@
 #include "model/recording_impl.h"
 #include "platform/com_ptr.h"
 #include "platform/win.h"
+#include "platform/strings.h"
 
 class CKrfChannelGroup;
 class CKrfVoicemarks;
@@ -129,7 +130,7 @@ class CKrfRecording : public CURIRecordingImpl {
   bool modified_ = false;
   bool upgraded_ = false;
   double time_per_division_ = 1.0;
-  std::u16string comment_;
+  mlr::OleString comment_;
   std::vector<CKrfChannelGroup*> groups_;  // owned by the generic groups collection
   std::unique_ptr<CKrfVoicemarks> voicemarks_;
   std::vector<std::unique_ptr<CURIDisplayPagesImpl>> display_pages_;

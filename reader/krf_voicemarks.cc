@@ -1,3 +1,4 @@
+#include "platform/strings.h"
 #include "reader/krf_voicemarks.h"
 
 #include <new>
@@ -174,7 +175,7 @@ IStream* CKrfVoicemarks::DataStream(LONG index) {
   Mark& mark = marks_[static_cast<size_t>(index - 1)];
   if (!mark.stream_tried && storage_) {
     mark.stream_tried = true;
-    const std::u16string name = rd::FormatName(rd::kVoicemarkPattern, mark.record.stream_number);
+    const mlr::OleString name = rd::FormatName(rd::kVoicemarkPattern, mark.record.stream_number);
     (void)storage_->OpenStream(name.c_str(), nullptr, mode_, 0, mark.stream.put());
   }
   return mark.stream.get();

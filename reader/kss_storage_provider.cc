@@ -85,7 +85,7 @@ class KssStorageProvider final : public IKssStorageProvider {
     if (!Path) return E_INVALIDARG;
     try {
       const std::string ansi = Utf16ToAnsi(Path);
-      return DeleteFileA(ansi.c_str()) ? S_OK : FromSystemError(GetLastError());
+      return ::DeleteFileA(ansi.c_str()) ? S_OK : FromSystemError(GetLastError());
     } catch (const std::bad_alloc&) {
       return E_OUTOFMEMORY;
     }

@@ -20,6 +20,7 @@
 //   record that cannot be read whole; what was read before is kept.
 #pragma once
 
+#include "platform/strings.h"
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -30,7 +31,7 @@
 namespace mlr::reader {
 
 struct RecordingProperties {
-  std::u16string x_units;
+  mlr::OleString x_units;
   int32_t year = kDefaultYear;
   int32_t day = kDefaultDay;
   double time_of_day = kDefaultTimeOfDay;

@@ -14,6 +14,7 @@
 // header is taken and ends the list (a size of 0 would never move on).
 #pragma once
 
+#include "platform/strings.h"
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -39,7 +40,7 @@ struct PhysicalChannelRecord {
   uint32_t channel = 0;
   uint32_t kept = 0;
   uint32_t storage_enabled = 0;
-  std::array<std::u16string, kNameCount> names;
+  std::array<mlr::OleString, kNameCount> names;
 };
 
 std::vector<VoicemarkRecord> DecodeVoicemarks(const uint8_t* data, size_t size);

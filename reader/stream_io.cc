@@ -1,3 +1,4 @@
+#include "platform/strings.h"
 #include "reader/stream_io.h"
 
 #include <algorithm>
@@ -49,7 +50,7 @@ HRESULT ReadWholeStream(IStream* stream, std::vector<uint8_t>* out) {
   return S_OK;
 }
 
-bool ReadNamedStream(IStorage* storage, const std::u16string& name, DWORD mode,
+bool ReadNamedStream(IStorage* storage, const mlr::OleString& name, DWORD mode,
                      std::vector<uint8_t>* out) {
   out->clear();
   if (!storage) return false;

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "platform/win.h"
+#include "platform/strings.h"
 
 namespace mlr::reader {
 
@@ -25,7 +26,7 @@ HRESULT ReadWholeStream(IStream* stream, std::vector<uint8_t>* out);
 
 // Opens `name` in `storage` with `mode` and reads it whole. False (and
 // `out` empty) when the stream cannot be opened.
-bool ReadNamedStream(IStorage* storage, const std::u16string& name, DWORD mode,
+bool ReadNamedStream(IStorage* storage, const mlr::OleString& name, DWORD mode,
                      std::vector<uint8_t>* out);
 
 // Seeks `stream` to `offset` from its start.

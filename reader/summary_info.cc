@@ -1,3 +1,4 @@
+#include "platform/strings.h"
 #include "reader/summary_info.h"
 
 #include "platform/com_ptr.h"
@@ -5,7 +6,7 @@
 
 namespace mlr::reader {
 
-bool ReadSummaryString(IStorage* root, PROPID id, std::u16string* text) {
+bool ReadSummaryString(IStorage* root, PROPID id, mlr::OleString* text) {
   text->clear();
   if (!root) return false;
   ComPtr<IPropertySetStorage> sets;

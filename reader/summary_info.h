@@ -10,11 +10,12 @@
 #include <string>
 
 #include "platform/win.h"
+#include "platform/strings.h"
 
 namespace mlr::reader {
 
 // True with the text when the property exists and holds a string.
-bool ReadSummaryString(IStorage* root, PROPID id, std::u16string* text);
+bool ReadSummaryString(IStorage* root, PROPID id, mlr::OleString* text);
 
 // Days since 1899-12-30 (the automation DATE) of a UTC start given as year,
 // 1-based day of the year and seconds since midnight.

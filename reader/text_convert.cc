@@ -6,12 +6,12 @@
 
 namespace mlr::reader {
 
-std::string Utf16ToAnsi(const char16_t* text) { return ToUtf8(text); }
+std::string Utf16ToAnsi(const OLECHAR* text) { return ToUtf8(text); }
 
-std::string Utf16ToAnsi(const std::u16string& text) { return ToUtf8(text.data(), text.size()); }
+std::string Utf16ToAnsi(const mlr::OleString& text) { return ToUtf8(text.data(), text.size()); }
 
-std::u16string AnsiToUtf16(const std::string& text) {
-  std::u16string out;
+mlr::OleString AnsiToUtf16(const std::string& text) {
+  mlr::OleString out;
   out.reserve(text.size());
   size_t i = 0;
   while (i < text.size()) {
@@ -46,10 +46,10 @@ std::u16string AnsiToUtf16(const std::string& text) {
     i += n;
     if (c >= 0x10000 && c <= 0x10FFFF) {
       c -= 0x10000;
-      out.push_back(static_cast<char16_t>(0xD800 + (c >> 10)));
-      out.push_back(static_cast<char16_t>(0xDC00 + (c & 0x3FF)));
+      out.push_back(static_cast<OLECHAR>(0xD800 + (c >> 10)));
+      out.push_back(static_cast<OLECHAR>(0xDC00 + (c & 0x3FF)));
     } else {
-      out.push_back(static_cast<char16_t>(c > 0x10FFFF ? 0xFFFD : c));
+      out.push_back(static_cast<OLECHAR>(c > 0x10FFFF ? 0xFFFD : c));
     }
   }
   return out;

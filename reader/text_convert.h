@@ -3,12 +3,13 @@
 // for summary-information strings. Invalid sequences become U+FFFD.
 #pragma once
 
+#include "platform/strings.h"
 #include <string>
 
 namespace mlr::reader {
 
-std::string Utf16ToAnsi(const std::u16string& text);
-std::string Utf16ToAnsi(const char16_t* text);  // null gives ""
-std::u16string AnsiToUtf16(const std::string& text);
+std::string Utf16ToAnsi(const mlr::OleString& text);
+std::string Utf16ToAnsi(const OLECHAR* text);  // null gives ""
+mlr::OleString AnsiToUtf16(const std::string& text);
 
 }  // namespace mlr::reader

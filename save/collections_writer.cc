@@ -1,3 +1,4 @@
+#include "platform/strings.h"
 #include "save/collections_writer.h"
 
 #include <algorithm>
@@ -36,7 +37,7 @@ void GatherBookmarks(IRecording* recording, const SaveRecordingSpan& span, CColl
       continue;
     }
     BSTR text = nullptr;
-    std::u16string value;
+    mlr::OleString value;
     if (SUCCEEDED(bookmark->get_Name(&text)) && text) value = text;
     SysFreeString(text);
     out->Add(std::make_unique<CBookmarkItem>(time - span.shift, bookmark.get(), std::move(value)));
@@ -196,7 +197,7 @@ void WriteTriggers(IStorage* data, const CCollectionItems& items,
   for (size_t i = 0; i < items.size(); ++i) {
     ComPtr<ITriggerInfo> trigger = ComPtr<IUnknown>(items[i].source()).As<ITriggerInfo>();
     kalTriggerSource source = kalTriggerSrcUnknown;
-    std::u16string name;
+    mlr::OleString name;
     int32_t group = -1, channel = -1;
     if (trigger) {
       trigger->get_Source(&source);

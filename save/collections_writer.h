@@ -33,6 +33,7 @@
 #include "LegacyRecording.h"
 #include "platform/com_ptr.h"
 #include "platform/win.h"
+#include "platform/strings.h"
 #include "save/save_alignment.h"
 
 namespace mlr::save {
@@ -53,12 +54,12 @@ class CCollectionItem {
 
 class CBookmarkItem : public CCollectionItem {
  public:
-  CBookmarkItem(double time, IUnknown* source, std::u16string text)
+  CBookmarkItem(double time, IUnknown* source, mlr::OleString text)
       : CCollectionItem(time, source), text_(std::move(text)) {}
-  const std::u16string& text() const { return text_; }
+  const mlr::OleString& text() const { return text_; }
 
  private:
-  std::u16string text_;
+  mlr::OleString text_;
 };
 
 // The source object is the source ITriggerInfo.

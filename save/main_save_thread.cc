@@ -25,7 +25,7 @@ bool TickReached(DWORD now, DWORD when) { return static_cast<LONG>(now - when) >
 
 CMainSaveThread::CMainSaveThread(const OLECHAR* file_name, IStorage* root, IStorage* data,
                                  std::unique_ptr<CSaveModel> model, const CSaveClock& clock)
-    : file_name_(file_name ? file_name : u""),
+    : file_name_(file_name ? file_name : OLESTR("")),
       root_(root),
       data_(data),
       model_(std::move(model)),

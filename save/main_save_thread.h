@@ -62,6 +62,7 @@
 
 #include "platform/com_ptr.h"
 #include "platform/win.h"
+#include "platform/strings.h"
 #include "save/save_clock.h"
 #include "save/save_model.h"
 #include "save/save_threads.h"
@@ -146,7 +147,7 @@ class CMainSaveThread final : public CThreadBase {
   void CommitRoot();
   void Finish(const std::vector<CSaveObject*>& order);
 
-  std::u16string file_name_;
+  mlr::OleString file_name_;
   ComPtr<IStorage> root_, data_;            // held for the thread's whole life
   ComPtr<IStorage> work_root_, work_data_;  // taken at the start of Run
   DWORD root_cookie_ = 0, data_cookie_ = 0;

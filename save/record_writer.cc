@@ -1,3 +1,4 @@
+#include "platform/strings.h"
 #include "save/record_writer.h"
 
 #include <cstring>
@@ -13,12 +14,12 @@ RecordBuilder& RecordBuilder::F64(double v) {
   return U64(bits);
 }
 
-RecordBuilder& RecordBuilder::Text(const std::u16string& text) {
-  for (char16_t c : text) U16(c);
+RecordBuilder& RecordBuilder::Text(const mlr::OleString& text) {
+  for (OLECHAR c : text) U16(c);
   return U16(0);
 }
 
-RecordBuilder& RecordBuilder::TagText(uint16_t tag, const std::u16string& text) {
+RecordBuilder& RecordBuilder::TagText(uint16_t tag, const mlr::OleString& text) {
   U16(tag).U32(static_cast<uint32_t>((text.size() + 1) * 2));
   return Text(text);
 }
@@ -39,7 +40,7 @@ HRESULT WriteAll(IStream* stream, const void* bytes, size_t size) {
   return S_OK;
 }
 
-HRESULT WriteNewStream(IStorage* storage, const std::u16string& name,
+HRESULT WriteNewStream(IStorage* storage, const mlr::OleString& name,
                        const std::vector<uint8_t>& bytes) {
   ComPtr<IStream> stream;
   HRESULT hr = storage->CreateStream(name.c_str(), kSaveStreamMode, 0, 0, stream.put());

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "platform/win.h"
+#include "platform/strings.h"
 
 namespace mlr::save {
 
@@ -20,7 +21,7 @@ class RecordBuilder {
   RecordBuilder& U64(uint64_t v) { return Put(v, 8); }
   RecordBuilder& F64(double v);
   // The characters, then one NUL character.
-  RecordBuilder& Text(const std::u16string& text);
+  RecordBuilder& Text(const mlr::OleString& text);
   RecordBuilder& Zeros(size_t n) {
     bytes_.insert(bytes_.end(), n, 0);
     return *this;
@@ -29,7 +30,7 @@ class RecordBuilder {
   // Tagged records: u16 tag, u32 payload length, payload.
   RecordBuilder& TagU32(uint16_t tag, uint32_t v) { return U16(tag).U32(4).U32(v); }
   RecordBuilder& TagF64(uint16_t tag, double v) { return U16(tag).U32(8).F64(v); }
-  RecordBuilder& TagText(uint16_t tag, const std::u16string& text);
+  RecordBuilder& TagText(uint16_t tag, const mlr::OleString& text);
 
   const std::vector<uint8_t>& bytes() const { return bytes_; }
   size_t size() const { return bytes_.size(); }
@@ -52,7 +53,7 @@ inline constexpr DWORD kSaveStorageMode = 0x1012;
 HRESULT WriteAll(IStream* stream, const void* bytes, size_t size);
 
 // Creates `name` in `storage` (kSaveStreamMode) and writes `bytes` into it.
-HRESULT WriteNewStream(IStorage* storage, const std::u16string& name,
+HRESULT WriteNewStream(IStorage* storage, const mlr::OleString& name,
                        const std::vector<uint8_t>& bytes);
 
 }  // namespace mlr::save

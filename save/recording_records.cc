@@ -1,3 +1,4 @@
+#include "platform/strings.h"
 #include "save/recording_records.h"
 
 #include <string>
@@ -11,8 +12,8 @@
 namespace mlr::save {
 namespace {
 
-std::u16string TakeBstr(BSTR text) {
-  std::u16string out = text ? std::u16string(text) : std::u16string();
+mlr::OleString TakeBstr(BSTR text) {
+  mlr::OleString out = text ? mlr::OleString(text) : mlr::OleString();
   SysFreeString(text);
   return out;
 }
@@ -22,7 +23,7 @@ std::u16string TakeBstr(BSTR text) {
 HRESULT WriteRecordingRecords(IStorage* data, IRecording* first_source,
                               const SaveAlignment& alignment, ULONG group_count, LONG options) {
   BSTR units = nullptr;
-  std::u16string xunits;
+  mlr::OleString xunits;
   if (SUCCEEDED(first_source->get_XUnits(&units))) xunits = TakeBstr(units);
   double per_division = reader::kDefaultTimePerDivision;
   if (FAILED(first_source->get_TimePerDivisionHint(&per_division))) {
@@ -57,7 +58,7 @@ HRESULT WriteSummaryInformation(IStorage* root, IRecording* first_source, FILETI
   if (FAILED(hr)) return hr;
 
   BSTR comment_bstr = nullptr;
-  std::u16string comment;
+  mlr::OleString comment;
   if (first_source && SUCCEEDED(first_source->get_Comment(&comment_bstr))) {
     comment = TakeBstr(comment_bstr);
   }

@@ -1,3 +1,4 @@
+#include "platform/strings.h"
 #include "LegacyRecording.h"
 #include "reader/krf_format.h"
 #include "save/record_writer.h"
@@ -6,13 +7,13 @@
 namespace mlr::save {
 namespace {
 
-std::u16string ChannelName(IChannelInfo* channel, LONG bit) {
+mlr::OleString ChannelName(IChannelInfo* channel, LONG bit) {
   VARIANT number;
   VariantInit(&number);
   number.vt = VT_I4;
   number.lVal = bit;
   BSTR name = nullptr;
-  std::u16string text;
+  mlr::OleString text;
   if (SUCCEEDED(channel->get_Name(number, &name)) && name) text = name;
   SysFreeString(name);
   return text;
@@ -69,12 +70,12 @@ HRESULT CSaveChannelInfo::WriteStorage(IStorage* group_storage, double first, do
   intern.TagText(reader::kTagChannelName, ChannelName(source_.get(), 0));
   if (event_) {
     for (LONG bit = 1; bit <= 16; ++bit) {
-      std::u16string name = ChannelName(source_.get(), bit);
+      mlr::OleString name = ChannelName(source_.get(), bit);
       if (!name.empty()) intern.TagText(static_cast<uint16_t>(bit), name);
     }
   }
   BSTR units = nullptr;
-  std::u16string unit_text;
+  mlr::OleString unit_text;
   if (SUCCEEDED(source_->get_YUnits(&units)) && units) unit_text = units;
   SysFreeString(units);
   intern.TagText(reader::kTagYUnits, unit_text);

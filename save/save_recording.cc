@@ -1,3 +1,4 @@
+#include "platform/strings.h"
 #include "save/save_recording.h"
 
 #include <new>
@@ -168,7 +169,7 @@ HRESULT WritePhysicalChannels(IStorage* data, IRecording* source) {
     channel->get_Board(&board);
     channel->get_Channel(&number);
     channel->get_StorageEnabled(&enabled);
-    std::u16string names[17];
+    mlr::OleString names[17];
     size_t size = 24;
     for (LONG bit = 0; bit <= 16; ++bit) {
       VARIANT index;
@@ -182,9 +183,9 @@ HRESULT WritePhysicalChannels(IStorage* data, IRecording* source) {
       size += (names[bit].size() + 1) * 2;
     }
     stream.U32(static_cast<uint32_t>(size)).I32(board).I32(number).U32(0).U32(enabled ? 1 : 0).U32(0);
-    for (const std::u16string& name : names) stream.Text(name);
+    for (const mlr::OleString& name : names) stream.Text(name);
   }
-  return WriteNewStream(data, u"PhysicalChannelInfo", stream.bytes());
+  return WriteNewStream(data, OLESTR("PhysicalChannelInfo"), stream.bytes());
 }
 
 }  // namespace mlr::save

@@ -15,6 +15,7 @@
 //      otherwise StgCreateDocfile with STGM_CREATE | STGM_SHARE_EXCLUSIVE |
 //      STGM_READWRITE; its failure is the call's;
 //   6. StartSave. A failure after step 5 leaves the created file.
+#include "platform/strings.h"
 #include <memory>
 #include <new>
 
@@ -60,7 +61,7 @@ HRESULT STDAPICALLTYPE SaveRecording(BSTR FileName, SAFEARRAY** ChannelInfos, do
     model->SetSpan(StartTime, EndTime);
     if (model->recording_count() == 0 || model->groups().empty()) return E_INVALIDARG;
 
-    const std::u16string name(FileName, SysStringLen(FileName));
+    const mlr::OleString name(FileName, SysStringLen(FileName));
     SetFileAttributesA(mlr::save::AnsiFileName(name).c_str(), FILE_ATTRIBUTE_NORMAL);
     mlr::save::DeleteTargetFile(name);
 

@@ -6,11 +6,11 @@
 
 namespace mlr::save {
 
-std::string AnsiFileName(const std::u16string& file_name) {
+std::string AnsiFileName(const mlr::OleString& file_name) {
   return ToUtf8(file_name.c_str(), file_name.size());
 }
 
-bool IsRemovableTarget(const std::u16string& file_name) {
+bool IsRemovableTarget(const mlr::OleString& file_name) {
   std::string name = AnsiFileName(file_name);
   std::string root;
   if (name.size() >= 2 && name[1] == ':') {
@@ -22,7 +22,7 @@ bool IsRemovableTarget(const std::u16string& file_name) {
   return GetDriveTypeA(root.c_str()) == DRIVE_REMOVABLE;
 }
 
-void DeleteTargetFile(const std::u16string& file_name) {
+void DeleteTargetFile(const mlr::OleString& file_name) {
   ComPtr<IKssStorageProvider> provider;
   if (SUCCEEDED(mlr::reader::CreateKssStorageProvider(provider.put())) && provider) {
     (void)provider->DeleteFile(file_name.c_str());
@@ -31,7 +31,7 @@ void DeleteTargetFile(const std::u16string& file_name) {
   }
 }
 
-bool StampTargetFile(const std::u16string& file_name, DATE time) {
+bool StampTargetFile(const mlr::OleString& file_name, DATE time) {
   SYSTEMTIME st;
   FILETIME ft;
   if (!VariantTimeToSystemTime(time, &st) || !SystemTimeToFileTime(&st, &ft)) return false;

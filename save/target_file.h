@@ -8,24 +8,25 @@
 #include <string>
 
 #include "platform/win.h"
+#include "platform/strings.h"
 
 namespace mlr::save {
 
 // Whether the target lies on a removable drive: the drive of a name with a
 // drive letter ("E:" of "E:\x.krf"), otherwise the folder that holds the
 // file (the current folder for a bare name), as GetDriveTypeA reports it.
-bool IsRemovableTarget(const std::u16string& file_name);
+bool IsRemovableTarget(const mlr::OleString& file_name);
 
 // Deletes the file: through the KSS storage provider's delete-file operation
 // when the provider can be created, else with DeleteFileA.
-void DeleteTargetFile(const std::u16string& file_name);
+void DeleteTargetFile(const mlr::OleString& file_name);
 
 // Sets the file's creation, access and write times to `time` (a DATE taken as
 // UTC, without time-zone conversion). false when the file cannot be opened or
 // the time cannot be converted.
-bool StampTargetFile(const std::u16string& file_name, DATE time);
+bool StampTargetFile(const mlr::OleString& file_name, DATE time);
 
 // The file name in the process's "ANSI" code page.
-std::string AnsiFileName(const std::u16string& file_name);
+std::string AnsiFileName(const mlr::OleString& file_name);
 
 }  // namespace mlr::save

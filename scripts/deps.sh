@@ -23,3 +23,25 @@ if ((${#missing[@]})); then
   "${sudo_cmd[@]}" apt-get update -qq
   "${sudo_cmd[@]}" apt-get install -y -qq "${missing[@]}"
 fi
+
+# The Windows DLL and its tests under Wine (tests/windows/run_wine_tests.sh):
+# optional, the test command skips them with a message when these cannot be
+# installed.
+windows=(
+  g++-mingw-w64-x86-64-posix   # cross compiler for movaLegacyRecording.dll
+  wine wine64 wine64-tools      # regsvr32, cscript and widl (the type library)
+  libwine-dev                   # oaidl.idl and friends for widl
+)
+missing=()
+for p in "${windows[@]}"; do
+  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")
+done
+if ((${#missing[@]})); then
+  echo "installing: ${missing[*]}"
+  sudo_cmd=()
+  [ "$(id -u)" -eq 0 ] || sudo_cmd=(sudo)
+  export DEBIAN_FRONTEND=noninteractive
+  { "${sudo_cmd[@]}" apt-get update -qq &&
+    "${sudo_cmd[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}"; } ||
+    echo "deps: could not install ${missing[*]}; the Windows tests will be skipped"
+fi

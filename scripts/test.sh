@@ -18,6 +18,9 @@ cmake -S "$root" -B "$root/build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DMLR_PYTH
 cmake --build "$root/build" -j "$jobs"
 ctest --test-dir "$root/build" -j "$jobs" --output-on-failure
 
+# The Windows DLL, cross-built and driven under Wine.
+"$root/tests/windows/run_wine_tests.sh" "$root" "$root/build"
+
 cmake -S "$root" -B "$root/build-san" -G Ninja -DCMAKE_BUILD_TYPE=Debug \
   -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
   -DMLR_SANITIZE=ON -DMLR_FUZZ=ON -DMLR_BENCH=OFF

@@ -1,0 +1,226 @@
+// A Windows client of movaLegacyRecording.dll, run under Wine by
+// tests/windows/run_wine_tests.sh. It creates the loader by ProgID, opens
+// the recording named on the command line and prints what it reads, once
+// through the vtables and once through IDispatch, then calls exported
+// functions of the DLL. The runner compares the lines with what the Linux
+// build reads from the same file. Exit status 0 when every call succeeded.
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+#include "LegacyRecording.h"
+
+namespace {
+
+int g_failures = 0;
+
+void Check(HRESULT hr, const char* what) {
+  if (FAILED(hr)) {
+    std::printf("FAILED %s: 0x%08lX\n", what, static_cast<unsigned long>(hr));
+    ++g_failures;
+  }
+}
+
+std::string Narrow(BSTR text) {
+  if (!text) return std::string();
+  const int n = WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
+  std::string out(n > 0 ? n - 1 : 0, '\0');
+  if (n > 1) WideCharToMultiByte(CP_UTF8, 0, text, -1, &out[0], n, nullptr, nullptr);
+  return out;
+}
+
+template <class T>
+void Release(T*& p) {
+  if (p) p->Release();
+  p = nullptr;
+}
+
+// The vtable path: groups, channels, normsets and raw samples.
+void ReadThroughVtables(IRecording* recording) {
+  BSTR title = nullptr;
+  Check(recording->get_Title(&title), "get_Title");
+  std::printf("title=%s\n", Narrow(title).c_str());
+  SysFreeString(title);
+  IChannelGroups* groups = nullptr;
+  Check(recording->get_ChannelGroups(&groups), "get_ChannelGroups");
+  LONG group_count = 0;
+  if (groups) Check(groups->get_Count(&group_count), "IChannelGroups::get_Count");
+  std::printf("groups=%ld\n", static_cast<long>(group_count));
+  for (LONG g = 1; g <= group_count; ++g) {
+    IChannelGroup* group = nullptr;
+    Check(groups->get_Item(g, &group), "IChannelGroups::get_Item");
+    if (!group) continue;
+    IChannelInfos* infos = nullptr;
+    IHNorms* hnorms = nullptr;
+    Check(group->get_ChannelInfos(&infos), "get_ChannelInfos");
+    Check(group->get_HNorms(&hnorms), "get_HNorms");
+    LONG channels = 0, normsets = 0;
+    if (infos) Check(infos->get_Count(&channels), "IChannelInfos::get_Count");
+    if (hnorms) Check(hnorms->get_Count(&normsets), "IHNorms::get_Count");
+    std::printf("group %ld: channels=%ld hnorms=%ld names=", static_cast<long>(g),
+                static_cast<long>(channels), static_cast<long>(normsets));
+    IChannelInfo* first = nullptr;
+    for (LONG c = 1; c <= channels; ++c) {
+      IChannelInfo* info = nullptr;
+      Check(infos->get_Item(c, &info), "IChannelInfos::get_Item");
+      if (!info) continue;
+      VARIANT none;
+      VariantInit(&none);
+      none.vt = VT_ERROR;
+      none.scode = DISP_E_PARAMNOTFOUND;
+      BSTR name = nullptr;
+      Check(info->get_Name(none, &name), "IChannelInfo::get_Name");
+      std::printf("%s%s", c > 1 ? "|" : "", Narrow(name).c_str());
+      SysFreeString(name);
+      if (c == 1) {
+        first = info;
+      } else {
+        info->Release();
+      }
+    }
+    std::printf("\n");
+    if (first) {
+      // The first three samples of the first channel, through GetMuxData.
+      SAFEARRAY* list = SafeArrayCreateVector(VT_DISPATCH, 0, 1);
+      LONG index = 0;
+      Check(SafeArrayPutElement(list, &index, static_cast<IDispatch*>(first)), "PutElement");
+      SAFEARRAY* data = nullptr;
+      Check(group->GetMuxData(&list, 1, 1, 3, 1, &data), "GetMuxData");
+      if (data) {
+        VARTYPE vt = VT_EMPTY;
+        SafeArrayGetVartype(data, &vt);
+        std::printf("group %ld: vt=%d samples=", static_cast<long>(g), vt);
+        // One row per frame, the channels varying fastest (one channel here).
+        void* raw = nullptr;
+        Check(SafeArrayAccessData(data, &raw), "SafeArrayAccessData");
+        if (raw) {
+          const SHORT* values = static_cast<const SHORT*>(raw);
+          std::printf("%d,%d,%d", values[0], values[1], values[2]);
+          SafeArrayUnaccessData(data);
+        }
+        std::printf("\n");
+        SafeArrayDestroy(data);
+      }
+      SafeArrayDestroy(list);
+      first->Release();
+    }
+    Release(infos);
+    Release(hnorms);
+    group->Release();
+  }
+  Release(groups);
+}
+
+HRESULT Call(IDispatch* object, const wchar_t* name, WORD flags, VARIANT* args, UINT count,
+             VARIANT* result, EXCEPINFO* excep = nullptr) {
+  DISPID id = 0;
+  LPOLESTR names[] = {const_cast<LPOLESTR>(name)};
+  HRESULT hr = object->GetIDsOfNames(IID_NULL, names, 1, 0, &id);
+  if (FAILED(hr)) return hr;
+  DISPPARAMS params = {args, nullptr, count, 0};
+  return object->Invoke(id, IID_NULL, 0, flags, &params, result, excep, nullptr);
+}
+
+// The late-bound path: the loader's OpenRecording with a by-reference
+// result, then properties by name; a missing file as a rich error.
+void ReadThroughDispatch(IDispatch* loader, const wchar_t* path) {
+  VARIANT args[2], recording;
+  VariantInit(&recording);
+  args[1].vt = VT_BSTR;
+  args[1].bstrVal = SysAllocString(path);
+  args[0].vt = VT_BYREF | VT_VARIANT;
+  args[0].pvarVal = &recording;
+  Check(Call(loader, L"OpenRecording", DISPATCH_METHOD, args, 2, nullptr), "Invoke OpenRecording");
+  VARIANT title, groups, count;
+  VariantInit(&title);
+  VariantInit(&groups);
+  VariantInit(&count);
+  if (recording.vt == VT_DISPATCH && recording.pdispVal) {
+    Check(Call(recording.pdispVal, L"Title", DISPATCH_PROPERTYGET, nullptr, 0, &title),
+          "Invoke Title");
+    Check(Call(recording.pdispVal, L"ChannelGroups", DISPATCH_PROPERTYGET, nullptr, 0, &groups),
+          "Invoke ChannelGroups");
+    if (groups.vt == VT_DISPATCH) {
+      Check(Call(groups.pdispVal, L"Count", DISPATCH_PROPERTYGET, nullptr, 0, &count),
+            "Invoke Count");
+    }
+  } else {
+    Check(E_FAIL, "OpenRecording result is no object");
+  }
+  std::printf("dispatch title=%s groups=%ld\n", title.vt == VT_BSTR ? Narrow(title.bstrVal).c_str() : "?",
+              count.vt == VT_I4 ? static_cast<long>(count.lVal) : -1L);
+  VariantClear(&title);
+  VariantClear(&groups);
+  VariantClear(&recording);
+  SysFreeString(args[1].bstrVal);
+
+  // A missing file: DISP_E_EXCEPTION with the library's text.
+  args[1].bstrVal = SysAllocString(L"Z:\\no\\such\\file.krf");
+  VariantInit(&recording);
+  args[0].pvarVal = &recording;
+  EXCEPINFO excep = {};
+  const HRESULT hr = Call(loader, L"OpenRecording", DISPATCH_METHOD, args, 2, nullptr, &excep);
+  std::printf("dispatch missing file: 0x%08lX scode=0x%08lX %s\n", static_cast<unsigned long>(hr),
+              static_cast<unsigned long>(excep.scode), Narrow(excep.bstrDescription).c_str());
+  SysFreeString(excep.bstrSource);
+  SysFreeString(excep.bstrDescription);
+  SysFreeString(excep.bstrHelpFile);
+  SysFreeString(args[1].bstrVal);
+}
+
+// Module functions, from the DLL that COM loaded.
+void CallExports() {
+  HMODULE dll = GetModuleHandleA("movaLegacyRecording.dll");
+  if (!dll) {
+    Check(E_FAIL, "GetModuleHandle movaLegacyRecording.dll");
+    return;
+  }
+  using IsVoidFn = VARIANT_BOOL(STDAPICALLTYPE*)(double);
+  using ValidFn = HRESULT(STDAPICALLTYPE*)(LONG*, LONG*, double*);
+  auto is_void = reinterpret_cast<IsVoidFn>(reinterpret_cast<void (*)()>(GetProcAddress(dll, "IsVoidNumber")));
+  auto valid = reinterpret_cast<ValidFn>(reinterpret_cast<void (*)()>(GetProcAddress(dll, "MakeValidTime")));
+  if (!is_void || !valid) {
+    Check(E_FAIL, "GetProcAddress");
+    return;
+  }
+  ULONGLONG bits = 0x7FFFFFFFFFFFFFFFull;
+  double void_number;
+  memcpy(&void_number, &bits, sizeof void_number);
+  LONG year = 2023, day = 365;
+  double seconds = 86400.5;
+  Check(valid(&year, &day, &seconds), "MakeValidTime");
+  std::printf("IsVoidNumber=%d,%d MakeValidTime=%ld,%ld,%.1f\n", is_void(void_number), is_void(1.0),
+              static_cast<long>(year), static_cast<long>(day), seconds);
+}
+
+}  // namespace
+
+int wmain(int argc, wchar_t** argv) {
+  if (argc != 2) {
+    std::printf("usage: mlr_client RECORDING\n");
+    return 2;
+  }
+  Check(CoInitializeEx(nullptr, COINIT_MULTITHREADED), "CoInitializeEx");
+  CLSID clsid;
+  Check(CLSIDFromProgID(L"Movaris.Legacy.KrfLoader", &clsid), "CLSIDFromProgID");
+  IKrfLoader* loader = nullptr;
+  Check(CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, IID_IKrfLoader,
+                         reinterpret_cast<void**>(&loader)),
+        "CoCreateInstance");
+  if (loader) {
+    BSTR path = SysAllocString(argv[1]);
+    IRecording* recording = nullptr;
+    Check(loader->OpenRecording(path, &recording), "OpenRecording");
+    SysFreeString(path);
+    if (recording) {
+      ReadThroughVtables(recording);
+      recording->Release();
+    }
+    ReadThroughDispatch(loader, argv[1]);
+    CallExports();
+    loader->Release();
+  }
+  CoUninitialize();
+  std::printf("failures=%d\n", g_failures);
+  return g_failures == 0 ? 0 : 1;
+}
