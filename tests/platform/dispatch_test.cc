@@ -341,13 +341,17 @@ TEST_F(DispatchTest, FailingMemberBecomesException) {
   IErrorInfo* left = nullptr;
   EXPECT_EQ(GetErrorInfo(0, &left), S_FALSE);
 
-  // A failure without error info still gives the code; stale info from an
-  // earlier call is not reported.
+  // A failure without error info still gives the code, described by a plain
+  // sentence for script clients; stale info from an earlier call is not
+  // reported.
   mlr::ReportError(E_FAIL, IID_ISample, OLESTR("stale"), OLESTR("stale"));
   c = Invoke(disp, 6, DISPATCH_METHOD, {V(0)});
   ASSERT_EQ(c.hr, DISP_E_EXCEPTION);
   EXPECT_EQ(c.excep.scode, E_FAIL);
-  EXPECT_EQ(c.excep.bstrDescription, nullptr);
+  EXPECT_EQ(c.excep.bstrSource, nullptr);
+  ASSERT_NE(c.excep.bstrDescription, nullptr);
+  EXPECT_EQ(std::u16string(c.excep.bstrDescription), u"The operation failed (status 0x80004005).");
+  SysFreeString(c.excep.bstrDescription);
 
   // Without EXCEPINFO the member's code comes back.
   VARIANT arg = V(0);
