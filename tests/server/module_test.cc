@@ -126,7 +126,9 @@ TEST_F(Registration, RegisterTwiceThenUnregister) {
   EXPECT_EQ(Value(kLoaderKey), u"KrfLoader Class");
   EXPECT_EQ(SubKeyCount(kLoaderKey), 5);  // ProgID, VersionIndependentProgID, Programmable,
                                           // InprocServer32, TypeLib: one tree
-  EXPECT_EQ(SubKeyCount(u"CLSID"), 1);    // the resampler joins when it is linked in
+  EXPECT_EQ(SubKeyCount(u"CLSID"), 2);    // the loader and the resampler
+  EXPECT_EQ(Value(u"Movaris.Recording.ChannelResampler\\CLSID"),
+            u"{4B524602-0017-4D4C-9A52-6C6567616379}");
   EXPECT_EQ(Value(kLoaderKey + u"\\ProgID"), u"Movaris.Legacy.KrfLoader.1");
   EXPECT_EQ(Value(kLoaderKey + u"\\VersionIndependentProgID"), u"Movaris.Legacy.KrfLoader");
   EXPECT_EQ(Value(kLoaderKey + u"\\InprocServer32"), OwnPath());
@@ -150,6 +152,7 @@ TEST_F(Registration, RegisterTwiceThenUnregister) {
   EXPECT_EQ(SubKeyCount(u"CLSID"), 0);
   EXPECT_FALSE(KeyExists(u"Movaris.Legacy.KrfLoader"));
   EXPECT_FALSE(KeyExists(u"Movaris.Legacy.KrfLoader.1"));
+  EXPECT_FALSE(KeyExists(u"Movaris.Recording.ChannelResampler"));
   EXPECT_FALSE(KeyExists(kLibKey));
   EXPECT_EQ(CLSIDFromProgID(u"Movaris.Legacy.KrfLoader", &clsid), CO_E_CLASSSTRING);
   EXPECT_EQ(QueryPathOfRegTypeLib(LIBID_LegacyRecording, 1, 0, 0, &path),
