@@ -11,15 +11,21 @@ packages=(
   pybind11-dev python3-dev python3-numpy python3-pytest        # the Python module, its tests
   python3-pandas                                              # movalegacy to_dataframe (optional)
 )
-missing=()
-for p in "${packages[@]}"; do
-  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")
-done
+sudo_cmd=()
+[ "$(id -u)" -eq 0 ] || sudo_cmd=(sudo)
+export DEBIAN_FRONTEND=noninteractive
+
+# Prints the packages among its arguments that are not installed.
+missing_of() {
+  local p
+  for p in "$@"; do
+    dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || echo "$p"
+  done
+}
+
+mapfile -t missing < <(missing_of "${packages[@]}")
 if ((${#missing[@]})); then
   echo "installing: ${missing[*]}"
-  sudo_cmd=()
-  [ "$(id -u)" -eq 0 ] || sudo_cmd=(sudo)
-  export DEBIAN_FRONTEND=noninteractive
   "${sudo_cmd[@]}" apt-get update -qq
   "${sudo_cmd[@]}" apt-get install -y -qq "${missing[@]}"
 fi
@@ -32,15 +38,9 @@ windows=(
   wine wine64 wine64-tools      # regsvr32, cscript and widl (the type library)
   libwine-dev                   # oaidl.idl and friends for widl
 )
-missing=()
-for p in "${windows[@]}"; do
-  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")
-done
+mapfile -t missing < <(missing_of "${windows[@]}")
 if ((${#missing[@]})); then
   echo "installing: ${missing[*]}"
-  sudo_cmd=()
-  [ "$(id -u)" -eq 0 ] || sudo_cmd=(sudo)
-  export DEBIAN_FRONTEND=noninteractive
   { "${sudo_cmd[@]}" apt-get update -qq &&
     "${sudo_cmd[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}"; } ||
     echo "deps: could not install ${missing[*]}; the Windows tests will be skipped"
