@@ -86,14 +86,7 @@ int Select(const Options& o, IChannelGroup* group, Selection* s) {
                                           std::to_string(o.group),
                               E_INVALIDARG);
     }
-    BSTR name = nullptr;
-    VARIANT zero;
-    VariantInit(&zero);
-    zero.vt = VT_I4;
-    zero.lVal = 0;
-    info->get_Name(zero, &name);
-    std::string text = krf::Utf8(name);
-    SysFreeString(name);
+    const std::string text = krf::ChannelName(info.get());
     VARIANT_BOOL event = VARIANT_FALSE;
     info->get_EventChannel(&event);
     s->names.push_back(text.empty() ? "Channel " + std::to_string(c) : text);

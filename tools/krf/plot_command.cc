@@ -45,14 +45,9 @@ int Run(const Options& o) {
   }
 
   krf::PlotLabels labels;
-  BSTR text = nullptr;
-  VARIANT zero;
-  VariantInit(&zero);
-  zero.vt = VT_I4;
-  zero.lVal = 0;
-  if (SUCCEEDED(info->get_Name(zero, &text))) labels.title = Text(text);
+  labels.title = krf::ChannelName(info.get());
   if (labels.title.empty()) labels.title = "Channel " + std::to_string(o.channel);
-  text = nullptr;
+  BSTR text = nullptr;
   if (SUCCEEDED(info->get_YUnits(&text))) labels.y_units = Text(text);
   text = nullptr;
   if (SUCCEEDED(recording->get_XUnits(&text))) labels.x_units = Text(text);

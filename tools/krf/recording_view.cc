@@ -62,9 +62,7 @@ json Channel(IChannelInfo* info) {
   LONG index = 0;
   info->get_Index(&index);
   c["Index"] = index;
-  Bstr name;
-  info->get_Name(Long(0), name.put());
-  c["Name"] = name.str();
+  c["Name"] = ChannelName(info);
   Bstr units;
   info->get_YUnits(units.put());
   c["YUnits"] = units.str();
@@ -182,6 +180,12 @@ json TimeList(IRecording* recording, kalRecordingCollection type,
 }  // namespace
 
 std::string Utf8(const OLECHAR* text) { return mlr::reader::Utf16ToAnsi(text); }
+
+std::string ChannelName(IChannelInfo* info) {
+  Bstr name;
+  info->get_Name(Long(0), name.put());
+  return name.str();
+}
 
 std::string RoundTrip(double value) {
   char buf[40];

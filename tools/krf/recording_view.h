@@ -44,4 +44,8 @@ std::string RoundTrip(double value);
 // BSTR to UTF-8 (null is empty).
 std::string Utf8(const OLECHAR* text);
 
+// A channel's name (its Name with index 0) as UTF-8; empty when it has none
+// or the call fails.
+std::string ChannelName(IChannelInfo* info);
+
 }  // namespace krf

@@ -54,14 +54,7 @@ ComPtr<IChannelInfos> InfosOf(IRecording* recording, LONG group) {
 }
 
 std::string NameOf(IChannelInfo* info, LONG group, LONG channel) {
-  BSTR name = nullptr;
-  VARIANT zero;
-  VariantInit(&zero);
-  zero.vt = VT_I4;
-  zero.lVal = 0;
-  info->get_Name(zero, &name);
-  std::string text = krf::Utf8(name);
-  SysFreeString(name);
+  std::string text = krf::ChannelName(info);
   if (text.empty()) text = "Channel " + std::to_string(group) + ":" + std::to_string(channel);
   return text;
 }
