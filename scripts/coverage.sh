@@ -1,0 +1,40 @@
+#!/usr/bin/env bash
+# Line coverage of the library by the test suite: a clang build with
+# source-based coverage in build-cov/, every ctest test run once, and a
+# per-file report of the library's own sources (tests, test helpers,
+# benchmarks and fuzz targets are left out of the count).
+#
+#   scripts/coverage.sh [REPORT]   # REPORT defaults to build-cov/coverage.txt
+#
+# The last line of the report is the total; compare it before and after a
+# change to the tests to see that nothing the tests reached was lost.
+set -euo pipefail
+root="$(cd "$(dirname "$0")/.." && pwd)"
+build="$root/build-cov"
+report="${1:-$build/coverage.txt}"
+jobs=$(nproc)
+
+flags="-fprofile-instr-generate -fcoverage-mapping"
+cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Debug \
+  -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
+  -DCMAKE_C_FLAGS="$flags" -DCMAKE_CXX_FLAGS="$flags" \
+  -DCMAKE_EXE_LINKER_FLAGS="$flags" -DCMAKE_SHARED_LINKER_FLAGS="$flags" \
+  -DMLR_BENCH=OFF >/dev/null
+cmake --build "$build" -j "$jobs"
+
+rm -rf "$build/profiles"
+mkdir -p "$build/profiles"
+LLVM_PROFILE_FILE="$build/profiles/%p-%m.profraw" \
+  ctest --test-dir "$build" -j "$jobs" --output-on-failure >/dev/null
+llvm-profdata merge -sparse -o "$build/coverage.profdata" "$build"/profiles/*.profraw
+
+# Every executable and shared object of the build carries coverage mapping.
+objects=()
+while IFS= read -r file; do
+  objects+=(-object "$file")
+done < <(find "$build" -maxdepth 1 -type f \( -perm -u+x -o -name '*.so' \) ! -name '*.sh')
+
+llvm-cov report "${objects[@]}" -instr-profile="$build/coverage.profdata" \
+  -ignore-filename-regex='(^/usr/|/tests/|/testing/|/bench/|/fuzz/|/build-cov/|/_deps/)' \
+  >"$report"
+tail -n 1 "$report"
