@@ -29,12 +29,15 @@ LLVM_PROFILE_FILE="$build/profiles/%p-%m.profraw" \
 llvm-profdata merge -sparse -o "$build/coverage.profdata" "$build"/profiles/*.profraw
 
 # Every executable and shared object of the build carries coverage mapping.
+# Source paths may be relative (a compiler cache's base directory rewrites
+# them), hence the (^|/) in the filter.
 objects=()
 while IFS= read -r file; do
   objects+=(-object "$file")
-done < <(find "$build" -maxdepth 1 -type f \( -perm -u+x -o -name '*.so' \) ! -name '*.sh')
+done < <(find "$build" -type f \( -perm -u+x -o -name '*.so*' \) ! -name '*.sh' \
+  ! -path '*/CMakeFiles/*' ! -path '*/profiles/*' | sort)
 
-llvm-cov report "${objects[@]}" -instr-profile="$build/coverage.profdata" \
-  -ignore-filename-regex='(^/usr/|/tests/|/testing/|/bench/|/fuzz/|/build-cov/|/_deps/)' \
+llvm-cov report "${objects[1]}" "${objects[@]:2}" -instr-profile="$build/coverage.profdata" \
+  -ignore-filename-regex='(^/usr/|(^|/)(tests|testing|bench|fuzz|_deps)/)' \
   >"$report"
 tail -n 1 "$report"
