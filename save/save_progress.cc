@@ -5,6 +5,16 @@
 namespace mlr::save {
 namespace {
 
+constexpr bool Same(kalRecordingProgressStatus general, kalSaveRecordingStatus save) {
+  return static_cast<LONG>(general) == static_cast<LONG>(save);
+}
+static_assert(Same(kalRPS_Initializing, kalSRS_Initializing) &&
+                  Same(kalRPS_ProcessingData, kalSRS_SavingData) &&
+                  Same(kalRPS_Finalizing, kalSRS_Closing) && Same(kalRPS_Ready, kalSRS_Ready) &&
+                  Same(kalRPS_ErrorOccurred, kalSRS_ErrorOccurred) &&
+                  Same(kalRPS_Aborting, kalSRS_Aborting) && Same(kalRPS_Aborted, kalSRS_Aborted),
+              "IRecordingProgress reports the save's status numbers unchanged");
+
 constexpr int64_t kSizeLimit = 0x40000000;
 constexpr DWORD kRecomputeMs = 1000;
 
@@ -65,10 +75,22 @@ HRESULT STDMETHODCALLTYPE CSaveProgress::QueryInterface(REFIID riid, void** ppv)
   *ppv = nullptr;
   if (riid == IID_IUnknown || riid == IID_IDispatch || riid == IID_ISaveRecordingProgress) {
     *ppv = static_cast<ISaveRecordingProgress*>(this);
-    AddRef();
-    return S_OK;
+  } else if (riid == IID_IRecordingProgress) {
+    *ppv = static_cast<IRecordingProgress*>(&recording_progress_);
+  } else {
+    return E_NOINTERFACE;
   }
-  return E_NOINTERFACE;
+  AddRef();
+  return S_OK;
+}
+
+HRESULT STDMETHODCALLTYPE
+CSaveProgress::RecordingProgressFace::get_Status(kalRecordingProgressStatus* pVal) {
+  // Both status enumerations give every state the same number.
+  kalSaveRecordingStatus status;
+  const HRESULT hr = outer_->get_Status(pVal ? &status : nullptr);
+  if (SUCCEEDED(hr)) *pVal = static_cast<kalRecordingProgressStatus>(status);
+  return hr;
 }
 
 ULONG STDMETHODCALLTYPE CSaveProgress::AddRef() {

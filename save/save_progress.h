@@ -1,6 +1,9 @@
 // CSaveProgress: the progress object of a save (coclass
 // SaveRecordingProgress, ISaveRecordingProgress), polled by the client while
-// the save runs on its own threads.
+// the save runs on its own threads. It also answers IRecordingProgress, the
+// type library's general progress interface, with the same members and
+// dispatch identifiers (its status values are the same numbers); IUnknown and
+// IDispatch are those of ISaveRecordingProgress.
 //
 // Every property returns E_POINTER for a null out pointer, else S_OK. Without
 // a main save thread: Status Initializing, ErrorCode 0, Completion 100,
@@ -74,6 +77,42 @@ class CSaveProgress final : public mlr::model::DispatchImplFor<ISaveRecordingPro
   HRESULT STDMETHODCALLTYPE get_BytesProcessed(LONG* pVal) override;
 
  private:
+  // IRecordingProgress of the object: every member forwards to the
+  // ISaveRecordingProgress member of the same name.
+  class RecordingProgressFace final : public mlr::model::DispatchImplFor<IRecordingProgress> {
+   public:
+    explicit RecordingProgressFace(CSaveProgress* outer) : outer_(outer) {}
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
+      return outer_->QueryInterface(riid, ppv);
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return outer_->AddRef(); }
+    ULONG STDMETHODCALLTYPE Release() override { return outer_->Release(); }
+    HRESULT STDMETHODCALLTYPE get_Status(kalRecordingProgressStatus* pVal) override;
+    HRESULT STDMETHODCALLTYPE get_ErrorCode(LONG* pVal) override { return outer_->get_ErrorCode(pVal); }
+    HRESULT STDMETHODCALLTYPE get_Completion(LONG* pVal) override {
+      return outer_->get_Completion(pVal);
+    }
+    HRESULT STDMETHODCALLTYPE get_EstimatedTimeLeft(LONG* pVal) override {
+      return outer_->get_EstimatedTimeLeft(pVal);
+    }
+    HRESULT STDMETHODCALLTYPE get_ActiveTime(LONG* pVal) override {
+      return outer_->get_ActiveTime(pVal);
+    }
+    HRESULT STDMETHODCALLTYPE Abort() override { return outer_->Abort(); }
+    HRESULT STDMETHODCALLTYPE get_SizeMultiplier(LONG* pVal) override {
+      return outer_->get_SizeMultiplier(pVal);
+    }
+    HRESULT STDMETHODCALLTYPE get_EstimatedSize(LONG* pVal) override {
+      return outer_->get_EstimatedSize(pVal);
+    }
+    HRESULT STDMETHODCALLTYPE get_BytesProcessed(LONG* pVal) override {
+      return outer_->get_BytesProcessed(pVal);
+    }
+
+   private:
+    CSaveProgress* const outer_;
+  };
+
   ~CSaveProgress();
   LONG Completion() const;
   LONG TimeLeft() const;
@@ -84,6 +123,7 @@ class CSaveProgress final : public mlr::model::DispatchImplFor<ISaveRecordingPro
   CMainSaveThread* thread_;
   std::atomic<LONG> aborted_{0};
   std::atomic<ULONG> refs_{0};
+  RecordingProgressFace recording_progress_{this};
 };
 
 }  // namespace mlr::save

@@ -154,6 +154,46 @@ TEST_F(ProgressTest, SizesAreOneLessThanTheTotalAndScaledByPowersOf1024) {
   EXPECT_EQ(Get(&ISaveRecordingProgress::get_BytesProcessed), -1);
 }
 
+TEST_F(ProgressTest, AlsoAnswersIRecordingProgressEarlyAndLateBound) {
+  Make(1);
+  ComPtr<IRecordingProgress> general;
+  ASSERT_EQ(progress_->QueryInterface(IID_IRecordingProgress, general.put_void()), S_OK);
+  ComPtr<IUnknown> identity, back;
+  progress_->QueryInterface(IID_IUnknown, identity.put_void());
+  ASSERT_EQ(general->QueryInterface(IID_IUnknown, back.put_void()), S_OK);
+  EXPECT_EQ(back.get(), identity.get()) << "one object";
+
+  thread_->SetStatus(kalSRS_SavingData);
+  groups_[0]->estimated = 1000, groups_[0]->written = 500;
+  kalRecordingProgressStatus status;
+  ASSERT_EQ(general->get_Status(&status), S_OK);
+  EXPECT_EQ(status, kalRPS_ProcessingData);
+  EXPECT_EQ(general->get_Status(nullptr), E_POINTER);
+
+  // Late-bound through the interface's own IDispatch.
+  OLECHAR name[] = OLESTR("completion");
+  LPOLESTR names[] = {name};
+  DISPID id = -1;
+  ASSERT_EQ(general->GetIDsOfNames(IID_NULL, names, 1, 0, &id), S_OK);
+  EXPECT_EQ(id, 2);
+  DISPPARAMS none = {nullptr, nullptr, 0, 0};
+  VARIANT result;
+  VariantInit(&result);
+  ASSERT_EQ(general->Invoke(id, IID_NULL, 0, DISPATCH_PROPERTYGET, &none, &result, nullptr, nullptr),
+            S_OK);
+  EXPECT_EQ(result.vt, VT_I4);
+  EXPECT_EQ(result.lVal, 10 + 44);
+  ASSERT_EQ(general->Invoke(5, IID_NULL, 0, DISPATCH_METHOD, &none, nullptr, nullptr, nullptr), S_OK);
+  EXPECT_EQ(thread_->status(), kalSRS_Aborting) << "Abort reached the save";
+  EXPECT_EQ(Completion(), 0) << "and this progress object";
+  thread_->SetError(STG_E_MEDIUMFULL);
+  general->get_Status(&status);
+  EXPECT_EQ(status, kalRPS_ErrorOccurred);
+  ASSERT_EQ(general->Invoke(1, IID_NULL, 0, DISPATCH_PROPERTYGET, &none, &result, nullptr, nullptr),
+            S_OK);
+  EXPECT_EQ(result.lVal, STG_E_MEDIUMFULL);
+}
+
 TEST_F(ProgressTest, TheStatusGuardLetsEveryStatusThrough) {
   Make(1);
   for (LONG s : {kalSRS_SavingData, kalSRS_Aborting, kalSRS_Aborted, kalSRS_Ready,
