@@ -10,8 +10,9 @@
 // While the save runs: on a terminal, a progress bar on standard error
 // (status, completion, time left, bytes); otherwise one line per status
 // change. Ctrl-C calls Abort, waits until the save has ended (the target is
-// deleted) and exits with 130. A failed save prints its ErrorCode in hex
-// with its name and exits with 1.
+// deleted) and exits with 130; an interrupt that comes after the save had
+// already ended keeps the finished file and exits with 0. A failed save
+// prints its ErrorCode in hex with its name and exits with 1.
 #include <unistd.h>
 
 #include <chrono>
@@ -197,13 +198,13 @@ int Run(const Options& o) {
 
   ProgressDisplay display(isatty(fileno(stderr)) != 0);
   bool aborted = false;
+  kalSaveRecordingStatus status = kalSRS_Initializing;
   for (;;) {
     if (g_interrupted && !aborted) {
       progress->Abort();
       aborted = true;
     }
     display.Show(progress.get());
-    kalSaveRecordingStatus status;
     LONG completion = 0;
     progress->get_Status(&status);
     progress->get_Completion(&completion);
@@ -221,10 +222,19 @@ int Run(const Options& o) {
   progress->get_ErrorCode(&error);
   progress = nullptr;  // the save's thread closes (or deletes) the target now
   if (aborted) {
-    // After a failure during the abort the thread may still be tidying up:
-    // it deletes the target when it ends.
-    for (int i = 0; i < 300 && Exists(o.target); ++i)
-      std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    if (status == kalSRS_Ready) {
+      // Releasing a finished save has closed and stamped its target, or
+      // deleted it: a target still there was complete before the abort.
+      if (Exists(o.target)) {
+        std::fprintf(stderr, "krf save: the save had ended before the interrupt\n");
+        return 0;
+      }
+    } else {
+      // After a failure during the abort the thread may still be tidying
+      // up: it deletes the target when it ends.
+      for (int i = 0; i < 300 && Exists(o.target); ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
     std::fprintf(stderr, "krf save: aborted\n");
     return 130;
   }
