@@ -194,16 +194,6 @@ TEST(CatalogueVtable, EveryMemberSitsInItsIdlSlotWithItsIdlSignature) {
   EXPECT_EQ(matched, HeaderMembers().size()) << "C++ members that the IDL does not declare";
 }
 
-TEST(CatalogueVtable, DerivedInterfacesStartWithTheirBase) {
-  // The inherited members keep their base slots: IVoiceMark::get_Time is
-  // ITimemark's slot 7, IMarkers::Add follows ITimemarks' five members.
-  EXPECT_EQ(SlotOf(&IVoiceMark::get_Time), kFirstSlot);
-  EXPECT_EQ(SlotOf(&IVoiceMark::get_Parent), kFirstSlot + 2);
-  EXPECT_EQ(SlotOf(&IMarkers::Add), kFirstSlot + 5);
-  EXPECT_EQ(SlotOf(&ITriggerInfos::get__NewEnum), SlotOf(&ITimemarks::get__NewEnum));
-  EXPECT_EQ(SlotOf(&IDispatch::Invoke), kFirstSlot - 1);
-}
-
 Dir ExpectedDir(const idl::Param& p) {
   if (p.retval()) return Dir::kRetval;
   if (p.in() && p.out()) return Dir::kInOut;
