@@ -3,24 +3,24 @@
 // per horizontal normset touched, 2 per sample and channel.
 #include <gtest/gtest.h>
 
-#include <cstdint>
-#include <cstring>
 #include <limits>
 
 #include "LegacyRecording.h"
 #include "api/estimated_size.h"
 #include "platform/win.h"
+#include "tests/api/data_test_util.h"
 #include "tests/api/fake_recording.h"
 
 namespace {
 
-double FromBits(uint64_t bits) {
-  double value;
-  std::memcpy(&value, &bits, sizeof value);
-  return value;
-}
+using mlr::api::test::FromBits;
+using mlr::api::test::kVoid;
 
-const double kVoid = FromBits(0x7FFFFFFFFFFFFFFFull);
+// The estimate in kilobytes, or -1 when the call fails.
+LONG Kb(IRecording* recording, double start, double end) {
+  LONG kb = -1;
+  return SUCCEEDED(GetEstimatedTotalSize(recording, start, end, &kb)) ? kb : -1;
+}
 
 TEST(IsVoidNumber, LooksAtTheHighWordOnly) {
   EXPECT_EQ(IsVoidNumber(kVoid), VARIANT_TRUE);
@@ -128,25 +128,18 @@ fake::ChannelGroup* AddCountingGroup(fake::Recording& rec) {
 TEST(GetEstimatedTotalSize, RoundsUpToKilobytes) {
   fake::Recording rec;
   AddCountingGroup(rec);
-  LONG kb = -1;
-  // Samples 101..569 are 469: 86 + 938 = 1024 bytes, exactly 1 KB.
-  ASSERT_EQ(GetEstimatedTotalSize(&rec, 100.0, 568.0, &kb), S_OK);
-  EXPECT_EQ(kb, 1);
-  // One sample more: 1026 bytes, 2 KB.
-  ASSERT_EQ(GetEstimatedTotalSize(&rec, 100.0, 569.0, &kb), S_OK);
-  EXPECT_EQ(kb, 2);
-  // One sample fewer at the start: 1022 bytes, 1 KB.
-  ASSERT_EQ(GetEstimatedTotalSize(&rec, 101.0, 568.0, &kb), S_OK);
-  EXPECT_EQ(kb, 1);
+  // Samples 101..569 are 469: 86 + 938 = 1024 bytes, exactly 1 KB; one
+  // sample more is 1026 bytes, 2 KB; one fewer at the start 1022, 1 KB.
+  EXPECT_EQ(Kb(&rec, 100.0, 568.0), 1);
+  EXPECT_EQ(Kb(&rec, 100.0, 569.0), 2);
+  EXPECT_EQ(Kb(&rec, 101.0, 568.0), 1);
 
   // Two groups of 512 bytes each (213 samples) sum to exactly 1 KB.
   fake::Recording two;
   AddCountingGroup(two);
   AddCountingGroup(two);
-  ASSERT_EQ(GetEstimatedTotalSize(&two, 100.0, 312.0, &kb), S_OK);
-  EXPECT_EQ(kb, 1);
-  ASSERT_EQ(GetEstimatedTotalSize(&two, 100.0, 313.0, &kb), S_OK);
-  EXPECT_EQ(kb, 2);
+  EXPECT_EQ(Kb(&two, 100.0, 312.0), 1);
+  EXPECT_EQ(Kb(&two, 100.0, 313.0), 2);
   EXPECT_EQ(rec.HeldReferences(), 0);
   EXPECT_EQ(two.HeldReferences(), 0);
 }
@@ -154,22 +147,17 @@ TEST(GetEstimatedTotalSize, RoundsUpToKilobytes) {
 TEST(GetEstimatedTotalSize, TakesVoidTimesFromTheRecording) {
   fake::Recording rec;
   AddCountingGroup(rec);
-  LONG kb = -1;
   rec.SetTimes(100.0, 568.0);
-  ASSERT_EQ(GetEstimatedTotalSize(&rec, kVoid, kVoid, &kb), S_OK);
-  EXPECT_EQ(kb, 1);
+  EXPECT_EQ(Kb(&rec, kVoid, kVoid), 1);
   rec.SetTimes(100.0, 569.0);
-  ASSERT_EQ(GetEstimatedTotalSize(&rec, kVoid, FromBits(0x7FFFFFFF00000000ull), &kb), S_OK);
-  EXPECT_EQ(kb, 2);
+  EXPECT_EQ(Kb(&rec, kVoid, FromBits(0x7FFFFFFF00000000ull)), 2);
   // Only the void one is replaced (with 100 or 569 either would be 2 KB).
-  ASSERT_EQ(GetEstimatedTotalSize(&rec, 101.0, kVoid, &kb), S_OK);
-  EXPECT_EQ(kb, 1);
-  ASSERT_EQ(GetEstimatedTotalSize(&rec, kVoid, 568.0, &kb), S_OK);
-  EXPECT_EQ(kb, 1);
+  EXPECT_EQ(Kb(&rec, 101.0, kVoid), 1);
+  EXPECT_EQ(Kb(&rec, kVoid, 568.0), 1);
 
   // A recording that cannot resolve the void time: E_FAIL, nothing written.
   rec.SetTimes(kVoid, 569.0);
-  kb = 77;
+  LONG kb = 77;
   EXPECT_EQ(GetEstimatedTotalSize(&rec, kVoid, 500.0, &kb), E_FAIL);
   EXPECT_EQ(kb, 77);
   EXPECT_EQ(rec.HeldReferences(), 0);
@@ -177,16 +165,11 @@ TEST(GetEstimatedTotalSize, TakesVoidTimesFromTheRecording) {
 
 TEST(GetEstimatedTotalSize, EmptyRecordingsAndBadArguments) {
   fake::Recording empty;
-  LONG kb = -1;
-  ASSERT_EQ(GetEstimatedTotalSize(&empty, 0.0, 10.0, &kb), S_OK);
-  EXPECT_EQ(kb, 0);
-
   fake::Recording none;
   none.WithoutGroups();
-  kb = -1;
-  ASSERT_EQ(GetEstimatedTotalSize(&none, 0.0, 10.0, &kb), S_OK);
-  EXPECT_EQ(kb, 0);
-
+  EXPECT_EQ(Kb(&empty, 0.0, 10.0), 0);
+  EXPECT_EQ(Kb(&none, 0.0, 10.0), 0);
+  LONG kb = -1;
   EXPECT_EQ(GetEstimatedTotalSize(&empty, 0.0, 10.0, nullptr), E_POINTER);
   EXPECT_EQ(GetEstimatedTotalSize(nullptr, 0.0, 10.0, &kb), E_POINTER);
   EXPECT_EQ(empty.HeldReferences(), 0);

@@ -17,21 +17,12 @@ namespace {
 
 constexpr double kDay = 86400.0;
 
-// Seconds since the Unix epoch of 00:00 UTC, 1 January `year`.
-int64_t YearStart(int64_t year) {
-  std::tm t{};
-  t.tm_year = static_cast<int>(year - 1900);
-  t.tm_mday = 1;
-  return static_cast<int64_t>(timegm(&t));
-}
-
 // The instant a (possibly unnormalised) recording time with whole seconds
 // denotes, in Unix seconds; timegm itself rolls the days over.
 int64_t Instant(int64_t year, int64_t day, int64_t seconds) {
   std::tm t{};
   t.tm_year = static_cast<int>(year - 1900);
   t.tm_mday = static_cast<int>(day);
-  t.tm_sec = 0;
   return static_cast<int64_t>(timegm(&t)) + seconds;
 }
 
@@ -85,36 +76,8 @@ int32_t CurrentBias() {
   return static_cast<int32_t>(-local.tm_gmtoff);
 }
 
-TEST(MakeValidTime, RollsDaysAndYearsOver) {
-  struct Case {
-    LONG year, day;
-    double time;
-    LONG want_year, want_day;
-    double want_time;
-  } cases[] = {
-      {2003, 365, 86400.0, 2004, 1, 0.0},       // year boundary, forward
-      {2004, 1, -1.0, 2003, 365, 86399.0},      // year boundary, backward
-      {2000, 367, 0.0, 2001, 1, 0.0},           // day past a leap year
-      {2001, 0, 0.0, 2000, 366, 0.0},           // day 0 into a leap year
-      {2004, 366, 100.0, 2004, 366, 100.0},     // day 366 of a leap year is valid
-      {2003, 366, 0.0, 2004, 1, 0.0},           // ...of a common year is not
-      {1900, 366, 0.0, 1901, 1, 0.0},           // 1900 is not a leap year
-      {2000, 3 * 365, 3 * 86400.0 + 5.0, 2003, 2, 5.0},
-      {2004, 10, 86399.999999, 2004, 10, 86399.999999},
-      {2004, 10, -86400.0 * 800, 2001, 305, 0.0},
-      {0, 0, 0.0, -1, 365, 0.0},                // year 0 is a leap year, -1 is not
-      {-4, 367, 0.0, -3, 1, 0.0},               // negative leap year
-  };
-  for (const Case& c : cases) {
-    LONG y = c.year, d = c.day;
-    double t = c.time;
-    ASSERT_EQ(MakeValidTime(&y, &d, &t), S_OK);
-    EXPECT_EQ(y, c.want_year) << c.year << "/" << c.day << "/" << c.time;
-    EXPECT_EQ(d, c.want_day) << c.year << "/" << c.day << "/" << c.time;
-    EXPECT_EQ(t, c.want_time) << c.year << "/" << c.day << "/" << c.time;
-  }
-}
-
+// Days and times far outside their ranges, in both directions, over years
+// that include 0, negative leap years and the century rules.
 TEST(MakeValidTime, AgreesWithTheCLibraryOverWideRanges) {
   std::mt19937_64 rng(20040229);
   for (int i = 0; i < 20000; ++i) {
@@ -139,8 +102,6 @@ TEST(MakeValidTime, KeepsTheTimeBelowOneDay) {
   LONG y = 2004, d = 10;
   double t = -1e-20;
   ASSERT_EQ(MakeValidTime(&y, &d, &t), S_OK);
-  EXPECT_GE(t, 0.0);
-  EXPECT_LT(t, kDay);
   EXPECT_EQ(y, 2004);
   EXPECT_EQ(d, 10);
   EXPECT_EQ(t, 0.0);
@@ -211,15 +172,8 @@ TEST(MakeValidTime, RejectsWhatCannotBeNormalised) {
 
 TEST(TimeDifference, AgreesWithTheCLibrary) {
   double diff = 0.0;
-  ASSERT_EQ(TimeDifference(2001, 1, 0.0, 2000, 1, 0.0, &diff), S_OK);
-  EXPECT_EQ(diff, 366 * kDay);
-  ASSERT_EQ(TimeDifference(2000, 1, 0.0, 2001, 1, 0.0, &diff), S_OK);
-  EXPECT_EQ(diff, -366 * kDay);
-  // Unnormalised days count as offsets: day 400 of 2000 is day 34 of 2001.
-  ASSERT_EQ(TimeDifference(2000, 400, 10.0, 2001, 35, 0.0, &diff), S_OK);
-  EXPECT_EQ(diff, -kDay + 10.0);
   EXPECT_EQ(TimeDifference(2000, 1, 0.0, 2000, 1, 0.0, nullptr), E_POINTER);
-
+  // Unnormalised days count as offsets (day 400 of 2000 is day 34 of 2001).
   std::mt19937_64 rng(1900);
   for (int i = 0; i < 20000; ++i) {
     const LONG y1 = static_cast<LONG>(rng() % 12000) - 1000;
@@ -236,15 +190,11 @@ TEST(TimeDifference, AgreesWithTheCLibrary) {
 
   // Far apart: 64-bit day counts do not wrap.
   ASSERT_EQ(TimeDifference(2000000, 1, 0.0, -2000000, 1, 0.0, &diff), S_OK);
-  EXPECT_EQ(diff, static_cast<double>(YearStart(2000000) - YearStart(-2000000)));
+  EXPECT_EQ(diff, static_cast<double>(Instant(2000000, 1, 0) - Instant(-2000000, 1, 0)));
 }
 
 TEST(RecordingTimeToDATE, CountsDaysFrom1899) {
   DATE date = -1.0;
-  ASSERT_EQ(RecordingTimeToDATE(1899, 364, 0.0, VARIANT_FALSE, &date), S_OK);
-  EXPECT_EQ(date, 0.0);
-  ASSERT_EQ(RecordingTimeToDATE(1900, 1, 43200.0, VARIANT_FALSE, &date), S_OK);
-  EXPECT_EQ(date, 2.5);
   // Before the epoch the fraction counts away from zero: 29 Dec 1899 06:00.
   ASSERT_EQ(RecordingTimeToDATE(1899, 363, 21600.0, VARIANT_FALSE, &date), S_OK);
   EXPECT_EQ(date, -1.25);
@@ -258,11 +208,11 @@ TEST(RecordingTimeToDATE, CountsDaysFrom1899) {
 
   // Every accepted year against the C library, with day 366 of leap years
   // and the last seconds of a day.
-  const int64_t epoch = YearStart(1899) + 363 * 86400;  // 30 Dec 1899
+  const int64_t epoch = Instant(1899, 1, 0) + 363 * 86400;  // 30 Dec 1899
   std::mt19937_64 rng(30121899);
   for (int i = 0; i < 20000; ++i) {
     const LONG year = static_cast<LONG>(rng() % 10000);
-    const LONG length = (YearStart(year + 1) - YearStart(year)) / 86400;
+    const LONG length = (Instant(year + 1, 1, 0) - Instant(year, 1, 0)) / 86400;
     const LONG day = (i % 10 == 0) ? length : 1 + static_cast<LONG>(rng() % length);
     const int64_t seconds = (i % 7 == 0) ? 86399 : static_cast<int64_t>(rng() % 86400);
     ASSERT_EQ(RecordingTimeToDATE(year, day, seconds + 0.5, VARIANT_FALSE, &date), S_OK);
@@ -342,20 +292,6 @@ TEST(LocalTime, FollowsARealZoneAndRejectsNullPointers) {
 
 TEST(RecordingTimeToSystemTime, SplitsIntoCalendarFields) {
   SYSTEMTIME st{};
-  ASSERT_EQ(RecordingTimeToSystemTime(2004, 60, 3723.5, &st), S_OK);
-  EXPECT_EQ(st.wYear, 2004);
-  EXPECT_EQ(st.wMonth, 2);
-  EXPECT_EQ(st.wDay, 29);
-  EXPECT_EQ(st.wDayOfWeek, 0);  // Sunday
-  EXPECT_EQ(st.wHour, 1);
-  EXPECT_EQ(st.wMinute, 2);
-  EXPECT_EQ(st.wSecond, 3);
-  EXPECT_EQ(st.wMilliseconds, 500);
-
-  ASSERT_EQ(RecordingTimeToSystemTime(2003, 60, 0.0, &st), S_OK);
-  EXPECT_EQ(st.wMonth, 3);
-  EXPECT_EQ(st.wDay, 1);
-
   // Days outside the year leave month and day as they were.
   for (LONG day : {0, 367}) {
     st.wMonth = 11;
@@ -369,7 +305,7 @@ TEST(RecordingTimeToSystemTime, SplitsIntoCalendarFields) {
   std::mt19937_64 rng(7);
   for (int i = 0; i < 20000; ++i) {
     const LONG year = 1 + static_cast<LONG>(rng() % 9999);
-    const LONG length = (YearStart(year + 1) - YearStart(year)) / 86400;
+    const LONG length = (Instant(year + 1, 1, 0) - Instant(year, 1, 0)) / 86400;
     const LONG day = (i % 5 == 0) ? length : 1 + static_cast<LONG>(rng() % length);
     const int64_t seconds = static_cast<int64_t>(rng() % 86400);
     ASSERT_EQ(RecordingTimeToSystemTime(year, day, seconds + 0.25, &st), S_OK);
