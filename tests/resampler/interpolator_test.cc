@@ -69,38 +69,50 @@ Items Take(GroupInterpolator& g, FrameSource& source, int32_t n) {
   return items;
 }
 
-TEST(GroupInterpolator, FramesOnTheGridAreCopiedAndBetweenThemInterpolated) {
-  VectorSource source;
-  source.blocks.push_back(MakeBlock(1.0, 0.5, {10, 20, 30}, {1, 2, 3}));
-  GroupInterpolator g(1, 1, 1.0, 0.25, -99.0);
-  Items items = Take(g, source, 5);
-  EXPECT_EQ(items.count, 5);
-  EXPECT_EQ(items.analog, (std::vector<float>{10, 15, 20, 25, 30}));
-  // Between two frames an event channel takes the next frame's word.
-  EXPECT_EQ(items.events, (std::vector<int16_t>{1, 2, 2, 3, 3}));
+VectorSource::Block Truncated(VectorSource::Block b, int64_t length) {
+  b.length = length;
+  return b;
 }
 
-TEST(GroupInterpolator, OutputBeforeTheDataTakesTheFirstFrameAndAfterItHoldsTheLast) {
-  VectorSource source;
-  source.blocks.push_back(MakeBlock(1.0, 1.0, {4, 8}, {7, 9}));
-  GroupInterpolator g(1, 1, 0.0, 0.75, -99.0);  // times 0, .75, 1.5, 2.25, ...
-  Items items = Take(g, source, 10);
-  // 0 and .75 lie before frame 0 (no previous value); 1.5 between the frames;
-  // 2.25 after the last: one final item holds the value, events 0; then none.
-  EXPECT_EQ(items.count, 4);
-  EXPECT_EQ(items.analog, (std::vector<float>{4, 4, 6, 8}));
-  EXPECT_EQ(items.events, (std::vector<int16_t>{7, 7, 9, 0}));
-  EXPECT_EQ(Take(g, source, 10).count, 0);
-}
-
-TEST(GroupInterpolator, InvalidInputGivesTheInvalidValueAndIsNotInterpolatedFrom) {
-  VectorSource source;
-  source.blocks.push_back(MakeBlock(0.0, 1.0, {1, kNaN, 5, 7}));
-  GroupInterpolator g(1, 1, 0.0, 0.5, -99.0);
-  Items items = Take(g, source, 7);
-  // 0.5: the next frame is invalid. 1.0: on the invalid frame. 1.5: the next
-  // frame (5) is valid but its predecessor was not, so 5 itself. 2.5: 6.
-  EXPECT_EQ(items.analog, (std::vector<float>{1, -99, -99, 5, 5, 6, 7}));
+TEST(GroupInterpolator, PlacesTheOutputOnBetweenBeforeAndAfterTheFrames) {
+  const struct {
+    const char* what;
+    std::vector<VectorSource::Block> blocks;
+    double start, step;
+    std::vector<float> analog;
+    std::vector<int16_t> events;  // empty: not checked
+  } cases[] = {
+      // Between two frames an event channel takes the next frame's word.
+      {"on and between", {MakeBlock(1.0, 0.5, {10, 20, 30}, {1, 2, 3})}, 1.0, 0.25,
+       {10, 15, 20, 25, 30}, {1, 2, 2, 3, 3}},
+      // 0 and .75 lie before frame 0 (no previous value); 1.5 between the
+      // frames; 2.25 after the last: one final item holds the value, events 0.
+      {"before and after", {MakeBlock(1.0, 1.0, {4, 8}, {7, 9})}, 0.0, 0.75, {4, 4, 6, 8},
+       {7, 7, 9, 0}},
+      // 0.5: the next frame is invalid. 1.0: on the invalid frame. 1.5: the
+      // next frame (5) is valid but its predecessor was not, so 5 itself.
+      {"invalid input", {MakeBlock(0.0, 1.0, {1, kNaN, 5, 7})}, 0.0, 0.5,
+       {1, -99, -99, 5, 5, 6, 7}, {}},
+      {"a gap between normsets", {MakeBlock(0.0, 1.0, {0, 1}), MakeBlock(5.0, 1.0, {5, 6})}, 0.0,
+       1.0, {0, 1, 2, 3, 4, 5, 6}, {}},
+      {"an empty group", {}, 0.0, 1.0, {}, {}},
+      // A normset whose recorded length ends before its frames (as a damaged
+      // file can give): the usable count computes to 0 or below, and a pass
+      // still makes progress.
+      {"no usable frame", {Truncated(MakeBlock(0.0, 1.0, {1, 2, 3, 4}), 1)}, 0.0, 1.0,
+       {1, 2, 3, 4}, {}},
+  };
+  for (const auto& c : cases) {
+    VectorSource source;
+    source.blocks = c.blocks;
+    GroupInterpolator g(1, 1, c.start, c.step, -99.0);
+    const Items items = Take(g, source, 10);
+    EXPECT_EQ(items.analog, c.analog) << c.what;
+    if (!c.events.empty()) {
+      EXPECT_EQ(items.events, c.events) << c.what;
+    }
+    EXPECT_EQ(Take(g, source, 10).count, 0) << c.what;
+  }
 }
 
 TEST(GroupInterpolator, ABufferBoundaryDoesNotChangeTheItems) {
@@ -125,29 +137,6 @@ TEST(GroupInterpolator, ABufferBoundaryDoesNotChangeTheItems) {
   EXPECT_EQ(joined.analog, all.analog);
   EXPECT_EQ(joined.events, all.events);
   for (int k = 0; k < 9; ++k) EXPECT_NEAR(all.analog[k], (0.1 + 0.2 * k) * 10.0, 1e-4) << k;
-}
-
-TEST(GroupInterpolator, AGapBetweenNormsetsIsBridgedAndAnEmptyGroupGivesNothing) {
-  VectorSource source;
-  source.blocks.push_back(MakeBlock(0.0, 1.0, {0, 1}));
-  source.blocks.push_back(MakeBlock(5.0, 1.0, {5, 6}));
-  GroupInterpolator g(1, 1, 0.0, 1.0, -1.0);
-  EXPECT_EQ(Take(g, source, 8).analog, (std::vector<float>{0, 1, 2, 3, 4, 5, 6}));
-
-  VectorSource empty;
-  GroupInterpolator none(1, 1, 0.0, 1.0, -1.0);
-  EXPECT_EQ(Take(none, empty, 8).count, 0);
-}
-
-TEST(GroupInterpolator, APassMakesProgressWhereRoundingLeavesNoUsableFrame) {
-  // A normset whose recorded length ends before its frames (as a damaged
-  // file can give): the usable count computes to 0 or below.
-  VectorSource source;
-  VectorSource::Block b = MakeBlock(0.0, 1.0, {1, 2, 3, 4});
-  b.length = 1;
-  source.blocks.push_back(b);
-  GroupInterpolator g(1, 1, 0.0, 1.0, -1.0);
-  EXPECT_EQ(Take(g, source, 10).analog, (std::vector<float>{1, 2, 3, 4}));
 }
 
 TEST(GroupInterpolator, ALongRunStaysOnTheGrid) {
