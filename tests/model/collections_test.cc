@@ -25,69 +25,52 @@ MemoryRecordingSpec TwoOfEverything() {
   return spec;
 }
 
-// Item(index) through a typed Item member, as IUnknown.
-using ItemFn = std::function<HRESULT(LONG, IUnknown**)>;
-
+// A collection seen through its typed Item (as IUnknown) and Count.
 struct CollectionCase {
   const char* name;
-  ItemFn item;
+  std::function<HRESULT(LONG, IUnknown**)> item;
   std::function<HRESULT(LONG*)> count;
   HRESULT out_of_range;
 };
 
 template <class C, class I>
-ItemFn TypedItem(C* collection) {
-  return [collection](LONG index, IUnknown** out) {
-    I* item = nullptr;
-    HRESULT hr = collection->get_Item(index, &item);
-    *out = item;
-    return hr;
-  };
+CollectionCase Entry(const char* name, C* collection, HRESULT out_of_range = S_OK) {
+  return {name,
+          [collection](LONG index, IUnknown** out) {
+            I* item = nullptr;
+            HRESULT hr = collection->get_Item(index, &item);
+            *out = item;
+            return hr;
+          },
+          [collection](LONG* n) { return collection->get_Count(n); }, out_of_range};
 }
 
 TEST(ModelCollections, ItemOutOfRangeRulesOfEveryCollection) {
   ComPtr<IRecording> recording = MakeRecording(TwoOfEverything());
   ASSERT_TRUE(recording);
-  ComPtr<IChannelGroups> groups;
-  ASSERT_EQ(S_OK, recording->get_ChannelGroups(groups.put()));
-  ComPtr<IChannelInfos> channels;
-  ASSERT_EQ(S_OK, Group(recording.get(), 1)->get_ChannelInfos(channels.put()));
+  auto groups = Child(recording.get(), &IRecording::get_ChannelGroups);
+  auto channels = Child(Group(recording.get(), 1).get(), &IChannelGroup::get_ChannelInfos);
   ComPtr<IHNorms> hnorms = HNorms(recording.get(), 1);
   ComPtr<IVNorms> vnorms = VNorms(recording.get(), 1, 1);
-  auto triggers = QueryAs<ITriggerInfos>(CollectionOf(recording.get(), kalRecColTriggers).get(),
-                                         IID_ITriggerInfos);
-  auto markers =
-      QueryAs<IMarkers>(CollectionOf(recording.get(), kalRecColMarkers).get(), IID_IMarkers);
-  auto bookmarks =
-      QueryAs<IBookmarks>(CollectionOf(recording.get(), kalRecColBookmarks).get(), IID_IBookmarks);
+  auto triggers = CollectionAs<ITriggerInfos>(recording.get(), kalRecColTriggers);
+  auto markers = CollectionAs<IMarkers>(recording.get(), kalRecColMarkers);
+  auto bookmarks = CollectionAs<IBookmarks>(recording.get(), kalRecColBookmarks);
   auto bookmark_marks = QueryAs<ITimemarks>(bookmarks.get(), IID_ITimemarks);
-  auto physical = QueryAs<IPhysicalChannels>(
-      CollectionOf(recording.get(), kalRecColPhysicalChannelConfig).get(), IID_IPhysicalChannels);
-  auto pages = QueryAs<IDisplayPages>(CollectionOf(recording.get(), kalRecColDisplayPages).get(),
-                                      IID_IDisplayPages);
+  auto physical = CollectionAs<IPhysicalChannels>(recording.get(), kalRecColPhysicalChannelConfig);
+  auto pages = CollectionAs<IDisplayPages>(recording.get(), kalRecColDisplayPages);
   ASSERT_TRUE(triggers && markers && bookmarks && bookmark_marks && physical && pages);
 
-  const std::vector<CollectionCase> cases = {
-      {"groups", TypedItem<IChannelGroups, IChannelGroup>(groups.get()),
-       [&](LONG* n) { return groups->get_Count(n); }, S_OK},
-      {"channels", TypedItem<IChannelInfos, IChannelInfo>(channels.get()),
-       [&](LONG* n) { return channels->get_Count(n); }, S_OK},
-      {"hnorms", TypedItem<IHNorms, IHNorm>(hnorms.get()),
-       [&](LONG* n) { return hnorms->get_Count(n); }, S_OK},
-      {"vnorms", TypedItem<IVNorms, IVNorm>(vnorms.get()),
-       [&](LONG* n) { return vnorms->get_Count(n); }, S_OK},
-      {"triggers", TypedItem<ITriggerInfos, IUnknown>(triggers.get()),
-       [&](LONG* n) { return triggers->get_Count(n); }, S_OK},
-      {"markers", TypedItem<IMarkers, IUnknown>(markers.get()),
-       [&](LONG* n) { return markers->get_Count(n); }, E_INVALIDARG},
-      {"bookmarks", TypedItem<IBookmarks, IBookmark>(bookmarks.get()),
-       [&](LONG* n) { return bookmarks->get_Count(n); }, S_OK},
-      {"bookmarks as timemarks", TypedItem<ITimemarks, IUnknown>(bookmark_marks.get()),
-       [&](LONG* n) { return bookmark_marks->get_Count(n); }, S_OK},
-      {"physical channels", TypedItem<IPhysicalChannels, IPhysicalChannel>(physical.get()),
-       [&](LONG* n) { return physical->get_Count(n); }, S_OK},
-      {"display pages", TypedItem<IDisplayPages, IDisplayPage>(pages.get()),
-       [&](LONG* n) { return pages->get_Count(n); }, S_OK},
+  const CollectionCase cases[] = {
+      Entry<IChannelGroups, IChannelGroup>("groups", groups.get()),
+      Entry<IChannelInfos, IChannelInfo>("channels", channels.get()),
+      Entry<IHNorms, IHNorm>("hnorms", hnorms.get()),
+      Entry<IVNorms, IVNorm>("vnorms", vnorms.get()),
+      Entry<ITriggerInfos, IUnknown>("triggers", triggers.get()),
+      Entry<IMarkers, IUnknown>("markers", markers.get(), E_INVALIDARG),
+      Entry<IBookmarks, IBookmark>("bookmarks", bookmarks.get()),
+      Entry<ITimemarks, IUnknown>("bookmarks as timemarks", bookmark_marks.get()),
+      Entry<IPhysicalChannels, IPhysicalChannel>("physical channels", physical.get()),
+      Entry<IDisplayPages, IDisplayPage>("display pages", pages.get()),
   };
   for (const CollectionCase& c : cases) {
     SCOPED_TRACE(c.name);
@@ -115,97 +98,60 @@ TEST(ModelCollections, ItemOutOfRangeRulesOfEveryCollection) {
 
 TEST(ModelCollections, ParentsLeadToTheOwners) {
   ComPtr<IRecording> recording = MakeRecording(TwoOfEverything());
-  auto identity = [](IUnknown* object) { return QueryAs<IUnknown>(object, IID_IUnknown); };
-  ComPtr<IUnknown> root = identity(recording.get());
-
-  ComPtr<IChannelGroups> groups;
-  ASSERT_EQ(S_OK, recording->get_ChannelGroups(groups.put()));
-  ComPtr<IRecording> parent;
-  ASSERT_EQ(S_OK, groups->get_Parent(parent.put()));
-  EXPECT_EQ(root, identity(parent.get()));
-
+  ComPtr<IUnknown> root = Identity(recording.get());
+  auto groups = Child(recording.get(), &IRecording::get_ChannelGroups);
+  EXPECT_EQ(root, Identity(Child(groups.get(), &IChannelGroups::get_Parent).get()));
   ComPtr<IChannelGroup> group = Group(recording.get(), 2);
-  ComPtr<IChannelGroups> group_parent;
-  ASSERT_EQ(S_OK, group->get_Parent(group_parent.put()));
-  EXPECT_EQ(identity(groups.get()), identity(group_parent.get()));
-  LONG index = 0;
-  EXPECT_EQ(S_OK, group->get_Index(&index));
-  EXPECT_EQ(2, index);
-
+  EXPECT_EQ(Identity(groups.get()), Identity(Child(group.get(), &IChannelGroup::get_Parent).get()));
+  EXPECT_EQ(2, Get(group.get(), &IChannelGroup::get_Index));
   ComPtr<IHNorms> hnorms = HNorms(recording.get(), 2);
-  ComPtr<IChannelGroup> hnorms_parent;
-  ASSERT_EQ(S_OK, hnorms->get_Parent(hnorms_parent.put()));
-  EXPECT_EQ(identity(group.get()), identity(hnorms_parent.get()));
-  ComPtr<IHNorm> hnorm;
-  ASSERT_EQ(S_OK, hnorms->get_Item(1, hnorm.put()));
-  ComPtr<IHNorms> hnorm_parent;
-  ASSERT_EQ(S_OK, hnorm->get_Parent(hnorm_parent.put()));
-  EXPECT_EQ(identity(hnorms.get()), identity(hnorm_parent.get()));
-
-  ComPtr<IChannelInfo> channel = Channel(recording.get(), 2, 2);
-  ComPtr<IChannelInfos> channel_parent;
-  ASSERT_EQ(S_OK, channel->get_Parent(channel_parent.put()));
-  ComPtr<IChannelGroup> channels_owner;
-  ASSERT_EQ(S_OK, channel_parent->get_Parent(channels_owner.put()));
-  EXPECT_EQ(identity(group.get()), identity(channels_owner.get()));
+  EXPECT_EQ(Identity(group.get()), Identity(Child(hnorms.get(), &IHNorms::get_Parent).get()));
+  EXPECT_EQ(Identity(hnorms.get()),
+            Identity(Child(At(hnorms.get(), 1).get(), &IHNorm::get_Parent).get()));
+  auto channels = Child(Channel(recording.get(), 2, 2).get(), &IChannelInfo::get_Parent);
+  EXPECT_EQ(Identity(group.get()), Identity(Child(channels.get(), &IChannelInfos::get_Parent).get()));
 
   for (LONG type : {kalRecColTriggers, kalRecColMarkers, kalRecColBookmarks,
                     kalRecColPhysicalChannelConfig}) {
     ComPtr<IUnknown> collection = CollectionOf(recording.get(), type);
     ComPtr<ITimemarks> marks = QueryAs<ITimemarks>(collection.get(), IID_ITimemarks);
-    ComPtr<IPhysicalChannels> physical =
-        QueryAs<IPhysicalChannels>(collection.get(), IID_IPhysicalChannels);
-    ComPtr<IRecording> owner;
-    if (marks) {
-      ASSERT_EQ(S_OK, marks->get_Parent(owner.put()));
-    } else {
-      ASSERT_TRUE(physical);
-      ASSERT_EQ(S_OK, physical->get_Parent(owner.put()));
-    }
-    EXPECT_EQ(root, identity(owner.get())) << "collection " << type;
+    ComPtr<IRecording> owner =
+        marks ? Child(marks.get(), &ITimemarks::get_Parent)
+              : Child(CollectionAs<IPhysicalChannels>(recording.get(), type).get(),
+                      &IPhysicalChannels::get_Parent);
+    EXPECT_EQ(root, Identity(owner.get())) << "collection " << type;
     // The same collection object is answered on every request.
-    EXPECT_EQ(identity(collection.get()), identity(CollectionOf(recording.get(), type).get()));
+    EXPECT_EQ(Identity(collection.get()), CollectionOf(recording.get(), type));
   }
 }
 
 TEST(ModelCollections, InterfacesAndErrorInfoSupport) {
   ComPtr<IRecording> recording = MakeRecording(TwoOfEverything());
-  struct Object {
+  IRecording* r = recording.get();
+  auto item = [&](LONG type) {
+    return Identity(At(CollectionAs<ITimemarks>(r, type).get(), 1).get());
+  };
+  const struct {
     const char* name;
     ComPtr<IUnknown> object;
     const IID* own;
-  };
-  ComPtr<IChannelGroups> groups;
-  recording->get_ChannelGroups(groups.put());
-  ComPtr<IHNorm> hnorm;
-  HNorms(recording.get(), 1)->get_Item(1, hnorm.put());
-  ComPtr<IVNorm> vnorm;
-  VNorms(recording.get(), 1, 1)->get_Item(1, vnorm.put());
-  auto item = [&](LONG type) {
-    ComPtr<ITimemarks> marks =
-        QueryAs<ITimemarks>(CollectionOf(recording.get(), type).get(), IID_ITimemarks);
-    ComPtr<IUnknown> result;
-    marks->get_Item(1, result.put());
-    return result;
-  };
-  const std::vector<Object> objects = {
-      {"recording", QueryAs<IUnknown>(recording.get(), IID_IUnknown), &IID_IRecording},
-      {"groups", QueryAs<IUnknown>(groups.get(), IID_IUnknown), &IID_IChannelGroups},
-      {"group", QueryAs<IUnknown>(Group(recording.get(), 1).get(), IID_IUnknown), &IID_IChannelGroup},
-      {"channel", QueryAs<IUnknown>(Channel(recording.get(), 1, 1).get(), IID_IUnknown),
-       &IID_IChannelInfo},
-      {"hnorms", QueryAs<IUnknown>(HNorms(recording.get(), 1).get(), IID_IUnknown), &IID_IHNorms},
-      {"hnorm", QueryAs<IUnknown>(hnorm.get(), IID_IUnknown), &IID_IHNorm},
-      {"vnorms", QueryAs<IUnknown>(VNorms(recording.get(), 1, 1).get(), IID_IUnknown), &IID_IVNorms},
-      {"vnorm", QueryAs<IUnknown>(vnorm.get(), IID_IUnknown), &IID_IVNorm},
-      {"triggers", CollectionOf(recording.get(), kalRecColTriggers), &IID_ITriggerInfos},
+  } objects[] = {
+      {"recording", Identity(r), &IID_IRecording},
+      {"groups", Identity(Child(r, &IRecording::get_ChannelGroups).get()), &IID_IChannelGroups},
+      {"group", Identity(Group(r, 1).get()), &IID_IChannelGroup},
+      {"channel", Identity(Channel(r, 1, 1).get()), &IID_IChannelInfo},
+      {"hnorms", Identity(HNorms(r, 1).get()), &IID_IHNorms},
+      {"hnorm", Identity(At(HNorms(r, 1).get(), 1).get()), &IID_IHNorm},
+      {"vnorms", Identity(VNorms(r, 1, 1).get()), &IID_IVNorms},
+      {"vnorm", Identity(At(VNorms(r, 1, 1).get(), 1).get()), &IID_IVNorm},
+      {"triggers", CollectionOf(r, kalRecColTriggers), &IID_ITriggerInfos},
       {"trigger", item(kalRecColTriggers), &IID_ITriggerInfo},
-      {"markers", CollectionOf(recording.get(), kalRecColMarkers), &IID_IMarkers},
+      {"markers", CollectionOf(r, kalRecColMarkers), &IID_IMarkers},
       {"marker", item(kalRecColMarkers), &IID_IMarker},
-      {"bookmarks", CollectionOf(recording.get(), kalRecColBookmarks), &IID_IBookmarks},
+      {"bookmarks", CollectionOf(r, kalRecColBookmarks), &IID_IBookmarks},
       {"bookmark", item(kalRecColBookmarks), &IID_IBookmark},
   };
-  for (const Object& o : objects) {
+  for (const auto& o : objects) {
     SCOPED_TRACE(o.name);
     ASSERT_TRUE(o.object);
     ComPtr<ISupportErrorInfo> support =
@@ -216,8 +162,8 @@ TEST(ModelCollections, InterfacesAndErrorInfoSupport) {
     // Every interface answered leads back to the same identity.
     ComPtr<IUnknown> own = QueryAs<IUnknown>(o.object.get(), *o.own);
     ASSERT_TRUE(own);
-    EXPECT_EQ(o.object, QueryAs<IUnknown>(own.get(), IID_IUnknown));
-    EXPECT_EQ(o.object, QueryAs<IUnknown>(support.get(), IID_IUnknown));
+    EXPECT_EQ(o.object, Identity(own.get()));
+    EXPECT_EQ(o.object, Identity(support.get()));
     EXPECT_TRUE(QueryAs<IDispatch>(o.object.get(), IID_IDispatch));
     void* none = reinterpret_cast<void*>(0x1);
     EXPECT_EQ(E_NOINTERFACE, o.object->QueryInterface(IID_IStream, &none));
@@ -227,27 +173,31 @@ TEST(ModelCollections, InterfacesAndErrorInfoSupport) {
 
 // --- Enumerators -------------------------------------------------------------
 
-ComPtr<IEnumVARIANT> EnumOf(IUnknown* unknown) {
-  return QueryAs<IEnumVARIANT>(unknown, IID_IEnumVARIANT);
+template <class C>
+ComPtr<IEnumVARIANT> EnumOf(C* collection) {
+  return QueryAs<IEnumVARIANT>(Child(collection, &C::get__NewEnum).get(), IID_IEnumVARIANT);
 }
 
-LONG IndexOfElement(const VARIANT& v) {
-  EXPECT_EQ(VT_DISPATCH, v.vt);
-  ComPtr<IChannelGroup> group = QueryAs<IChannelGroup>(v.pdispVal, IID_IChannelGroup);
-  LONG index = 0;
-  if (group) group->get_Index(&index);
-  return index;
+// Takes the elements fetched into v (group indices, or for markers and
+// bookmarks what `read` makes of them) and clears them.
+template <class I = IChannelGroup, class F>
+std::vector<F> Take(VARIANT* v, ULONG fetched, F (*read)(I*)) {
+  std::vector<F> out;
+  for (ULONG i = 0; i < fetched; ++i) {
+    EXPECT_EQ(VT_DISPATCH, v[i].vt);
+    ComPtr<I> element = QueryAs<I>(v[i].pdispVal, IidOf<I>());
+    out.push_back(element ? read(element.get()) : F{});
+    VariantClear(&v[i]);
+  }
+  return out;
 }
+LONG GroupIndex(IChannelGroup* group) { return Get(group, &IChannelGroup::get_Index); }
 
 TEST(ModelEnumerators, NextSkipResetCloneEdgeCases) {
   MemoryRecordingSpec spec;
   for (int i = 0; i < 5; ++i) spec.groups.push_back(MakeGroup(1, {{0.0, 1.0, 2}}));
   ComPtr<IRecording> recording = MakeRecording(spec);
-  ComPtr<IChannelGroups> groups;
-  ASSERT_EQ(S_OK, recording->get_ChannelGroups(groups.put()));
-  ComPtr<IUnknown> unknown;
-  ASSERT_EQ(S_OK, groups->get__NewEnum(unknown.put()));
-  ComPtr<IEnumVARIANT> e = EnumOf(unknown.get());
+  ComPtr<IEnumVARIANT> e = EnumOf(Child(recording.get(), &IRecording::get_ChannelGroups).get());
   ASSERT_TRUE(e);
 
   VARIANT v[4];
@@ -259,47 +209,34 @@ TEST(ModelEnumerators, NextSkipResetCloneEdgeCases) {
   EXPECT_EQ(E_POINTER, e->Next(2, v, nullptr));
   // celt 1 without a count is allowed.
   ASSERT_EQ(S_OK, e->Next(1, v, nullptr));
-  EXPECT_EQ(1, IndexOfElement(v[0]));
-  VariantClear(&v[0]);
+  EXPECT_EQ(std::vector<LONG>{1}, Take(v, 1, &GroupIndex));
 
   EXPECT_EQ(E_INVALIDARG, e->Skip(0));
   EXPECT_EQ(S_OK, e->Skip(1));  // now at element 3
-
   ComPtr<IEnumVARIANT> clone;
   ASSERT_EQ(S_OK, e->Clone(clone.put()));
   EXPECT_EQ(E_POINTER, e->Clone(nullptr));
 
   // Asking for more than remain: the rest, S_FALSE.
   ASSERT_EQ(S_FALSE, e->Next(4, v, &fetched));
-  ASSERT_EQ(3u, fetched);
-  EXPECT_EQ(3, IndexOfElement(v[0]));
-  EXPECT_EQ(5, IndexOfElement(v[2]));
-  for (VARIANT& x : v) VariantClear(&x);
+  EXPECT_EQ((std::vector<LONG>{3, 4, 5}), Take(v, fetched, &GroupIndex));
   EXPECT_EQ(S_FALSE, e->Next(1, v, &fetched));
   EXPECT_EQ(0u, fetched);
   EXPECT_EQ(S_FALSE, e->Skip(1));
 
   // The clone kept its own position (element 3).
   ASSERT_EQ(S_OK, clone->Next(1, v, &fetched));
-  EXPECT_EQ(3, IndexOfElement(v[0]));
-  VariantClear(&v[0]);
+  EXPECT_EQ(std::vector<LONG>{3}, Take(v, fetched, &GroupIndex));
   EXPECT_EQ(S_FALSE, clone->Skip(10));
 
   ASSERT_EQ(S_OK, e->Reset());
   ASSERT_EQ(S_OK, e->Next(2, v, &fetched));
-  EXPECT_EQ(2u, fetched);
-  EXPECT_EQ(1, IndexOfElement(v[0]));
-  EXPECT_EQ(2, IndexOfElement(v[1]));
-  for (VARIANT& x : v) VariantClear(&x);
+  EXPECT_EQ((std::vector<LONG>{1, 2}), Take(v, fetched, &GroupIndex));
 }
 
 TEST(ModelEnumerators, EmptyCollectionAndEnumeratorWithoutSnapshot) {
   ComPtr<IRecording> recording = MakeRecording(MemoryRecordingSpec{});
-  ComPtr<IChannelGroups> groups;
-  ASSERT_EQ(S_OK, recording->get_ChannelGroups(groups.put()));
-  ComPtr<IUnknown> unknown;
-  ASSERT_EQ(S_OK, groups->get__NewEnum(unknown.put()));
-  ComPtr<IEnumVARIANT> e = EnumOf(unknown.get());
+  ComPtr<IEnumVARIANT> e = EnumOf(Child(recording.get(), &IRecording::get_ChannelGroups).get());
   VARIANT v;
   VariantInit(&v);
   ULONG fetched = 7;
@@ -313,67 +250,32 @@ TEST(ModelEnumerators, EmptyCollectionAndEnumeratorWithoutSnapshot) {
   EXPECT_EQ(0u, fetched);
 }
 
-TEST(ModelEnumerators, SnapshotTakenAtCreation) {
+double MarkerTime(IMarker* marker) { return Get(marker, &IMarker::get_Time); }
+std::u16string BookmarkName(IBookmark* bookmark) { return Text(bookmark, &IBookmark::get_Name); }
+
+TEST(ModelEnumerators, SnapshotTakenAtCreationAndElementsOfTheirOwnKind) {
   MemoryRecordingSpec spec;
   spec.markers = {1.0, 3.0};
+  spec.bookmarks = {{2.0, u"second"}, {1.0, u"first"}};
   ComPtr<IRecording> recording = MakeRecording(spec);
-  auto markers =
-      QueryAs<IMarkers>(CollectionOf(recording.get(), kalRecColMarkers).get(), IID_IMarkers);
-  ComPtr<IUnknown> unknown;
-  ASSERT_EQ(S_OK, markers->get__NewEnum(unknown.put()));
-  ComPtr<IEnumVARIANT> before = EnumOf(unknown.get());
+  auto markers = CollectionAs<IMarkers>(recording.get(), kalRecColMarkers);
+  ComPtr<IEnumVARIANT> before = EnumOf(markers.get());
   ASSERT_EQ(S_OK, markers->Add(2.0));
 
   VARIANT v[4];
   for (VARIANT& x : v) VariantInit(&x);
   ULONG fetched = 0;
   ASSERT_EQ(S_FALSE, before->Next(4, v, &fetched));
-  ASSERT_EQ(2u, fetched);
-  // Each element is the IDispatch of a marker item.
-  double times[2] = {0, 0};
-  for (int i = 0; i < 2; ++i) {
-    ASSERT_EQ(VT_DISPATCH, v[i].vt);
-    ComPtr<IMarker> marker = QueryAs<IMarker>(v[i].pdispVal, IID_IMarker);
-    ASSERT_TRUE(marker);
-    marker->get_Time(&times[i]);
-    VariantClear(&v[i]);
-  }
   // Marker items read their time at their index: the snapshot holds items
   // 1 and 2, and item 2 now reads the inserted 2.0.
-  EXPECT_DOUBLE_EQ(1.0, times[0]);
-  EXPECT_DOUBLE_EQ(2.0, times[1]);
+  EXPECT_EQ((std::vector<double>{1.0, 2.0}), Take(v, fetched, &MarkerTime));
+  ASSERT_EQ(S_FALSE, EnumOf(markers.get())->Next(4, v, &fetched));
+  EXPECT_EQ(3u, Take(v, fetched, &MarkerTime).size());
 
-  ComPtr<IUnknown> after_unknown;
-  ASSERT_EQ(S_OK, markers->get__NewEnum(after_unknown.put()));
-  ASSERT_EQ(S_FALSE, EnumOf(after_unknown.get())->Next(4, v, &fetched));
-  EXPECT_EQ(3u, fetched);
-  for (VARIANT& x : v) VariantClear(&x);
-}
-
-TEST(ModelEnumerators, BookmarkEnumeratorHandsOutBookmarks) {
-  MemoryRecordingSpec spec;
-  spec.bookmarks = {{2.0, u"second"}, {1.0, u"first"}};
-  ComPtr<IRecording> recording = MakeRecording(spec);
-  auto bookmarks =
-      QueryAs<IBookmarks>(CollectionOf(recording.get(), kalRecColBookmarks).get(), IID_IBookmarks);
-  ComPtr<IUnknown> unknown;
-  ASSERT_EQ(S_OK, bookmarks->get__NewEnum(unknown.put()));
-  VARIANT v[2];
-  for (VARIANT& x : v) VariantInit(&x);
-  ULONG fetched = 0;
-  ASSERT_EQ(S_OK, EnumOf(unknown.get())->Next(2, v, &fetched));
-  std::u16string names[2];
-  for (int i = 0; i < 2; ++i) {
-    ComPtr<IBookmark> bookmark = QueryAs<IBookmark>(v[i].pdispVal, IID_IBookmark);
-    ASSERT_TRUE(bookmark);
-    BSTR name = nullptr;
-    ASSERT_EQ(S_OK, bookmark->get_Name(&name));
-    names[i] = ToU16(name);
-    SysFreeString(name);
-    VariantClear(&v[i]);
-  }
-  EXPECT_EQ(u"first", names[0]);
-  EXPECT_EQ(u"second", names[1]);
+  // Bookmarks enumerate as bookmarks, in time order.
+  auto bookmarks = CollectionAs<IBookmarks>(recording.get(), kalRecColBookmarks);
+  ASSERT_EQ(S_OK, EnumOf(bookmarks.get())->Next(2, v, &fetched));
+  EXPECT_EQ((std::vector<std::u16string>{u"first", u"second"}), Take(v, fetched, &BookmarkName));
 }
 
 }  // namespace

@@ -63,8 +63,7 @@ MemoryRecordingSpec Spec() {
 
 TEST(ModelDispatch, MethodWithOutArguments) {
   ComPtr<IRecording> recording = MakeRecording(Spec());
-  ComPtr<IUnknown> markers = CollectionOf(recording.get(), kalRecColMarkers);
-  ComPtr<IDispatch> d = QueryAs<IDispatch>(markers.get(), IID_IDispatch);
+  ComPtr<IDispatch> d = CollectionAs<IDispatch>(recording.get(), kalRecColMarkers);
   LONG first = 0;
   LONG last = 0;
   ASSERT_EQ(S_OK, Call(d.get(), IdOf(d.get(), u"GetIndicesFromTime"), DISPATCH_METHOD,
@@ -74,16 +73,13 @@ TEST(ModelDispatch, MethodWithOutArguments) {
 
   // Through the bookmarks' ITimemarks, identifier 3 is GetIndicesFromTime
   // (through IBookmarks it would be Add).
-  ComPtr<IUnknown> bookmarks = CollectionOf(recording.get(), kalRecColBookmarks);
-  ComPtr<ITimemarks> marks = QueryAs<ITimemarks>(bookmarks.get(), IID_ITimemarks);
+  ComPtr<ITimemarks> marks = CollectionAs<ITimemarks>(recording.get(), kalRecColBookmarks);
   ASSERT_EQ(S_OK, Call(marks.get(), 3, DISPATCH_METHOD,
                        {Double(0.0), Double(9.0), LongRef(&first), LongRef(&last)}, nullptr));
   EXPECT_EQ(1, first);
   EXPECT_EQ(1, last);
-  LONG count = 0;
-  ComPtr<IBookmarks> typed = QueryAs<IBookmarks>(bookmarks.get(), IID_IBookmarks);
-  ASSERT_EQ(S_OK, typed->get_Count(&count));
-  EXPECT_EQ(1, count);
+  EXPECT_EQ(1, Get(CollectionAs<IBookmarks>(recording.get(), kalRecColBookmarks).get(),
+                   &IBookmarks::get_Count));
 }
 
 TEST(ModelDispatch, NewEnumByDispid) {

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <functional>
 #include <thread>
 #include <vector>
 
@@ -36,31 +35,18 @@ TEST(ModelLifetime, HeldLeafKeepsWholeTreeAlive) {
   {
     ComPtr<IRecording> recording = MakeRecording(RichSpec());
     ASSERT_TRUE(recording);
-    ComPtr<IVNorms> vnorms = VNorms(recording.get(), 1, 2);
-    ASSERT_TRUE(vnorms);
-    ASSERT_EQ(S_OK, vnorms->get_Item(1, vnorm.put()));
+    vnorm = At(VNorms(recording.get(), 1, 2).get(), 1);
     ASSERT_TRUE(vnorm);
   }
   // Only the normset is held, yet its whole path up to the recording answers.
   EXPECT_GT(LiveObjectCount(), baseline);
-  ComPtr<IVNorms> parent;
-  ASSERT_EQ(S_OK, vnorm->get_Parent(parent.put()));
-  ComPtr<IChannelInfo> channel;
-  ASSERT_EQ(S_OK, parent->get_Parent(channel.put()));
-  ComPtr<IChannelGroup> group;
-  ASSERT_EQ(S_OK, channel->get_ChannelGroup(group.put()));
-  ComPtr<IRecording> recording;
-  ASSERT_EQ(S_OK, group->get_Recording(recording.put()));
-  LONG index = 0;
-  EXPECT_EQ(S_OK, channel->get_Index(&index));
-  EXPECT_EQ(2, index);
-  double end = 0.0;
-  EXPECT_EQ(S_OK, recording->get_EndTime(&end));
-  EXPECT_DOUBLE_EQ(5.49, end);
-  parent.reset();
-  channel.reset();
-  group.reset();
-  recording.reset();
+  {
+    auto channel = Child(Child(vnorm.get(), &IVNorm::get_Parent).get(), &IVNorms::get_Parent);
+    EXPECT_EQ(2, Get(channel.get(), &IChannelInfo::get_Index));
+    auto group = Child(channel.get(), &IChannelInfo::get_ChannelGroup);
+    auto recording = Child(group.get(), &IChannelGroup::get_Recording);
+    EXPECT_DOUBLE_EQ(5.49, Get(recording.get(), &IRecording::get_EndTime));
+  }
   EXPECT_GT(LiveObjectCount(), baseline);
   vnorm.reset();
   EXPECT_EQ(baseline, LiveObjectCount());
@@ -72,38 +58,19 @@ TEST(ModelLifetime, ReleasingInAnyOrderFreesEverything) {
   std::array<int, 5> order = {0, 1, 2, 3, 4};
   int permutations = 0;
   do {
-    ComPtr<IRecording> recording = MakeRecording(RichSpec());
-    ASSERT_TRUE(recording);
     std::array<ComPtr<IUnknown>, 5> held;
-    held[0] = QueryAs<IUnknown>(recording.get(), IID_IUnknown);
-    held[1] = QueryAs<IUnknown>(Channel(recording.get(), 1, 1).get(), IID_IUnknown);
-    ComPtr<IUnknown> markers = CollectionOf(recording.get(), kalRecColMarkers);
-    ComPtr<IMarkers> typed = QueryAs<IMarkers>(markers.get(), IID_IMarkers);
-    ComPtr<IUnknown> marker;
-    ASSERT_EQ(S_OK, typed->get_Item(1, marker.put()));
-    held[2] = marker;
-    ComPtr<IUnknown> enumerator;
-    ComPtr<IChannelGroups> groups;
-    ASSERT_EQ(S_OK, recording->get_ChannelGroups(groups.put()));
-    ASSERT_EQ(S_OK, groups->get__NewEnum(enumerator.put()));
-    held[3] = enumerator;
-    ComPtr<IUnknown> pages = CollectionOf(recording.get(), kalRecColDisplayPages);
-    ComPtr<IDisplayPages> typed_pages = QueryAs<IDisplayPages>(pages.get(), IID_IDisplayPages);
-    ComPtr<IDisplayPage> page;
-    ASSERT_EQ(S_OK, typed_pages->get_Item(1, page.put()));
-    ComPtr<IUnknown> blob;
-    ASSERT_EQ(S_OK, page->get_PageSetup(blob.put()));
-    held[4] = QueryAs<IUnknown>(page.get(), IID_IUnknown);
-    recording.reset();
-    markers.reset();
-    typed.reset();
-    marker.reset();
-    enumerator.reset();
-    groups.reset();
-    pages.reset();
-    typed_pages.reset();
-    page.reset();
-    blob.reset();
+    {
+      ComPtr<IRecording> recording = MakeRecording(RichSpec());
+      ASSERT_TRUE(recording);
+      held[0] = Identity(recording.get());
+      held[1] = Identity(Channel(recording.get(), 1, 1).get());
+      held[2] = At(CollectionAs<IMarkers>(recording.get(), kalRecColMarkers).get(), 1);
+      held[3] = Child(Child(recording.get(), &IRecording::get_ChannelGroups).get(),
+                      &IChannelGroups::get__NewEnum);
+      auto page = At(CollectionAs<IDisplayPages>(recording.get(), kalRecColDisplayPages).get(), 1);
+      ASSERT_TRUE(Child(page.get(), &IDisplayPage::get_PageSetup));
+      held[4] = Identity(page.get());
+    }
     for (int i : order) {
       EXPECT_GT(LiveObjectCount(), baseline);
       held[static_cast<size_t>(i)].reset();
@@ -139,14 +106,11 @@ TEST(ModelLifetime, ChildCountsForwardToRootAndNeverUnderflow) {
 TEST(ModelLifetime, EventItemsAreSeparateSelfDeletingObjects) {
   const long baseline = LiveObjectCount();
   ComPtr<IRecording> recording = MakeRecording(RichSpec());
-  ComPtr<IMarkers> markers =
-      QueryAs<IMarkers>(CollectionOf(recording.get(), kalRecColMarkers).get(), IID_IMarkers);
+  auto markers = CollectionAs<IMarkers>(recording.get(), kalRecColMarkers);
   ASSERT_TRUE(markers);
   const long before_items = LiveObjectCount();
-  ComPtr<IUnknown> first;
-  ComPtr<IUnknown> second;
-  ASSERT_EQ(S_OK, markers->get_Item(1, first.put()));
-  ASSERT_EQ(S_OK, markers->get_Item(1, second.put()));
+  ComPtr<IUnknown> first = At(markers.get(), 1);
+  ComPtr<IUnknown> second = At(markers.get(), 1);
   EXPECT_NE(first.get(), second.get());
   EXPECT_EQ(before_items + 2, LiveObjectCount());
   first.reset();
@@ -154,22 +118,12 @@ TEST(ModelLifetime, EventItemsAreSeparateSelfDeletingObjects) {
   markers.reset();
   recording.reset();
   // The remaining marker holds the recording.
-  ComPtr<IMarker> marker = QueryAs<IMarker>(second.get(), IID_IMarker);
-  ComPtr<IMarkers> parent;
-  ASSERT_EQ(S_OK, marker->get_Parent(parent.put()));
-  LONG count = 0;
-  EXPECT_EQ(S_OK, parent->get_Count(&count));
-  EXPECT_EQ(2, count);
-  parent.reset();
-  marker.reset();
+  EXPECT_EQ(2, Get(Child(QueryAs<IMarker>(second.get(), IID_IMarker).get(), &IMarker::get_Parent).get(),
+                   &IMarkers::get_Count));
   second.reset();
   EXPECT_EQ(baseline, LiveObjectCount());
 }
-}  // namespace
-}  // namespace mlr::model::testing
 
-namespace mlr::model::testing {
-namespace {
 
 TEST(ModelLifetime, RacingFirstUsesAgreeOnOneCollection) {
   const long baseline = LiveObjectCount();
@@ -182,29 +136,18 @@ TEST(ModelLifetime, RacingFirstUsesAgreeOnOneCollection) {
     ComPtr<IChannelGroup> g = Group(recording.get(), 1);
     ComPtr<IChannelInfo> channel = Channel(recording.get(), 1, 2);
     constexpr int kThreads = 6;
-    std::vector<ComPtr<IUnknown>> markers(kThreads);
-    std::vector<ComPtr<IUnknown>> vnorms(kThreads);
-    std::vector<ComPtr<IUnknown>> hnorms(kThreads);
+    // Per thread: the markers, the vertical and the horizontal normsets.
+    std::vector<std::array<ComPtr<IUnknown>, 3>> seen(kThreads);
     std::vector<std::thread> threads;
-    for (int i = 0; i < kThreads; ++i) {
-      threads.emplace_back([&, i] {
-        recording->get_Collection(kalRecColMarkers, markers[static_cast<size_t>(i)].put());
-        IVNorms* v = nullptr;
-        channel->get_VNorms(&v);
-        vnorms[static_cast<size_t>(i)].attach(v);
-        IHNorms* h = nullptr;
-        g->get_HNorms(&h);
-        hnorms[static_cast<size_t>(i)].attach(h);
+    for (auto& slot : seen) {
+      threads.emplace_back([&] {
+        recording->get_Collection(kalRecColMarkers, slot[0].put());
+        slot[1] = Identity(Child(channel.get(), &IChannelInfo::get_VNorms).get());
+        slot[2] = Identity(Child(g.get(), &IChannelGroup::get_HNorms).get());
       });
     }
     for (std::thread& t : threads) t.join();
-    for (int i = 1; i < kThreads; ++i) {
-      EXPECT_EQ(markers[0], markers[static_cast<size_t>(i)]);
-      EXPECT_EQ(QueryAs<IUnknown>(vnorms[0].get(), IID_IUnknown),
-                QueryAs<IUnknown>(vnorms[static_cast<size_t>(i)].get(), IID_IUnknown));
-      EXPECT_EQ(QueryAs<IUnknown>(hnorms[0].get(), IID_IUnknown),
-                QueryAs<IUnknown>(hnorms[static_cast<size_t>(i)].get(), IID_IUnknown));
-    }
+    for (const auto& slot : seen) EXPECT_EQ(seen[0], slot);
   }
   EXPECT_EQ(baseline, LiveObjectCount());
 }

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "LegacyRecording.h"
 #include "model/live_objects.h"
 #include "model/memory_recording.h"
@@ -38,7 +40,47 @@ ComPtr<T> QueryAs(IUnknown* object, REFIID iid) {
   if (object != nullptr) object->QueryInterface(iid, reinterpret_cast<void**>(result.put()));
   return result;
 }
+// The recording's collection `type` through interface T.
+template <class T>
+ComPtr<T> CollectionAs(IRecording* recording, LONG type) {
+  return QueryAs<T>(CollectionOf(recording, type).get(), IidOf<T>());
+}
+// The object's identity (its IUnknown), for comparing objects.
+inline ComPtr<IUnknown> Identity(IUnknown* object) { return QueryAs<IUnknown>(object, IID_IUnknown); }
 
 std::u16string ToU16(BSTR text);
+
+// What a property getter answers; the call must succeed. Text() takes a
+// BSTR getter's text, Child() an object getter's result, At() an Item.
+template <class B, class R, class I>
+R Get(I* object, HRESULT (STDMETHODCALLTYPE B::*getter)(R*)) {
+  R value{};
+  EXPECT_EQ(S_OK, (object->*getter)(&value));
+  return value;
+}
+template <class B, class I>
+std::u16string Text(I* object, HRESULT (STDMETHODCALLTYPE B::*getter)(BSTR*)) {
+  BSTR text = nullptr;
+  EXPECT_EQ(S_OK, (object->*getter)(&text));
+  std::u16string result = ToU16(text);
+  SysFreeString(text);
+  return result;
+}
+template <class B, class R, class I>
+ComPtr<R> Child(I* object, HRESULT (STDMETHODCALLTYPE B::*getter)(R**)) {
+  ComPtr<R> result;
+  EXPECT_EQ(S_OK, (object->*getter)(result.put()));
+  return result;
+}
+template <class B, class R, class C>
+ComPtr<R> ItemOf(C* collection, LONG index, HRESULT (STDMETHODCALLTYPE B::*getter)(LONG, R**)) {
+  ComPtr<R> result;
+  EXPECT_EQ(S_OK, (collection->*getter)(index, result.put()));
+  return result;
+}
+template <class C>
+auto At(C* collection, LONG index) {
+  return ItemOf(collection, index, &C::get_Item);
+}
 
 }  // namespace mlr::model::testing

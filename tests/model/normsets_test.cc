@@ -10,32 +10,20 @@
 namespace mlr::model::testing {
 namespace {
 
-LONG IndexOf(IHNorm* hnorm) {
-  LONG index = 0;
-  if (hnorm != nullptr) hnorm->get_Index(&index);
-  return index;
+// The index of the normset a search finds at t (0: none).
+template <class C, class N>
+LONG Found(C* normsets, HRESULT (STDMETHODCALLTYPE C::*search)(double, N**), double t) {
+  ComPtr<N> found;
+  EXPECT_EQ(S_OK, (normsets->*search)(t, found.put()));
+  return found ? Get(found.get(), &N::get_Index) : 0;
 }
-LONG IndexOf(IVNorm* vnorm) {
-  LONG index = 0;
-  if (vnorm != nullptr) vnorm->get_Index(&index);
-  return index;
-}
-
 LONG FirstEndingAfter(IHNorms* hnorms, double t) {
-  ComPtr<IHNorm> found;
-  EXPECT_EQ(S_OK, hnorms->GetFirstEndingAfter(t, found.put()));
-  return IndexOf(found.get());
+  return Found(hnorms, &IHNorms::GetFirstEndingAfter, t);
 }
 LONG LastStartingBefore(IHNorms* hnorms, double t) {
-  ComPtr<IHNorm> found;
-  EXPECT_EQ(S_OK, hnorms->GetLastStartingBefore(t, found.put()));
-  return IndexOf(found.get());
+  return Found(hnorms, &IHNorms::GetLastStartingBefore, t);
 }
-LONG ValidAt(IVNorms* vnorms, double t) {
-  ComPtr<IVNorm> found;
-  EXPECT_EQ(S_OK, vnorms->GetFromTime(t, found.put()));
-  return IndexOf(found.get());
-}
+LONG ValidAt(IVNorms* vnorms, double t) { return Found(vnorms, &IVNorms::GetFromTime, t); }
 
 TEST(ModelNormsets, HorizontalDerivedValues) {
   ComPtr<IRecording> recording =
@@ -47,14 +35,9 @@ TEST(ModelNormsets, HorizontalDerivedValues) {
     double end;
   };
   for (const Expect& e : {Expect{1, 0.0, 2.0}, Expect{2, -0.25, 2.75}, Expect{3, 4.0, 8.0}}) {
-    ComPtr<IHNorm> hnorm;
-    ASSERT_EQ(S_OK, hnorms->get_Item(e.index, hnorm.put()));
-    double duration = 1e9;
-    double end = 1e9;
-    EXPECT_EQ(S_OK, hnorm->get_Duration(&duration));
-    EXPECT_EQ(S_OK, hnorm->get_EndTime(&end));
-    EXPECT_DOUBLE_EQ(e.duration, duration) << e.index;
-    EXPECT_DOUBLE_EQ(e.end, end) << e.index;
+    ComPtr<IHNorm> hnorm = At(hnorms.get(), e.index);
+    EXPECT_DOUBLE_EQ(e.duration, Get(hnorm.get(), &IHNorm::get_Duration)) << e.index;
+    EXPECT_DOUBLE_EQ(e.end, Get(hnorm.get(), &IHNorm::get_EndTime)) << e.index;
     EXPECT_EQ(E_POINTER, hnorm->get_EndTime(nullptr));
   }
 }
@@ -120,21 +103,11 @@ TEST(ModelNormsets, VerticalEndTimesAndSearch) {
   group.channels[0].vnorms = {{0.0, 1.0, 0.0}, {5.0, 2.0, 100.0}};
   ComPtr<IRecording> recording = MakeRecording({group});
   ComPtr<IVNorms> vnorms = VNorms(recording.get(), 1, 1);
-  ComPtr<IVNorm> first;
-  ComPtr<IVNorm> second;
-  ASSERT_EQ(S_OK, vnorms->get_Item(1, first.put()));
-  ASSERT_EQ(S_OK, vnorms->get_Item(2, second.put()));
-  double end = 0.0;
-  EXPECT_EQ(S_OK, first->get_EndTime(&end));
-  EXPECT_DOUBLE_EQ(100.0, end);
-  EXPECT_EQ(S_OK, second->get_EndTime(&end));
-  EXPECT_DOUBLE_EQ(205.0, end);  // the group's end plus five seconds
-  double y0 = 0.0;
-  double step = 0.0;
-  EXPECT_EQ(S_OK, second->get_Y0(&y0));
-  EXPECT_EQ(S_OK, second->get_YStep(&step));
-  EXPECT_DOUBLE_EQ(5.0, y0);
-  EXPECT_DOUBLE_EQ(2.0, step);
+  ComPtr<IVNorm> second = At(vnorms.get(), 2);
+  EXPECT_DOUBLE_EQ(100.0, Get(At(vnorms.get(), 1).get(), &IVNorm::get_EndTime));
+  EXPECT_DOUBLE_EQ(205.0, Get(second.get(), &IVNorm::get_EndTime));  // the group's end + 5 s
+  EXPECT_DOUBLE_EQ(5.0, Get(second.get(), &IVNorm::get_Y0));
+  EXPECT_DOUBLE_EQ(2.0, Get(second.get(), &IVNorm::get_YStep));
 
   EXPECT_EQ(1, ValidAt(vnorms.get(), 99.0));
   EXPECT_EQ(2, ValidAt(vnorms.get(), 100.0));  // the first's end is not after 100
@@ -142,7 +115,6 @@ TEST(ModelNormsets, VerticalEndTimesAndSearch) {
   EXPECT_EQ(1, ValidAt(vnorms.get(), -50.0));
 
   ComPtr<IRecording> bare = MakeRecording({MakeGroup(1, {{0.0, 1.0, 2}})});
-  ComPtr<IChannelInfo> channel = Channel(bare.get(), 1, 1);
   ComPtr<IVNorms> single = VNorms(bare.get(), 1, 1);
   EXPECT_EQ(1, ValidAt(single.get(), 1e9));
   EXPECT_EQ(E_POINTER, single->GetFromTime(0.0, nullptr));

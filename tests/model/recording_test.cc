@@ -3,8 +3,6 @@
 // GetMuxData.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <string>
 #include <vector>
 
 #include "model/api_entry_table.h"
@@ -15,6 +13,7 @@
 #include "model/recording_impl.h"
 #include "model_test_util.h"
 #include "platform/strings.h"
+#include "testing/scoped_env.h"
 
 namespace mlr::model::testing {
 namespace {
@@ -46,118 +45,92 @@ class TestRecording : public CURIRecordingImpl {
   using CURIRecordingImpl::SetStrings;
 };
 
+// A recording with `groups` empty groups, held by `recording`.
+TestRecording* NewRecording(ComPtr<IRecording>* recording, std::vector<TestGroup*>* groups = nullptr,
+                            int group_count = 0) {
+  auto* raw = new TestRecording();
+  *recording = ComPtr<IRecording>(static_cast<IRecording*>(raw));  // counts from 0
+  for (int i = 0; i < group_count; ++i) {
+    groups->push_back(new TestGroup(raw));
+    EXPECT_EQ(S_OK, raw->AddChannelGroup(groups->back()));
+  }
+  return raw;
+}
+
 TEST(ModelRecording, BaseMembersOfAnEmptyRecording) {
   const long baseline = LiveObjectCount();
   {
-    auto* raw = new TestRecording();
-    ComPtr<IRecording> recording(static_cast<IRecording*>(raw));
+    ComPtr<IRecording> recording;
+    TestRecording* raw = NewRecording(&recording);
+    IRecording* r = recording.get();
     ASSERT_EQ(S_OK, raw->SetStrings(u"title", u"dir", u"krf", u"comment", u"s"));
 
-    double start = 0.0;
-    double end = 0.0;
-    double duration = 0.0;
-    EXPECT_EQ(S_OK, recording->get_StartTime(&start));
-    EXPECT_EQ(S_OK, recording->get_EndTime(&end));
-    EXPECT_EQ(S_OK, recording->get_Duration(&duration));
-    EXPECT_EQ(1e200, start);
-    EXPECT_EQ(-1e200, end);
-    EXPECT_EQ(-2e200, duration);
-
-    VARIANT_BOOL flag = 0;
-    EXPECT_EQ(S_OK, recording->get_WriteProtect(&flag));
-    EXPECT_EQ(VARIANT_TRUE, flag);
-    EXPECT_EQ(S_OK, recording->get_CanBeReviewed(&flag));
-    EXPECT_EQ(VARIANT_TRUE, flag);
-    EXPECT_EQ(S_OK, recording->get_Acquiring(&flag));
-    EXPECT_EQ(VARIANT_FALSE, flag);
-    double hint = 0.0;
-    EXPECT_EQ(S_OK, recording->get_TimePerDivisionHint(&hint));
-    EXPECT_EQ(1.0, hint);
+    EXPECT_EQ(1e200, Get(r, &IRecording::get_StartTime));
+    EXPECT_EQ(-1e200, Get(r, &IRecording::get_EndTime));
+    EXPECT_EQ(-2e200, Get(r, &IRecording::get_Duration));
+    EXPECT_EQ(VARIANT_TRUE, Get(r, &IRecording::get_CanBeReviewed));
+    EXPECT_EQ(VARIANT_FALSE, Get(r, &IRecording::get_Acquiring));
+    EXPECT_EQ(1.0, Get(r, &IRecording::get_TimePerDivisionHint));
 
     // Puts are accepted and change nothing.
     Bstr other(u"other");
-    EXPECT_EQ(S_OK, recording->put_Title(other.get()));
-    EXPECT_EQ(S_OK, recording->put_Comment(other.get()));
-    EXPECT_EQ(S_OK, recording->put_UTCYear(2020));
-    EXPECT_EQ(S_OK, recording->put_UTCYearDay(200));
-    EXPECT_EQ(S_OK, recording->put_UTCTimeOfDay(5.0));
-    EXPECT_EQ(S_OK, recording->put_WriteProtect(VARIANT_FALSE));
-    EXPECT_EQ(S_OK, recording->Remove());
-    Bstr text;
-    EXPECT_EQ(S_OK, recording->get_Title(text.put()));
-    EXPECT_EQ(u"title", text.Str());
-    EXPECT_EQ(S_OK, recording->get_Comment(text.put()));
-    EXPECT_EQ(u"comment", text.Str());
-    EXPECT_EQ(S_OK, recording->get_Location(text.put()));
-    EXPECT_EQ(u"dir", text.Str());
-    EXPECT_EQ(S_OK, recording->get_Extension(text.put()));
-    EXPECT_EQ(u"krf", text.Str());
-    EXPECT_EQ(S_OK, recording->get_XUnits(text.put()));
-    EXPECT_EQ(u"s", text.Str());
-    SHORT year = 0;
-    SHORT day = 0;
-    double seconds = -1.0;
-    EXPECT_EQ(S_OK, recording->get_UTCYear(&year));
-    EXPECT_EQ(S_OK, recording->get_UTCYearDay(&day));
-    EXPECT_EQ(S_OK, recording->get_UTCTimeOfDay(&seconds));
-    EXPECT_EQ(1999, year);
-    EXPECT_EQ(1, day);
-    EXPECT_EQ(0.0, seconds);
-    EXPECT_EQ(S_OK, recording->get_WriteProtect(&flag));
-    EXPECT_EQ(VARIANT_TRUE, flag);
+    for (HRESULT hr : {r->put_Title(other.get()), r->put_Comment(other.get()), r->put_UTCYear(2020),
+                       r->put_UTCYearDay(200), r->put_UTCTimeOfDay(5.0),
+                       r->put_WriteProtect(VARIANT_FALSE), r->Remove()}) {
+      EXPECT_EQ(S_OK, hr);
+    }
+    EXPECT_EQ(u"title", Text(r, &IRecording::get_Title));
+    EXPECT_EQ(u"comment", Text(r, &IRecording::get_Comment));
+    EXPECT_EQ(u"dir", Text(r, &IRecording::get_Location));
+    EXPECT_EQ(u"krf", Text(r, &IRecording::get_Extension));
+    EXPECT_EQ(u"s", Text(r, &IRecording::get_XUnits));
+    EXPECT_EQ(1999, Get(r, &IRecording::get_UTCYear));
+    EXPECT_EQ(1, Get(r, &IRecording::get_UTCYearDay));
+    EXPECT_EQ(0.0, Get(r, &IRecording::get_UTCTimeOfDay));
+    EXPECT_EQ(VARIANT_TRUE, Get(r, &IRecording::get_WriteProtect));
 
     // Null out pointers come first.
-    EXPECT_EQ(E_POINTER, recording->get_Title(nullptr));
-    EXPECT_EQ(E_POINTER, recording->get_StartTime(nullptr));
-    EXPECT_EQ(E_POINTER, recording->get_Collection(kalRecColMarkers, nullptr));
-    EXPECT_EQ(E_POINTER, recording->get_TotalSize(nullptr));
-
-    ComPtr<IDispatch> parent;
-    EXPECT_EQ(S_OK, recording->get_Parent(parent.put()));
-    EXPECT_FALSE(parent);
+    EXPECT_EQ(E_POINTER, r->get_Title(nullptr));
+    EXPECT_EQ(E_POINTER, r->get_StartTime(nullptr));
+    EXPECT_EQ(E_POINTER, r->get_Collection(kalRecColMarkers, nullptr));
+    EXPECT_EQ(E_POINTER, r->get_TotalSize(nullptr));
+    EXPECT_FALSE(Child(r, &IRecording::get_Parent));
 
     // Collections: 1 is the groups; voice marks and display pages are left
     // to sources; the physical channels exist only once set.
-    ComPtr<IUnknown> groups_unknown = CollectionOf(recording.get(), 1);
-    ComPtr<IChannelGroups> groups;
-    ASSERT_EQ(S_OK, recording->get_ChannelGroups(groups.put()));
-    EXPECT_EQ(QueryAs<IUnknown>(groups.get(), IID_IUnknown), groups_unknown);
+    EXPECT_EQ(Identity(Child(r, &IRecording::get_ChannelGroups).get()), CollectionOf(r, 1));
     for (LONG type : {0, 4, 6, static_cast<LONG>(kalRecColDisplayPages),
                       static_cast<LONG>(kalRecColPhysicalChannelConfig)}) {
       IUnknown* result = reinterpret_cast<IUnknown*>(0x1);
-      EXPECT_EQ(S_OK, recording->get_Collection(static_cast<kalRecordingCollection>(type), &result));
+      EXPECT_EQ(S_OK, r->get_Collection(static_cast<kalRecordingCollection>(type), &result));
       EXPECT_EQ(nullptr, result) << type;
     }
     raw->SetPhysicalChannels(new CURIPhysicalChannelsImpl(raw));
-    EXPECT_TRUE(CollectionOf(recording.get(), kalRecColPhysicalChannelConfig));
+    EXPECT_TRUE(CollectionOf(r, kalRecColPhysicalChannelConfig));
   }
   EXPECT_EQ(baseline, LiveObjectCount());
 }
 
 TEST(ModelRecording, GroupWithoutNormsetsAnswersTheBareMessageNumber) {
-  auto* raw = new TestRecording();
-  ComPtr<IRecording> recording(static_cast<IRecording*>(raw));
-  auto* empty = new TestGroup(raw);
-  ASSERT_EQ(S_OK, raw->AddChannelGroup(empty));
-  auto* filled = new TestGroup(raw);
-  ASSERT_EQ(S_OK, raw->AddChannelGroup(filled));
+  ComPtr<IRecording> recording;
+  std::vector<TestGroup*> groups;
+  NewRecording(&recording, &groups, 2);
+  TestGroup* empty = groups[0];
+  TestGroup* filled = groups[1];
   ASSERT_EQ(S_OK, filled->AddHNorm(3.0, 0.5, 5));  // [3, 5]
 
+  // 10202 is deliberately not an error status.
   double value = -1.0;
   EXPECT_EQ(10202, empty->get_StartTime(&value));
   EXPECT_EQ(0.0, value);
   value = -1.0;
   EXPECT_EQ(10202, empty->get_EndTime(&value));
   EXPECT_EQ(0.0, value);
-  EXPECT_TRUE(SUCCEEDED(10202));  // deliberately not an error status
-  EXPECT_EQ(S_OK, empty->get_Duration(&value));
-  EXPECT_EQ(0.0, value);
+  EXPECT_EQ(0.0, Get(empty, &IChannelGroup::get_Duration));
 
   // The empty group's 0.0 takes part in the recording's minimum.
-  EXPECT_EQ(S_OK, recording->get_StartTime(&value));
-  EXPECT_EQ(0.0, value);
-  EXPECT_EQ(S_OK, recording->get_EndTime(&value));
-  EXPECT_EQ(5.0, value);
+  EXPECT_EQ(0.0, Get(recording.get(), &IRecording::get_StartTime));
+  EXPECT_EQ(5.0, Get(recording.get(), &IRecording::get_EndTime));
 
   LONG factor = 123;
   EXPECT_EQ(S_OK, filled->GetBestReductionFactor(1, &factor));
@@ -168,45 +141,51 @@ TEST(ModelRecording, GroupWithoutNormsetsAnswersTheBareMessageNumber) {
   EXPECT_EQ(E_POINTER, filled->GetMuxData(nullptr, 1, 1, 1, 1, nullptr));
 }
 
-TEST(ModelRecording, ChannelNamesUnitsAndIndexMapping) {
-  auto* raw = new TestRecording();
-  ComPtr<IRecording> recording(static_cast<IRecording*>(raw));
-  auto* group = new TestGroup(raw);
-  ASSERT_EQ(S_OK, raw->AddChannelGroup(group));
-  auto* other_group = new TestGroup(raw);
-  ASSERT_EQ(S_OK, raw->AddChannelGroup(other_group));
-  auto* analog = new TestChannel(group);
-  auto* events = new TestChannel(group);
-  auto* foreign = new TestChannel(other_group);
-  ASSERT_EQ(S_OK, group->AddChannelInfo(analog));
-  ASSERT_EQ(S_OK, group->AddChannelInfo(events));
-  ASSERT_EQ(S_OK, other_group->AddChannelInfo(foreign));
+VARIANT BitArgument(VARTYPE vt, LONG value) {
+  VARIANT v;
+  VariantInit(&v);
+  v.vt = vt;
+  if (vt == VT_BSTR) v.bstrVal = SysAllocString(ToUtf16(std::to_string(value).c_str()).c_str());
+  if (vt == VT_I4) v.lVal = value;
+  if (vt == VT_I2) v.iVal = static_cast<SHORT>(value);
+  return v;
+}
+
+TEST(ModelRecording, ChannelNamesAndIndexMapping) {
+  ComPtr<IRecording> recording;
+  std::vector<TestGroup*> groups;
+  NewRecording(&recording, &groups, 2);
+  auto* analog = new TestChannel(groups[0]);
+  auto* events = new TestChannel(groups[0]);
+  auto* foreign = new TestChannel(groups[1]);
+  ASSERT_EQ(S_OK, groups[0]->AddChannelInfo(analog));
+  ASSERT_EQ(S_OK, groups[0]->AddChannelInfo(events));
+  ASSERT_EQ(S_OK, groups[1]->AddChannelInfo(foreign));
   ASSERT_TRUE(analog->SetName(0, u"Pressure"));
   events->SetEventChannel(true);
   ASSERT_TRUE(events->SetName(16, u"bit sixteen"));
   EXPECT_FALSE(events->SetName(17, u"none"));
 
-  VARIANT bit;
-  VariantInit(&bit);
-  Bstr name;
-  EXPECT_EQ(S_OK, analog->get_Name(bit, name.put()));  // VT_EMPTY converts to 0
-  EXPECT_EQ(u"Pressure", name.Str());
-  bit.vt = VT_BSTR;
-  bit.bstrVal = SysAllocString(u"16");
-  EXPECT_EQ(S_OK, events->get_Name(bit, name.put()));
-  EXPECT_EQ(u"bit sixteen", name.Str());
-  VariantClear(&bit);
-  bit.vt = VT_I4;
-  bit.lVal = 17;
-  EXPECT_EQ(E_INVALIDARG, events->get_Name(bit, name.put()));
-  bit.lVal = -1;
-  EXPECT_EQ(E_INVALIDARG, events->get_Name(bit, name.put()));
-
-  VARIANT_BOOL is_event = 0;
-  EXPECT_EQ(S_OK, events->get_EventChannel(&is_event));
-  EXPECT_EQ(VARIANT_TRUE, is_event);
-  EXPECT_EQ(S_OK, analog->get_EventChannel(&is_event));
-  EXPECT_EQ(VARIANT_FALSE, is_event);
+  // The bit number converts from any type (VT_EMPTY: 0); 0..16 only.
+  struct Case {
+    TestChannel* channel;
+    VARTYPE vt;
+    LONG bit;
+    HRESULT status;
+    const char16_t* name;
+  };
+  for (const Case& c : {Case{analog, VT_EMPTY, 0, S_OK, u"Pressure"},
+                        Case{events, VT_BSTR, 16, S_OK, u"bit sixteen"},
+                        Case{events, VT_I4, 17, E_INVALIDARG, nullptr},
+                        Case{events, VT_I4, -1, E_INVALIDARG, nullptr}}) {
+    Variant bit;
+    *bit.get() = BitArgument(c.vt, c.bit);
+    Bstr name;
+    EXPECT_EQ(c.status, c.channel->get_Name(*bit.get(), name.put())) << c.bit;
+    if (c.name) EXPECT_EQ(c.name, name.Str());
+  }
+  EXPECT_EQ(VARIANT_TRUE, Get(events, &IChannelInfo::get_EventChannel));
+  EXPECT_EQ(VARIANT_FALSE, Get(analog, &IChannelInfo::get_EventChannel));
   for (kalSystemEvent e : {kalSysEventTrigger, kalSysEventHighRate, kalSysEventMarker,
                            kalSysEventAlarm}) {
     SHORT mask = 7;
@@ -214,84 +193,49 @@ TEST(ModelRecording, ChannelNamesUnitsAndIndexMapping) {
     EXPECT_EQ(0, mask);
   }
 
-  // Index mapping: elements of this group give their Index; a channel of
-  // another group gives 0 and the call fails with E_FAIL; the list ends
-  // with -1.
+  // Index mapping: elements of this group give their Index; null or a
+  // channel of another group gives 0 and the call fails with E_FAIL; the
+  // list ends with -1. The elements are borrowed: the slots are cleared
+  // before the array goes.
   SAFEARRAY* channels = SafeArrayCreateVector(VT_DISPATCH, 0, 3);
   ASSERT_NE(nullptr, channels);
-  IDispatch** slots = nullptr;
-  ASSERT_EQ(S_OK, SafeArrayAccessData(channels, reinterpret_cast<void**>(&slots)));
-  slots[0] = static_cast<IChannelInfo*>(events);
-  slots[1] = static_cast<IChannelInfo*>(analog);
-  slots[2] = nullptr;
-  SafeArrayUnaccessData(channels);
+  auto map = [&](IChannelInfo* a, IChannelInfo* b, IChannelInfo* c, std::vector<LONG>* indices) {
+    IDispatch** slots = nullptr;
+    EXPECT_EQ(S_OK, SafeArrayAccessData(channels, reinterpret_cast<void**>(&slots)));
+    slots[0] = a;
+    slots[1] = b;
+    slots[2] = c;
+    SafeArrayUnaccessData(channels);
+    return groups[0]->MapChannelIndices(channels, indices);
+  };
   std::vector<LONG> indices;
-  EXPECT_EQ(E_FAIL, group->MapChannelIndices(channels, &indices));
+  EXPECT_EQ(E_FAIL, map(events, analog, nullptr, &indices));
   EXPECT_EQ((std::vector<LONG>{2, 1, 0, -1}), indices);
-  ASSERT_EQ(S_OK, SafeArrayAccessData(channels, reinterpret_cast<void**>(&slots)));
-  slots[2] = static_cast<IChannelInfo*>(foreign);
-  SafeArrayUnaccessData(channels);
-  EXPECT_EQ(E_FAIL, group->MapChannelIndices(channels, &indices));
+  EXPECT_EQ(E_FAIL, map(events, analog, foreign, &indices));
   EXPECT_EQ((std::vector<LONG>{2, 1, 0, -1}), indices);
-  ASSERT_EQ(S_OK, SafeArrayAccessData(channels, reinterpret_cast<void**>(&slots)));
-  slots[2] = static_cast<IChannelInfo*>(analog);
-  SafeArrayUnaccessData(channels);
-  EXPECT_EQ(S_OK, group->MapChannelIndices(channels, &indices));
+  EXPECT_EQ(S_OK, map(events, analog, analog, &indices));
   EXPECT_EQ((std::vector<LONG>{2, 1, 1, -1}), indices);
-  // The elements are borrowed: destroying the array must not release them,
-  // so clear the slots first.
-  ASSERT_EQ(S_OK, SafeArrayAccessData(channels, reinterpret_cast<void**>(&slots)));
-  slots[0] = slots[1] = slots[2] = nullptr;
-  SafeArrayUnaccessData(channels);
+  map(nullptr, nullptr, nullptr, &indices);
   SafeArrayDestroy(channels);
 }
 
 TEST(ModelRecording, TotalSizeWaitsForAnotherMemberToResolveTheTable) {
-  auto* raw = new TestRecording();
-  ComPtr<IRecording> recording(static_cast<IRecording*>(raw));
-  auto* group = new TestGroup(raw);
-  ASSERT_EQ(S_OK, raw->AddChannelGroup(group));
-  auto* channel = new TestChannel(group);
-  ASSERT_EQ(S_OK, group->AddChannelInfo(channel));
-  ASSERT_EQ(S_OK, group->AddHNorm(0.0, 0.001, 600000));
-  LONG size = -1;
+  ComPtr<IRecording> recording;
+  std::vector<TestGroup*> groups;
+  NewRecording(&recording, &groups, 1);
+  ASSERT_EQ(S_OK, groups[0]->AddChannelInfo(new TestChannel(groups[0])));
+  ASSERT_EQ(S_OK, groups[0]->AddHNorm(0.0, 0.001, 600000));
   if (mlr::api_entry_table::Peek().GetEstimatedTotalSize == nullptr) {
     // Nothing in this process has resolved the table yet.
-    EXPECT_EQ(S_OK, recording->get_TotalSize(&size));
-    EXPECT_EQ(0, size);
+    EXPECT_EQ(0, Get(recording.get(), &IRecording::get_TotalSize));
   }
-  DATE date = 0;
-  recording->get_UTCDate(&date);
+  Get(recording.get(), &IRecording::get_UTCDate);
   ASSERT_NE(nullptr, mlr::api_entry_table::Peek().GetEstimatedTotalSize);
   LONG expected = -1;
   ASSERT_EQ(S_OK, GetEstimatedTotalSize(recording.get(), -1e200, 1e200, &expected));
   EXPECT_GT(expected, 1000);
-  EXPECT_EQ(S_OK, recording->get_TotalSize(&size));
-  EXPECT_EQ(expected, size);
+  EXPECT_EQ(expected, Get(recording.get(), &IRecording::get_TotalSize));
 }
-
-// Sets TZ for the lifetime of the object and restores the old value.
-class ScopedTimeZone {
- public:
-  explicit ScopedTimeZone(const char* zone) {
-    if (const char* old = std::getenv("TZ")) {
-      had_ = true;
-      old_ = old;
-    }
-    setenv("TZ", zone, 1);
-  }
-  ~ScopedTimeZone() {
-    if (had_) {
-      setenv("TZ", old_.c_str(), 1);
-    } else {
-      unsetenv("TZ");
-    }
-  }
-
- private:
-  bool had_ = false;
-  std::string old_;
-};
 
 TEST(ModelRecording, StartTimeFromLocalAndUtcGoThroughTheTimeFunctions) {
   struct Case {
@@ -304,25 +248,18 @@ TEST(ModelRecording, StartTimeFromLocalAndUtcGoThroughTheTimeFunctions) {
   // Fixed offsets: "XYZ-2" is two hours east of UTC.
   for (const Case& c : {Case{"XYZ-2", 10, 7200.0, 10, 0.0}, Case{"XYZ+3", 10, 0.0, 10, 10800.0},
                         Case{"XYZ-2", 10, 3600.0, 9, 82800.0}}) {
-    ScopedTimeZone zone(c.zone);
-    auto* raw = new TestRecording();
-    ComPtr<IRecording> recording(static_cast<IRecording*>(raw));
+    SCOPED_TRACE(c.zone);
+    mlr::testing::ScopedEnv zone("TZ", c.zone);
+    ComPtr<IRecording> recording;
+    TestRecording* raw = NewRecording(&recording);
     raw->SetStartTimeFromLocal(2021, c.day, c.local_seconds);
-    SHORT year = 0;
-    SHORT day = 0;
-    double seconds = -1.0;
-    recording->get_UTCYear(&year);
-    recording->get_UTCYearDay(&day);
-    recording->get_UTCTimeOfDay(&seconds);
-    EXPECT_EQ(2021, year) << c.zone;
-    EXPECT_EQ(c.utc_day, day) << c.zone;
-    EXPECT_DOUBLE_EQ(c.utc_seconds, seconds) << c.zone;
+    EXPECT_EQ(2021, Get(recording.get(), &IRecording::get_UTCYear));
+    EXPECT_EQ(c.utc_day, Get(recording.get(), &IRecording::get_UTCYearDay));
+    EXPECT_DOUBLE_EQ(c.utc_seconds, Get(recording.get(), &IRecording::get_UTCTimeOfDay));
     // A UTC start goes through local time and back unchanged.
     raw->SetStartTimeFromUTC(2021, c.utc_day, c.utc_seconds);
-    recording->get_UTCYearDay(&day);
-    recording->get_UTCTimeOfDay(&seconds);
-    EXPECT_EQ(c.utc_day, day) << c.zone;
-    EXPECT_DOUBLE_EQ(c.utc_seconds, seconds) << c.zone;
+    EXPECT_EQ(c.utc_day, Get(recording.get(), &IRecording::get_UTCYearDay));
+    EXPECT_DOUBLE_EQ(c.utc_seconds, Get(recording.get(), &IRecording::get_UTCTimeOfDay));
   }
 }
 
@@ -336,7 +273,8 @@ SAFEARRAY* ChannelArray(const std::vector<IChannelInfo*>& channels) {
   return array;
 }
 
-std::vector<SHORT> Values(SAFEARRAY* array) {
+// The values of a GetMuxData result, which is destroyed.
+std::vector<SHORT> TakeValues(SAFEARRAY* array) {
   std::vector<SHORT> values;
   if (array == nullptr) return values;
   LONG count = 1;
@@ -351,6 +289,7 @@ std::vector<SHORT> Values(SAFEARRAY* array) {
   SafeArrayAccessData(array, reinterpret_cast<void**>(&data));
   values.assign(data, data + count);
   SafeArrayUnaccessData(array);
+  SafeArrayDestroy(array);
   return values;
 }
 
@@ -365,36 +304,34 @@ TEST(ModelMemoryRecording, MuxDataFullRateAndReduced) {
   ComPtr<IChannelInfo> c1 = Channel(recording.get(), 1, 1);
   ComPtr<IChannelInfo> c2 = Channel(recording.get(), 1, 2);
   ComPtr<IChannelInfo> c3 = Channel(recording.get(), 1, 3);
-
   SAFEARRAY* one = ChannelArray({c2.get()});
-  SAFEARRAY* result = nullptr;
-  // One channel at full rate: a vector of m items from FirstSample.
-  ASSERT_EQ(S_OK, g->GetMuxData(&one, 1, 3, 100, 1, &result));
-  EXPECT_EQ(1u, SafeArrayGetDim(result));
-  EXPECT_EQ((std::vector<SHORT>{21, 31, 41, 51, 61, 71, 81, 91}), Values(result));
-  SafeArrayDestroy(result);
-  ASSERT_EQ(S_OK, g->GetMuxData(&one, 1, 10, 5, 1, &result));  // FirstSample = Length
-  EXPECT_EQ((std::vector<SHORT>{91}), Values(result));
-  SafeArrayDestroy(result);
-  ASSERT_EQ(S_OK, g->GetMuxData(&one, 1, 2, 2, 1, &result));  // ItemCount limits
-  EXPECT_EQ((std::vector<SHORT>{11, 21}), Values(result));
-  SafeArrayDestroy(result);
-
-  // Two channels in the order asked, channel fastest, 2-D with lower bounds 1.
   SAFEARRAY* two = ChannelArray({c3.get(), c1.get()});
-  ASSERT_EQ(S_OK, g->GetMuxData(&two, 1, 1, 3, 1, &result));
-  EXPECT_EQ(2u, SafeArrayGetDim(result));
-  LONG lower = 0;
-  SafeArrayGetLBound(result, 1, &lower);
-  EXPECT_EQ(1, lower);
-  EXPECT_EQ((std::vector<SHORT>{1, 0, 2, 10, 4, 20}), Values(result));
-  SafeArrayDestroy(result);
-
-  // Reduction = F: (max, min) per channel, OR/AND for the event channel;
-  // the last reduced frame covers frames 9 and 10 only.
-  ASSERT_EQ(S_OK, g->GetMuxData(&two, 1, 1, 100, 4, &result));
-  EXPECT_EQ((std::vector<SHORT>{7, 0, 30, 0, 7, 0, 70, 40, 5, 0, 90, 80}), Values(result));
-  SafeArrayDestroy(result);
+  struct Case {
+    SAFEARRAY** channels;
+    LONG first, count, reduction;
+    UINT dims;
+    std::vector<SHORT> values;
+  };
+  const Case cases[] = {
+      // One channel at full rate: a vector of m items from FirstSample.
+      {&one, 3, 100, 1, 1, {21, 31, 41, 51, 61, 71, 81, 91}},
+      {&one, 10, 5, 1, 1, {91}},     // FirstSample = Length
+      {&one, 2, 2, 1, 1, {11, 21}},  // ItemCount limits
+      // Two channels in the order asked, channel fastest, 2-D.
+      {&two, 1, 3, 1, 2, {1, 0, 2, 10, 4, 20}},
+      // Reduction = F: (max, min) per channel, OR/AND for the event channel;
+      // the last reduced frame covers frames 9 and 10 only.
+      {&two, 1, 100, 4, 2, {7, 0, 30, 0, 7, 0, 70, 40, 5, 0, 90, 80}},
+  };
+  for (const Case& c : cases) {
+    SAFEARRAY* result = nullptr;
+    ASSERT_EQ(S_OK, g->GetMuxData(c.channels, 1, c.first, c.count, c.reduction, &result));
+    EXPECT_EQ(c.dims, SafeArrayGetDim(result));
+    LONG lower = 0;
+    SafeArrayGetLBound(result, 1, &lower);
+    EXPECT_EQ(c.dims == 2 ? 1 : 0, lower);
+    EXPECT_EQ(c.values, TakeValues(result)) << c.first << " " << c.count << " " << c.reduction;
+  }
 
   LONG factor = 3;
   EXPECT_EQ(S_OK, g->GetBestReductionFactor(1, &factor));
@@ -403,7 +340,8 @@ TEST(ModelMemoryRecording, MuxDataFullRateAndReduced) {
   EXPECT_EQ(S_OK, g->GetBestReductionFactor(1, &factor));
   EXPECT_EQ(8, factor);
 
-  // Argument checks.
+  // Argument checks: segment, first sample, reduction and the list.
+  SAFEARRAY* result = nullptr;
   EXPECT_EQ(E_INVALIDARG, g->GetMuxData(&one, 2, 1, 1, 1, &result));
   EXPECT_EQ(E_INVALIDARG, g->GetMuxData(&one, 0, 1, 1, 1, &result));
   EXPECT_EQ(E_INVALIDARG, g->GetMuxData(&one, 1, 0, 1, 1, &result));
@@ -427,12 +365,11 @@ TEST(ModelMemoryRecording, MuxDataFromBeyondTheSegmentIsEmpty) {
   ComPtr<IChannelGroup> g = Group(recording.get(), 1);
   ComPtr<IChannelInfo> c2 = Channel(recording.get(), 1, 2);
   SAFEARRAY* one = ChannelArray({c2.get()});
-  SAFEARRAY* result = nullptr;
   for (LONG segment : {1, 2}) {
     for (LONG first : {5, 6, 1000}) {
+      SAFEARRAY* result = nullptr;
       ASSERT_EQ(S_OK, g->GetMuxData(&one, segment, first, 10, 1, &result));
-      EXPECT_TRUE(Values(result).empty()) << segment << " " << first;
-      SafeArrayDestroy(result);
+      EXPECT_TRUE(TakeValues(result).empty()) << segment << " " << first;
     }
   }
   SafeArrayDestroy(one);
@@ -460,27 +397,19 @@ TEST(ModelMemoryRecording, PhysicalChannelsAndDisplayPages) {
                             {7, 2, 1, 1, {u"shadowed twin"}}};
   spec.display_pages = {{{1, 2, 3, 4}, {}}};
   ComPtr<IRecording> recording = MakeRecording(spec);
-  auto physical = QueryAs<IPhysicalChannels>(
-      CollectionOf(recording.get(), kalRecColPhysicalChannelConfig).get(), IID_IPhysicalChannels);
+  auto physical = CollectionAs<IPhysicalChannels>(recording.get(), kalRecColPhysicalChannelConfig);
   ASSERT_TRUE(physical);
-  ComPtr<IChannelInfo> found;
-  EXPECT_EQ(S_OK, physical->FindChannelInfo(7, 1, found.put()));
-  EXPECT_FALSE(found);  // configured but not stored
-  EXPECT_EQ(S_OK, physical->FindChannelInfo(7, 2, found.put()));
-  ASSERT_TRUE(found);  // the first of the twins wins: channel 2
-  LONG index = 0;
-  found->get_Index(&index);
-  EXPECT_EQ(2, index);
-  EXPECT_EQ(S_OK, physical->FindChannelInfo(9, 9, found.put()));
-  EXPECT_FALSE(found);
+  auto find = [&](LONG module, LONG number) {
+    ComPtr<IChannelInfo> found;
+    EXPECT_EQ(S_OK, physical->FindChannelInfo(module, number, found.put()));
+    return found ? Get(found.get(), &IChannelInfo::get_Index) : 0;
+  };
+  EXPECT_EQ(0, find(7, 1));  // configured but not stored
+  EXPECT_EQ(2, find(7, 2));  // the first of the twins wins: channel 2
+  EXPECT_EQ(0, find(9, 9));
 
-  ComPtr<IPhysicalChannel> first;
-  ASSERT_EQ(S_OK, physical->get_Item(1, first.put()));
-  VARIANT_BOOL stored = VARIANT_TRUE;
-  EXPECT_EQ(S_OK, first->get_StorageEnabled(&stored));
-  EXPECT_EQ(VARIANT_FALSE, stored);
-  ComPtr<IPhysicalChannel> second;
-  ASSERT_EQ(S_OK, physical->get_Item(2, second.put()));
+  EXPECT_EQ(VARIANT_FALSE, Get(At(physical.get(), 1).get(), &IPhysicalChannel::get_StorageEnabled));
+  ComPtr<IPhysicalChannel> second = At(physical.get(), 2);
   VARIANT bit;
   VariantInit(&bit);
   bit.vt = VT_I2;
@@ -488,25 +417,18 @@ TEST(ModelMemoryRecording, PhysicalChannelsAndDisplayPages) {
   Bstr name;
   EXPECT_EQ(S_OK, second->get_Name(bit, name.put()));
   EXPECT_EQ(u"bit one", name.Str());
-  ComPtr<IChannelInfo> via_item;
-  EXPECT_EQ(S_OK, second->get_ChannelInfo(via_item.put()));
-  EXPECT_EQ(QueryAs<IUnknown>(via_item.get(), IID_IUnknown),
-            QueryAs<IUnknown>(Channel(recording.get(), 1, 2).get(), IID_IUnknown));
+  EXPECT_EQ(Identity(Child(second.get(), &IPhysicalChannel::get_ChannelInfo).get()),
+            Identity(Channel(recording.get(), 1, 2).get()));
 
-  auto pages = QueryAs<IDisplayPages>(CollectionOf(recording.get(), kalRecColDisplayPages).get(),
-                                      IID_IDisplayPages);
-  ComPtr<IDisplayPage> page;
-  ASSERT_EQ(S_OK, pages->get_Item(1, page.put()));
-  ComPtr<IUnknown> empty;
-  EXPECT_EQ(S_OK, page->get_TraceAssignment(empty.put()));
-  EXPECT_FALSE(empty);
+  auto pages = CollectionAs<IDisplayPages>(recording.get(), kalRecColDisplayPages);
+  ComPtr<IDisplayPage> page = At(pages.get(), 1);
+  ASSERT_TRUE(page);
+  EXPECT_FALSE(Child(page.get(), &IDisplayPage::get_TraceAssignment));
   // Two independent clones of the page set-up, each from the start.
-  ComPtr<IUnknown> a_unknown;
-  ComPtr<IUnknown> b_unknown;
-  ASSERT_EQ(S_OK, page->get_PageSetup(a_unknown.put()));
-  ASSERT_EQ(S_OK, page->get_PageSetup(b_unknown.put()));
-  ComPtr<IStream> a = QueryAs<IStream>(a_unknown.get(), IID_IStream);
-  ComPtr<IStream> b = QueryAs<IStream>(b_unknown.get(), IID_IStream);
+  ComPtr<IStream> a =
+      QueryAs<IStream>(Child(page.get(), &IDisplayPage::get_PageSetup).get(), IID_IStream);
+  ComPtr<IStream> b =
+      QueryAs<IStream>(Child(page.get(), &IDisplayPage::get_PageSetup).get(), IID_IStream);
   ASSERT_TRUE(a && b);
   EXPECT_NE(a.get(), b.get());
   BYTE bytes[8] = {};

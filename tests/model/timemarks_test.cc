@@ -60,34 +60,22 @@ TEST(ModelTimemarks, MarkersAddAndLiveIndexedItems) {
   MemoryRecordingSpec spec;
   spec.markers = {1.0, 3.0};
   ComPtr<IRecording> recording = MakeRecording(spec);
-  auto markers =
-      QueryAs<IMarkers>(CollectionOf(recording.get(), kalRecColMarkers).get(), IID_IMarkers);
-  ComPtr<IUnknown> item;
-  ASSERT_EQ(S_OK, markers->get_Item(2, item.put()));
-  ComPtr<IMarker> marker = QueryAs<IMarker>(item.get(), IID_IMarker);
-  double time = 0.0;
-  ASSERT_EQ(S_OK, marker->get_Time(&time));
-  EXPECT_DOUBLE_EQ(3.0, time);
+  auto markers = CollectionAs<IMarkers>(recording.get(), kalRecColMarkers);
+  auto time_of = [](IUnknown* item) {
+    return Get(QueryAs<IMarker>(item, IID_IMarker).get(), &IMarker::get_Time);
+  };
+  ComPtr<IMarker> marker = QueryAs<IMarker>(At(markers.get(), 2).get(), IID_IMarker);
+  EXPECT_DOUBLE_EQ(3.0, time_of(marker.get()));
 
   EXPECT_EQ(S_OK, markers->Add(2.0));
   EXPECT_EQ(S_OK, markers->Add(3.0));
-  LONG count = 0;
-  ASSERT_EQ(S_OK, markers->get_Count(&count));
-  EXPECT_EQ(4, count);
+  const LONG count = Get(markers.get(), &IMarkers::get_Count);
   std::vector<double> times;
-  for (LONG i = 1; i <= count; ++i) {
-    ComPtr<IUnknown> each;
-    ASSERT_EQ(S_OK, markers->get_Item(i, each.put()));
-    QueryAs<IMarker>(each.get(), IID_IMarker)->get_Time(&time);
-    times.push_back(time);
-  }
+  for (LONG i = 1; i <= count; ++i) times.push_back(time_of(At(markers.get(), i).get()));
   EXPECT_EQ((std::vector<double>{1.0, 2.0, 3.0, 3.0}), times);
   // The held item keeps index 2 and now reads the inserted time there.
-  ASSERT_EQ(S_OK, marker->get_Time(&time));
-  EXPECT_DOUBLE_EQ(2.0, time);
-  LONG index = 0;
-  ASSERT_EQ(S_OK, marker->get_Index(&index));
-  EXPECT_EQ(2, index);
+  EXPECT_DOUBLE_EQ(2.0, time_of(marker.get()));
+  EXPECT_EQ(2, Get(marker.get(), &IMarker::get_Index));
   EXPECT_EQ(E_POINTER, marker->get_Time(nullptr));
 }
 
@@ -129,49 +117,30 @@ TEST(ModelTimemarks, GetIndicesFromTimeOnEveryEventCollection) {
 
 TEST(ModelTimemarks, BookmarksAddRemoveAndItems) {
   ComPtr<IRecording> recording = MakeRecording(MemoryRecordingSpec{});
-  auto bookmarks =
-      QueryAs<IBookmarks>(CollectionOf(recording.get(), kalRecColBookmarks).get(), IID_IBookmarks);
+  auto bookmarks = CollectionAs<IBookmarks>(recording.get(), kalRecColBookmarks);
   ASSERT_TRUE(bookmarks);
-  BSTR text = SysAllocString(u"first");
+  Bstr text(u"first");
   ComPtr<IBookmark> added;
-  ASSERT_EQ(S_OK, bookmarks->Add(4.0, text, added.put()));
-  // Two bookmarks at the same time: the second is returned at index 2.
+  ASSERT_EQ(S_OK, bookmarks->Add(4.0, text.get(), added.put()));
+  // Two bookmarks at the same time: the second is returned at index 2; its
+  // ITimemark face shares the bookmark's identity.
   ComPtr<IBookmark> again;
-  ASSERT_EQ(S_OK, bookmarks->Add(4.0, text, again.put()));
+  ASSERT_EQ(S_OK, bookmarks->Add(4.0, text.get(), again.put()));
   ComPtr<ITimemark> mark = QueryAs<ITimemark>(again.get(), IID_ITimemark);
   ASSERT_TRUE(mark);
-  LONG index = 0;
-  ASSERT_EQ(S_OK, mark->get_Index(&index));
-  EXPECT_EQ(2, index);
-  double time = 0.0;
-  ASSERT_EQ(S_OK, mark->get_Time(&time));
-  EXPECT_DOUBLE_EQ(4.0, time);
-  // The ITimemark face shares the bookmark's identity.
-  EXPECT_EQ(QueryAs<IUnknown>(mark.get(), IID_IUnknown),
-            QueryAs<IUnknown>(again.get(), IID_IUnknown));
+  EXPECT_EQ(2, Get(mark.get(), &ITimemark::get_Index));
+  EXPECT_DOUBLE_EQ(4.0, Get(mark.get(), &ITimemark::get_Time));
+  EXPECT_EQ(Identity(mark.get()), Identity(again.get()));
 
   // A null out pointer still adds the bookmark, then answers E_POINTER.
-  EXPECT_EQ(E_POINTER, bookmarks->Add(1.0, text, nullptr));
-  SysFreeString(text);
-  LONG count = 0;
-  ASSERT_EQ(S_OK, bookmarks->get_Count(&count));
-  EXPECT_EQ(3, count);
-  ComPtr<IBookmark> first;
-  ASSERT_EQ(S_OK, bookmarks->get_Item(1, first.put()));
-  ASSERT_EQ(S_OK, first->get_Time(&time));
-  EXPECT_DOUBLE_EQ(1.0, time);
-
+  EXPECT_EQ(E_POINTER, bookmarks->Add(1.0, text.get(), nullptr));
+  EXPECT_EQ(3, Get(bookmarks.get(), &IBookmarks::get_Count));
+  ComPtr<IBookmark> first = At(bookmarks.get(), 1);
+  EXPECT_DOUBLE_EQ(1.0, Get(first.get(), &IBookmark::get_Time));
   EXPECT_EQ(E_NOTIMPL, first->Remove());
-  ASSERT_EQ(S_OK, bookmarks->get_Count(&count));
-  EXPECT_EQ(3, count);
-  BSTR name = nullptr;
-  ASSERT_EQ(S_OK, first->get_Name(&name));
-  EXPECT_EQ(u"first", ToU16(name));
-  SysFreeString(name);
-  ComPtr<IBookmarks> parent;
-  ASSERT_EQ(S_OK, first->get_Parent(parent.put()));
-  EXPECT_EQ(QueryAs<IUnknown>(parent.get(), IID_IUnknown),
-            QueryAs<IUnknown>(bookmarks.get(), IID_IUnknown));
+  EXPECT_EQ(3, Get(bookmarks.get(), &IBookmarks::get_Count));
+  EXPECT_EQ(u"first", Text(first.get(), &IBookmark::get_Name));
+  EXPECT_EQ(Identity(bookmarks.get()), Identity(Child(first.get(), &IBookmark::get_Parent).get()));
 }
 
 TEST(ModelTimemarks, TriggerItemsAreSnapshotsWithTheirChannel) {
@@ -181,8 +150,7 @@ TEST(ModelTimemarks, TriggerItemsAreSnapshotsWithTheirChannel) {
                    {1.0, kalTriggerSrcManual, u"manual"},
                    {2.0, kalTriggerSrcExternal, u"later twin"}};
   ComPtr<IRecording> recording = MakeRecording(spec);
-  auto triggers = QueryAs<ITriggerInfos>(CollectionOf(recording.get(), kalRecColTriggers).get(),
-                                         IID_ITriggerInfos);
+  auto triggers = CollectionAs<ITriggerInfos>(recording.get(), kalRecColTriggers);
   struct Expect {
     double time;
     kalTriggerSource source;
@@ -194,37 +162,16 @@ TEST(ModelTimemarks, TriggerItemsAreSnapshotsWithTheirChannel) {
                              {2.0, kalTriggerSrcExternal, u"later twin", 0}};
   for (LONG i = 1; i <= 3; ++i) {
     const Expect& e = expected[i - 1];
-    ComPtr<IUnknown> item;
-    ASSERT_EQ(S_OK, triggers->get_Item(i, item.put()));
-    ComPtr<ITriggerInfo> trigger = QueryAs<ITriggerInfo>(item.get(), IID_ITriggerInfo);
+    ComPtr<ITriggerInfo> trigger = QueryAs<ITriggerInfo>(At(triggers.get(), i).get(), IID_ITriggerInfo);
     ASSERT_TRUE(trigger);
-    double time = 0.0;
-    kalTriggerSource source = kalTriggerSrcUnknown;
-    BSTR name = nullptr;
-    LONG index = 0;
-    EXPECT_EQ(S_OK, trigger->get_Time(&time));
-    EXPECT_EQ(S_OK, trigger->get_Source(&source));
-    EXPECT_EQ(S_OK, trigger->get_Name(&name));
-    EXPECT_EQ(S_OK, trigger->get_Index(&index));
-    EXPECT_DOUBLE_EQ(e.time, time);
-    EXPECT_EQ(e.source, source);
-    EXPECT_EQ(std::u16string(e.name), ToU16(name));
-    EXPECT_EQ(i, index);
-    SysFreeString(name);
-    ComPtr<IChannelInfo> channel;
-    EXPECT_EQ(S_OK, trigger->get_ChannelInfo(channel.put()));
-    if (e.channel == 0) {
-      EXPECT_FALSE(channel);
-    } else {
-      ASSERT_TRUE(channel);
-      LONG channel_index = 0;
-      channel->get_Index(&channel_index);
-      EXPECT_EQ(e.channel, channel_index);
-    }
-    ComPtr<ITriggerInfos> parent;
-    ASSERT_EQ(S_OK, trigger->get_Parent(parent.put()));
-    EXPECT_EQ(QueryAs<IUnknown>(parent.get(), IID_IUnknown),
-              QueryAs<IUnknown>(triggers.get(), IID_IUnknown));
+    EXPECT_DOUBLE_EQ(e.time, Get(trigger.get(), &ITriggerInfo::get_Time));
+    EXPECT_EQ(e.source, Get(trigger.get(), &ITriggerInfo::get_Source));
+    EXPECT_EQ(e.name, Text(trigger.get(), &ITriggerInfo::get_Name));
+    EXPECT_EQ(i, Get(trigger.get(), &ITriggerInfo::get_Index));
+    ComPtr<IChannelInfo> channel = Child(trigger.get(), &ITriggerInfo::get_ChannelInfo);
+    EXPECT_EQ(e.channel, channel ? Get(channel.get(), &IChannelInfo::get_Index) : 0);
+    EXPECT_EQ(Identity(triggers.get()),
+              Identity(Child(trigger.get(), &ITriggerInfo::get_Parent).get()));
   }
 }
 
