@@ -57,15 +57,11 @@ TEST(Bstr, ReAllocFromItsOwnCharacters) {
   SysFreeString(s);
 }
 
-TEST(Variant, ClearReleasesAndFreesCopyIsDeep) {
+TEST(Variant, ClearReleasesCopyIsDeepCopyIndDereferences) {
   CountedObject object;
-  VARIANT a;
-  VariantInit(&a);
-  a.vt = VT_DISPATCH;
-  a.pdispVal = &object;
   object.AddRef();
-  VARIANT b;
-  VariantInit(&b);
+  VARIANT a = Object(VT_DISPATCH, &object);
+  VARIANT b = MakeVariant(VT_EMPTY);
   ASSERT_EQ(VariantCopy(&b, &a), S_OK);
   EXPECT_EQ(object.Count(), 3u);
   EXPECT_EQ(VariantClear(&a), S_OK);
@@ -73,45 +69,29 @@ TEST(Variant, ClearReleasesAndFreesCopyIsDeep) {
   EXPECT_EQ(VariantClear(&b), S_OK);
   EXPECT_EQ(object.Count(), 1u);
 
-  VARIANT s;
-  VariantInit(&s);
-  s.vt = VT_BSTR;
-  s.bstrVal = SysAllocString(OLESTR("text"));
-  VARIANT t;
-  VariantInit(&t);
+  VARIANT s = Str(u"text");
+  VARIANT t = MakeVariant(VT_EMPTY);
   ASSERT_EQ(VariantCopy(&t, &s), S_OK);
   EXPECT_NE(t.bstrVal, s.bstrVal);
-  EXPECT_EQ(std::u16string(t.bstrVal), u"text");
-  VariantClear(&s);
+  EXPECT_EQ(TextOf(t.bstrVal), u"text");
   VariantClear(&t);
 
-  // By-reference values are not owned: clearing leaves the target alone.
-  LONG target = 7;
-  VARIANT r;
-  r.vt = VT_BYREF | VT_I4;
-  r.plVal = &target;
+  // By-reference values are not owned: clearing leaves the target alone;
+  // VariantCopyInd copies what they point to.
+  VARIANT r = MakeVariant(VT_BYREF | VT_BSTR);
+  r.pbstrVal = &s.bstrVal;
+  ASSERT_EQ(VariantCopyInd(&t, &r), S_OK);
+  EXPECT_EQ(t.vt, VT_BSTR);
+  EXPECT_NE(t.bstrVal, s.bstrVal);
+  EXPECT_EQ(TextOf(t.bstrVal), u"text");
+  VariantClear(&t);
   EXPECT_EQ(VariantClear(&r), S_OK);
-  EXPECT_EQ(target, 7);
+  EXPECT_EQ(TextOf(s.bstrVal), u"text");
+  VariantClear(&s);
 
-  VARIANT bad;
-  bad.vt = 0x7F;
+  VARIANT bad = MakeVariant(0x7F);
   EXPECT_EQ(VariantClear(&bad), DISP_E_BADVARTYPE);
   EXPECT_EQ(VariantClear(nullptr), E_INVALIDARG);
-}
-
-TEST(Variant, CopyIndDereferences) {
-  BSTR text = SysAllocString(OLESTR("ref"));
-  VARIANT r;
-  r.vt = VT_BYREF | VT_BSTR;
-  r.pbstrVal = &text;
-  VARIANT out;
-  VariantInit(&out);
-  ASSERT_EQ(VariantCopyInd(&out, &r), S_OK);
-  EXPECT_EQ(out.vt, VT_BSTR);
-  EXPECT_NE(out.bstrVal, text);
-  EXPECT_EQ(std::u16string(out.bstrVal), u"ref");
-  VariantClear(&out);
-  SysFreeString(text);
 }
 
 struct Conversion {
@@ -121,31 +101,6 @@ struct Conversion {
   HRESULT expect;
   double value;  // numeric result (VT_BOOL: -1/0)
 };
-
-VARIANT I4(LONG v) {
-  VARIANT x;
-  x.vt = VT_I4;
-  x.lVal = v;
-  return x;
-}
-VARIANT R8(double v) {
-  VARIANT x;
-  x.vt = VT_R8;
-  x.dblVal = v;
-  return x;
-}
-VARIANT Str(const char* s) {
-  VARIANT x;
-  x.vt = VT_BSTR;
-  x.bstrVal = mlr::AllocBstrUtf8(s);
-  return x;
-}
-VARIANT Bool(bool b) {
-  VARIANT x;
-  x.vt = VT_BOOL;
-  x.boolVal = b ? VARIANT_TRUE : VARIANT_FALSE;
-  return x;
-}
 
 // Leaves a string conversion case as a seed for the platform fuzzer: byte 0
 // the target type's index, byte 1 the flags, then the text.
@@ -209,30 +164,29 @@ TEST(VariantChangeType, NumericTable) {
       {"I4 to DATE", [] { return I4(2); }, VT_DATE, S_OK, 2},
       {"R8 to DATE out of range", [] { return R8(3e6); }, VT_DATE, DISP_E_OVERFLOW, 0},
       {"R8 to CY", [] { return R8(1.23456); }, VT_CY, S_OK, 1.2346},
-      {"EMPTY to I4", [] { VARIANT v; v.vt = VT_EMPTY; return v; }, VT_I4, S_OK, 0},
-      {"NULL to I4", [] { VARIANT v; v.vt = VT_NULL; return v; }, VT_I4, DISP_E_TYPEMISMATCH, 0},
-      {"string to I4", [] { return Str("  -42 "); }, VT_I4, S_OK, -42},
-      {"string to R8", [] { return Str("1.5e3"); }, VT_R8, S_OK, 1500},
-      {"string rounds", [] { return Str("2.5"); }, VT_I4, S_OK, 2},
-      {"string hex", [] { return Str("&H1F"); }, VT_I4, S_OK, 31},
-      {"string hex short is signed", [] { return Str("&HFFFF"); }, VT_I4, S_OK, -1},
-      {"string overflow", [] { return Str("40000"); }, VT_I2, DISP_E_OVERFLOW, 0},
-      {"string garbage", [] { return Str("12abc"); }, VT_I4, DISP_E_TYPEMISMATCH, 0},
-      {"empty string", [] { return Str(""); }, VT_R8, DISP_E_TYPEMISMATCH, 0},
-      {"string True", [] { return Str("True"); }, VT_BOOL, S_OK, -1},
-      {"string false", [] { return Str("false"); }, VT_BOOL, S_OK, 0},
-      {"string 0 to BOOL", [] { return Str("0"); }, VT_BOOL, S_OK, 0},
-      {"string date", [] { return Str("1900-01-01"); }, VT_DATE, S_OK, 2},
-      {"string date and time", [] { return Str("1899-12-30 12:00:00"); }, VT_DATE, S_OK, 0.5},
-      {"string US date", [] { return Str("1/2/1900 6:00 PM"); }, VT_DATE, S_OK, 3.75},
-      {"string bad date", [] { return Str("1900-02-30"); }, VT_DATE, DISP_E_TYPEMISMATCH, 0},
+      {"EMPTY to I4", [] { return MakeVariant(VT_EMPTY); }, VT_I4, S_OK, 0},
+      {"NULL to I4", [] { return MakeVariant(VT_NULL); }, VT_I4, DISP_E_TYPEMISMATCH, 0},
+      {"string to I4", [] { return Str(u"  -42 "); }, VT_I4, S_OK, -42},
+      {"string to R8", [] { return Str(u"1.5e3"); }, VT_R8, S_OK, 1500},
+      {"string rounds", [] { return Str(u"2.5"); }, VT_I4, S_OK, 2},
+      {"string hex", [] { return Str(u"&H1F"); }, VT_I4, S_OK, 31},
+      {"string hex short is signed", [] { return Str(u"&HFFFF"); }, VT_I4, S_OK, -1},
+      {"string overflow", [] { return Str(u"40000"); }, VT_I2, DISP_E_OVERFLOW, 0},
+      {"string garbage", [] { return Str(u"12abc"); }, VT_I4, DISP_E_TYPEMISMATCH, 0},
+      {"empty string", [] { return Str(u""); }, VT_R8, DISP_E_TYPEMISMATCH, 0},
+      {"string True", [] { return Str(u"True"); }, VT_BOOL, S_OK, -1},
+      {"string false", [] { return Str(u"false"); }, VT_BOOL, S_OK, 0},
+      {"string 0 to BOOL", [] { return Str(u"0"); }, VT_BOOL, S_OK, 0},
+      {"string date", [] { return Str(u"1900-01-01"); }, VT_DATE, S_OK, 2},
+      {"string date and time", [] { return Str(u"1899-12-30 12:00:00"); }, VT_DATE, S_OK, 0.5},
+      {"string US date", [] { return Str(u"1/2/1900 6:00 PM"); }, VT_DATE, S_OK, 3.75},
+      {"string bad date", [] { return Str(u"1900-02-30"); }, VT_DATE, DISP_E_TYPEMISMATCH, 0},
   };
   for (const Conversion& c : cases) {
     SCOPED_TRACE(c.name);
     VARIANT src = c.make();
     WriteSeed(c.name, src, c.to);
-    VARIANT dst;
-    VariantInit(&dst);
+    VARIANT dst = MakeVariant(VT_EMPTY);
     HRESULT hr = VariantChangeType(&dst, &src, 0, c.to);
     EXPECT_EQ(hr, c.expect);
     if (SUCCEEDED(hr)) {
@@ -247,13 +201,12 @@ TEST(VariantChangeType, NumericTable) {
 }
 
 TEST(VariantChangeType, LargeIntegersStayExact) {
-  VARIANT src = Str("9007199254740993");
-  VARIANT dst;
-  VariantInit(&dst);
+  VARIANT src = Str(u"9007199254740993");
+  VARIANT dst = MakeVariant(VT_EMPTY);
   ASSERT_EQ(VariantChangeType(&dst, &src, 0, VT_I8), S_OK);
   EXPECT_EQ(dst.llVal, 9007199254740993LL);
   VariantClear(&src);
-  src = Str("18446744073709551615");
+  src = Str(u"18446744073709551615");
   ASSERT_EQ(VariantChangeType(&dst, &src, 0, VT_UI8), S_OK);
   EXPECT_EQ(dst.ullVal, 18446744073709551615ULL);
   EXPECT_EQ(VariantChangeType(&dst, &src, 0, VT_I8), DISP_E_OVERFLOW);
@@ -273,19 +226,16 @@ TEST(VariantChangeType, ToStringTable) {
       {"R8 exponent", [] { return R8(1e20); }, 0, u"1E+20"},
       {"BOOL numeric", [] { return Bool(true); }, 0, u"-1"},
       {"BOOL alpha", [] { return Bool(false); }, VARIANT_ALPHABOOL, u"False"},
-      {"DATE", [] { VARIANT v; v.vt = VT_DATE; v.date = 2.75; return v; }, 0,
-       u"1900-01-01 18:00:00"},
-      {"DATE day only", [] { VARIANT v; v.vt = VT_DATE; v.date = 36526; return v; }, 0,
-       u"2000-01-01"},
-      {"EMPTY", [] { VARIANT v; v.vt = VT_EMPTY; return v; }, 0, u""},
+      {"DATE", [] { return Date(2.75); }, 0, u"1900-01-01 18:00:00"},
+      {"DATE day only", [] { return Date(36526); }, 0, u"2000-01-01"},
+      {"EMPTY", [] { return MakeVariant(VT_EMPTY); }, 0, u""},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     VARIANT src = c.make();
-    VARIANT dst;
-    VariantInit(&dst);
+    VARIANT dst = MakeVariant(VT_EMPTY);
     ASSERT_EQ(VariantChangeType(&dst, &src, c.flags, VT_BSTR), S_OK);
-    EXPECT_EQ(std::u16string(dst.bstrVal, SysStringLen(dst.bstrVal)), c.expect);
+    EXPECT_EQ(TextOf(dst.bstrVal), c.expect);
     VariantClear(&dst);
     VariantClear(&src);
   }
@@ -294,22 +244,18 @@ TEST(VariantChangeType, ToStringTable) {
 TEST(VariantChangeType, ByRefInPlaceAndObjects) {
   // By-reference source is dereferenced; in-place conversion works.
   SHORT value = 12;
-  VARIANT r;
-  r.vt = VT_BYREF | VT_I2;
+  VARIANT r = MakeVariant(VT_BYREF | VT_I2);
   r.piVal = &value;
-  VARIANT out;
-  VariantInit(&out);
+  VARIANT out = MakeVariant(VT_EMPTY);
   ASSERT_EQ(VariantChangeType(&out, &r, 0, VT_R8), S_OK);
   EXPECT_EQ(out.dblVal, 12.0);
   ASSERT_EQ(VariantChangeType(&out, &out, 0, VT_BSTR), S_OK);
-  EXPECT_EQ(std::u16string(out.bstrVal), u"12");
+  EXPECT_EQ(TextOf(out.bstrVal), u"12");
   VariantClear(&out);
 
   // An object converts through its DISPID_VALUE property.
   CountedObject object;
-  VARIANT d;
-  d.vt = VT_DISPATCH;
-  d.pdispVal = &object;
+  VARIANT d = Object(VT_DISPATCH, &object);
   ASSERT_EQ(VariantChangeType(&out, &d, 0, VT_I2), S_OK);
   EXPECT_EQ(out.iVal, 42);
   EXPECT_EQ(VariantChangeType(&out, &d, VARIANT_NOVALUEPROP, VT_I2), DISP_E_TYPEMISMATCH);
@@ -324,11 +270,9 @@ TEST(VariantChangeType, ByRefInPlaceAndObjects) {
 class PlainUnknown : public IUnknown {
  public:
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
-    *ppv = nullptr;
-    if (riid != IID_IUnknown) return E_NOINTERFACE;
-    *ppv = this;
-    AddRef();
-    return S_OK;
+    *ppv = riid == IID_IUnknown ? this : nullptr;
+    if (*ppv) AddRef();
+    return *ppv ? S_OK : E_NOINTERFACE;
   }
   ULONG STDMETHODCALLTYPE AddRef() override { return ++refs; }
   ULONG STDMETHODCALLTYPE Release() override { return --refs; }
@@ -337,23 +281,17 @@ class PlainUnknown : public IUnknown {
 
 TEST(VariantChangeType, ObjectsArraysCurrencyAndNegativeDates) {
   PlainUnknown unk;
-  VARIANT u;
-  u.vt = VT_UNKNOWN;
-  u.punkVal = &unk;
-  VARIANT out;
-  VariantInit(&out);
+  VARIANT u = Object(VT_UNKNOWN, &unk);
+  VARIANT out = MakeVariant(VT_EMPTY);
   EXPECT_EQ(VariantChangeType(&out, &u, 0, VT_DISPATCH), DISP_E_TYPEMISMATCH);
   EXPECT_EQ(VariantChangeType(&out, &u, 0, VT_I4), DISP_E_TYPEMISMATCH);  // no value property
   EXPECT_EQ(unk.refs, 1u);
-  VARIANT empty;
-  empty.vt = VT_EMPTY;
+  VARIANT empty = MakeVariant(VT_EMPTY);
   ASSERT_EQ(VariantChangeType(&out, &empty, 0, VT_DISPATCH), S_OK);
   EXPECT_EQ(out.pdispVal, nullptr);
 
   // Arrays convert to their own type only (a deep copy).
-  VARIANT arr;
-  arr.vt = VT_ARRAY | VT_I4;
-  arr.parray = SafeArrayCreateVector(VT_I4, 0, 2);
+  VARIANT arr = Array(VT_I4, SafeArrayCreateVector(VT_I4, 0, 2));
   ASSERT_EQ(VariantChangeType(&out, &arr, 0, VT_ARRAY | VT_I4), S_OK);
   EXPECT_NE(out.parray, arr.parray);
   EXPECT_EQ(VariantChangeType(&out, &arr, 0, VT_ARRAY | VT_R8), DISP_E_TYPEMISMATCH);
@@ -362,23 +300,19 @@ TEST(VariantChangeType, ObjectsArraysCurrencyAndNegativeDates) {
   VariantClear(&arr);
 
   // Currency keeps four decimals and rounds half to even when it leaves.
-  VARIANT cy;
-  cy.vt = VT_CY;
+  VARIANT cy = MakeVariant(VT_CY);
   cy.cyVal.int64 = 25000;  // 2.5
   ASSERT_EQ(VariantChangeType(&out, &cy, 0, VT_I4), S_OK);
   EXPECT_EQ(out.lVal, 2);
   ASSERT_EQ(VariantChangeType(&out, &cy, 0, VT_BSTR), S_OK);
-  EXPECT_EQ(std::u16string(out.bstrVal), u"2.5");
+  EXPECT_EQ(TextOf(out.bstrVal), u"2.5");
   VariantClear(&out);
 
   // Before 1899-12-30 the time of day counts away from zero.
-  VARIANT d;
-  d.vt = VT_DATE;
-  d.date = -1.25;
+  VARIANT d = Date(-1.25);
   ASSERT_EQ(VariantChangeType(&out, &d, 0, VT_BSTR), S_OK);
-  EXPECT_EQ(std::u16string(out.bstrVal), u"1899-12-29 06:00:00");
-  VARIANT back;
-  VariantInit(&back);
+  EXPECT_EQ(TextOf(out.bstrVal), u"1899-12-29 06:00:00");
+  VARIANT back = MakeVariant(VT_EMPTY);
   ASSERT_EQ(VariantChangeType(&back, &out, 0, VT_DATE), S_OK);
   EXPECT_DOUBLE_EQ(back.date, -1.25);
   VariantClear(&out);

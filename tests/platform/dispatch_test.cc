@@ -72,7 +72,6 @@ class Sample final : public mlr::DispatchImpl<ISample, &kSampleTable>,
   ULONG STDMETHODCALLTYPE Release() override { return refs_.Release(); }  // stack object
 
   HRESULT STDMETHODCALLTYPE get_Name(BSTR* pVal) override {
-    if (!pVal) return E_POINTER;
     *pVal = SysAllocString(name_.c_str());
     return S_OK;
   }
@@ -88,11 +87,10 @@ class Sample final : public mlr::DispatchImpl<ISample, &kSampleTable>,
     enabled_ = newVal;
     return S_OK;
   }
+  // Out of range (anything but 1): S_OK with null.
   HRESULT STDMETHODCALLTYPE get_Item(LONG index, IDispatch** pVal) override {
-    *pVal = nullptr;
-    if (index != 1) return S_OK;  // out of range: S_OK with null
-    *pVal = &item;
-    item.AddRef();
+    *pVal = index == 1 ? &item : nullptr;
+    if (*pVal) item.AddRef();
     return S_OK;
   }
   HRESULT STDMETHODCALLTYPE Scale(double value, LONG* rounded, SHORT factor,
@@ -180,24 +178,8 @@ Call Invoke(IDispatch* d, DISPID id, WORD flags, std::vector<VARIANT> args, bool
   return c;
 }
 
-VARIANT V(LONG v) {
-  VARIANT x;
-  x.vt = VT_I4;
-  x.lVal = v;
-  return x;
-}
-VARIANT V(const char16_t* s) {
-  VARIANT x;
-  x.vt = VT_BSTR;
-  x.bstrVal = SysAllocString(s);
-  return x;
-}
-VARIANT Missing() {
-  VARIANT x;
-  x.vt = VT_ERROR;
-  x.scode = DISP_E_PARAMNOTFOUND;
-  return x;
-}
+VARIANT V(LONG v) { return I4(v); }
+VARIANT V(const char16_t* s) { return Str(s); }
 
 class DispatchTest : public ::testing::Test {
  protected:
@@ -232,7 +214,7 @@ TEST_F(DispatchTest, PropertyGetAndPut) {
   Call get = Invoke(disp, DISPID_VALUE, DISPATCH_PROPERTYGET, {});
   ASSERT_EQ(get.hr, S_OK);
   EXPECT_EQ(get.result.vt, VT_BSTR);
-  EXPECT_EQ(std::u16string(get.result.bstrVal), u"initial");
+  EXPECT_EQ(TextOf(get.result.bstrVal), u"initial");
   VariantClear(&get.result);
 
   // The new value converts from any type; named DISPID_PROPERTYPUT.
@@ -240,7 +222,7 @@ TEST_F(DispatchTest, PropertyGetAndPut) {
   ASSERT_EQ(put.hr, S_OK);
   EXPECT_EQ(put.result.vt, VT_EMPTY);
   get = Invoke(disp, DISPID_VALUE, DISPATCH_METHOD | DISPATCH_PROPERTYGET, {});
-  EXPECT_EQ(std::u16string(get.result.bstrVal), u"123");
+  EXPECT_EQ(TextOf(get.result.bstrVal), u"123");
   VariantClear(&get.result);
 
   Call on = Invoke(disp, 2, DISPATCH_PROPERTYPUT, {V(u"True")}, true);
@@ -269,9 +251,7 @@ TEST_F(DispatchTest, IndexedGetReturnsObjects) {
 
 TEST_F(DispatchTest, MethodWithOutOptionalAndRetval) {
   LONG rounded = 0;
-  VARIANT out;
-  out.vt = VT_BYREF | VT_I4;
-  out.plVal = &rounded;
+  VARIANT out = RefI4(&rounded);
   Call c = Invoke(disp, 4, DISPATCH_METHOD, {V(u"2.75"), out});
   ASSERT_EQ(c.hr, S_OK);
   EXPECT_EQ(rounded, 3);
@@ -279,13 +259,8 @@ TEST_F(DispatchTest, MethodWithOutOptionalAndRetval) {
   EXPECT_DOUBLE_EQ(c.result.dblVal, 27.5);  // default factor 10
 
   // An [out] through a by-reference VARIANT of another type is converted.
-  VARIANT holder;
-  holder.vt = VT_BSTR;
-  holder.bstrVal = SysAllocString(OLESTR("old"));  // freed by the write-back
-  VARIANT ref;
-  ref.vt = VT_BYREF | VT_VARIANT;
-  ref.pvarVal = &holder;
-  c = Invoke(disp, 4, DISPATCH_METHOD, {V(4), ref, V(3)});
+  VARIANT holder = Str(u"old");  // freed by the write-back
+  c = Invoke(disp, 4, DISPATCH_METHOD, {V(4), RefVariant(&holder), V(3)});
   ASSERT_EQ(c.hr, S_OK);
   EXPECT_EQ(holder.vt, VT_I4);
   EXPECT_EQ(holder.lVal, 4);
@@ -305,23 +280,20 @@ TEST_F(DispatchTest, MethodWithOutOptionalAndRetval) {
 TEST_F(DispatchTest, VariantParameterSeesMissingArguments) {
   Call c = Invoke(disp, 5, DISPATCH_METHOD, {});
   ASSERT_EQ(c.hr, S_OK);
-  EXPECT_EQ(std::u16string(c.result.bstrVal), u"<missing");
+  EXPECT_EQ(TextOf(c.result.bstrVal), u"<missing");
   VariantClear(&c.result);
   c = Invoke(disp, 5, DISPATCH_METHOD, {V(7), V(u"#")});
   ASSERT_EQ(c.hr, S_OK);
-  EXPECT_EQ(std::u16string(c.result.bstrVal), u"#7");
+  EXPECT_EQ(TextOf(c.result.bstrVal), u"#7");
   VariantClear(&c.result);
 }
 
 TEST_F(DispatchTest, InOutArgumentsAreReadAndWrittenBack) {
   LONG a = 41;
   BSTR b = SysAllocString(OLESTR("before"));
-  VARIANT va, vb;
-  va.vt = VT_BYREF | VT_I4;
-  va.plVal = &a;
-  vb.vt = VT_BYREF | VT_BSTR;
+  VARIANT vb = MakeVariant(VT_BYREF | VT_BSTR);
   vb.pbstrVal = &b;
-  Call c = Invoke(disp, 7, DISPATCH_METHOD, {va, vb});
+  Call c = Invoke(disp, 7, DISPATCH_METHOD, {RefI4(&a), vb});
   ASSERT_EQ(c.hr, S_OK);
   EXPECT_EQ(a, 42);
   EXPECT_EQ(std::u16string(b), u"swapped");
@@ -332,8 +304,8 @@ TEST_F(DispatchTest, FailingMemberBecomesException) {
   Call c = Invoke(disp, 6, DISPATCH_METHOD, {V(10001)});
   ASSERT_EQ(c.hr, DISP_E_EXCEPTION);
   EXPECT_EQ(c.excep.scode, MAKE_HRESULT(1, FACILITY_ITF, 10001));
-  EXPECT_EQ(std::u16string(c.excep.bstrSource), u"Sample");
-  EXPECT_EQ(std::u16string(c.excep.bstrDescription), u"It failed");
+  EXPECT_EQ(TextOf(c.excep.bstrSource), u"Sample");
+  EXPECT_EQ(TextOf(c.excep.bstrDescription), u"It failed");
   SysFreeString(c.excep.bstrSource);
   SysFreeString(c.excep.bstrDescription);
   SysFreeString(c.excep.bstrHelpFile);
@@ -349,8 +321,7 @@ TEST_F(DispatchTest, FailingMemberBecomesException) {
   ASSERT_EQ(c.hr, DISP_E_EXCEPTION);
   EXPECT_EQ(c.excep.scode, E_FAIL);
   EXPECT_EQ(c.excep.bstrSource, nullptr);
-  ASSERT_NE(c.excep.bstrDescription, nullptr);
-  EXPECT_EQ(std::u16string(c.excep.bstrDescription), u"The operation failed (status 0x80004005).");
+  EXPECT_EQ(TextOf(c.excep.bstrDescription), u"The operation failed (status 0x80004005).");
   SysFreeString(c.excep.bstrDescription);
 
   // Without EXCEPINFO the member's code comes back.
@@ -377,10 +348,7 @@ TEST_F(DispatchTest, DispatchErrors) {
   EXPECT_EQ(c.hr, DISP_E_TYPEMISMATCH);
   EXPECT_EQ(c.arg_err, 1u);  // the first of two arguments is rgvarg[1]
   LONG r;
-  VARIANT out;
-  out.vt = VT_BYREF | VT_I4;
-  out.plVal = &r;
-  c = Invoke(disp, 4, DISPATCH_METHOD, {V(1), out, V(100000)});
+  c = Invoke(disp, 4, DISPATCH_METHOD, {V(1), RefI4(&r), V(100000)});
   EXPECT_EQ(c.hr, DISP_E_OVERFLOW);
   EXPECT_EQ(c.arg_err, 0u);
 
@@ -403,34 +371,22 @@ TEST_F(DispatchTest, InterfaceArrayAndDateArguments) {
     LONG v = 10 * (i + 1);
     SafeArrayPutElement(items, &i, &v);
   }
-  VARIANT self;
-  self.vt = VT_DISPATCH;
-  self.pdispVal = disp;
-  disp->AddRef();  // owned by the argument, released by the helper
-  VARIANT arr;
-  arr.vt = VT_ARRAY | VT_I4;
-  arr.parray = items;  // owned by the argument
-  Call c = Invoke(disp, 9, DISPATCH_METHOD, {self, arr, V(u"1900-01-01")});
+  // The helper clears the arguments: each owns a reference or the array.
+  VARIANT self = Object(VT_DISPATCH, disp);
+  disp->AddRef();
+  Call c = Invoke(disp, 9, DISPATCH_METHOD, {self, Array(VT_I4, items), V(u"1900-01-01")});
   ASSERT_EQ(c.hr, S_OK);
   EXPECT_EQ(c.result.lVal, 1 + 60 + 2);
 
   // An object that does not implement the interface is a type mismatch at
   // its position; so is an array of another element type.
-  VARIANT stranger;
-  stranger.vt = VT_DISPATCH;
-  stranger.pdispVal = &sample.item;
   sample.item.AddRef();
-  VARIANT ints;
-  ints.vt = VT_ARRAY | VT_I4;
-  ints.parray = SafeArrayCreateVector(VT_I4, 0, 1);
-  c = Invoke(disp, 9, DISPATCH_METHOD, {stranger, ints, V(0)});
+  c = Invoke(disp, 9, DISPATCH_METHOD, {Object(VT_DISPATCH, &sample.item),
+                                        Array(VT_I4, SafeArrayCreateVector(VT_I4, 0, 1)), V(0)});
   EXPECT_EQ(c.hr, DISP_E_TYPEMISMATCH);
   EXPECT_EQ(c.arg_err, 2u);
   disp->AddRef();
-  VARIANT doubles;
-  doubles.vt = VT_ARRAY | VT_R8;
-  doubles.parray = SafeArrayCreateVector(VT_R8, 0, 1);
-  c = Invoke(disp, 9, DISPATCH_METHOD, {self, doubles, V(0)});
+  c = Invoke(disp, 9, DISPATCH_METHOD, {self, Array(VT_R8, SafeArrayCreateVector(VT_R8, 0, 1)), V(0)});
   EXPECT_EQ(c.hr, DISP_E_TYPEMISMATCH);
   EXPECT_EQ(c.arg_err, 1u);
 }

@@ -2,15 +2,16 @@
 #include "platform/module.h"
 #include "platform/time_zone.h"
 #include "platform/win.h"
+#include "testing/scoped_env.h"
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -26,14 +27,11 @@ TEST(Time, VariantTimeToSystemTimeTable) {
       {43831.0 + 1.0 / 86400 * 3661, 2020, 1, 1, 1, 1, 1},
   };
   for (const auto& c : cases) {
+    SCOPED_TRACE(c.date);
     SYSTEMTIME st;
-    ASSERT_TRUE(VariantTimeToSystemTime(c.date, &st)) << c.date;
-    EXPECT_EQ(st.wYear, c.y) << c.date;
-    EXPECT_EQ(st.wMonth, c.mo) << c.date;
-    EXPECT_EQ(st.wDay, c.d) << c.date;
-    EXPECT_EQ(st.wHour, c.h) << c.date;
-    EXPECT_EQ(st.wMinute, c.mi) << c.date;
-    EXPECT_EQ(st.wSecond, c.s) << c.date;
+    ASSERT_TRUE(VariantTimeToSystemTime(c.date, &st));
+    EXPECT_EQ((std::vector<int>{st.wYear, st.wMonth, st.wDay, st.wHour, st.wMinute, st.wSecond}),
+              (std::vector<int>{c.y, c.mo, c.d, c.h, c.mi, c.s}));
     double back = 0;
     ASSERT_TRUE(SystemTimeToVariantTime(&st, &back));
     EXPECT_NEAR(back, c.date, 1e-6);
@@ -60,34 +58,16 @@ TEST(Time, FileTimeAndSystemTime) {
   EXPECT_FALSE(SystemTimeToFileTime(&early, &ft));
 }
 
-class ScopedTz {
- public:
-  explicit ScopedTz(const char* tz) {
-    const char* old = std::getenv("TZ");
-    had_ = old != nullptr;
-    if (had_) old_ = old;
-    setenv("TZ", tz, 1);
-  }
-  ~ScopedTz() {
-    if (had_) setenv("TZ", old_.c_str(), 1);
-    else unsetenv("TZ");
-  }
-
- private:
-  bool had_;
-  std::string old_;
-};
-
 TEST(Time, BiasHonoursTz) {
   {
-    ScopedTz tz("UTC0");
+    mlr::testing::ScopedEnv tz("TZ", "UTC0");
     TIME_ZONE_INFORMATION tzi;
     EXPECT_EQ(GetTimeZoneInformation(&tzi), static_cast<DWORD>(TIME_ZONE_ID_UNKNOWN));
     EXPECT_EQ(tzi.Bias, 0);
     EXPECT_EQ(mlr::CurrentUtcBiasSeconds(), 0);
   }
   {
-    ScopedTz tz("XST-5:30");  // fixed offset east of UTC, no daylight time
+    mlr::testing::ScopedEnv tz("TZ", "XST-5:30");  // fixed offset east of UTC, no daylight time
     TIME_ZONE_INFORMATION tzi;
     GetTimeZoneInformation(&tzi);
     EXPECT_EQ(tzi.Bias, -330);
@@ -95,7 +75,7 @@ TEST(Time, BiasHonoursTz) {
   }
   {
     // Daylight rules: the result says which is in force, the biases add up.
-    ScopedTz tz("CET-1CEST,M3.5.0,M10.5.0/3");
+    mlr::testing::ScopedEnv tz("TZ", "CET-1CEST,M3.5.0,M10.5.0/3");
     TIME_ZONE_INFORMATION tzi;
     DWORD id = GetTimeZoneInformation(&tzi);
     ASSERT_TRUE(id == TIME_ZONE_ID_STANDARD || id == TIME_ZONE_ID_DAYLIGHT);

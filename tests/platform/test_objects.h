@@ -1,8 +1,10 @@
-// Test doubles shared by the platform tests.
+// Test doubles and argument makers shared by the platform tests.
 #pragma once
 
 #include "platform/ref_count.h"
 #include "platform/win.h"
+
+#include <string>
 
 // An IDispatch whose reference count the test can read; it is never deleted
 // by Release, so a test can check that the count returns to its start.
@@ -41,3 +43,67 @@ class CountedObject : public IDispatch {
  private:
   mlr::RefCount refs_{1};
 };
+
+// VARIANT values for arguments and conversion sources. A VT_BSTR one owns
+// its string (VariantClear frees it); the by-reference ones borrow.
+inline VARIANT MakeVariant(VARTYPE vt) {
+  VARIANT v;
+  VariantInit(&v);
+  v.vt = vt;
+  return v;
+}
+inline VARIANT I4(LONG value) {
+  VARIANT v = MakeVariant(VT_I4);
+  v.lVal = value;
+  return v;
+}
+inline VARIANT R8(double value) {
+  VARIANT v = MakeVariant(VT_R8);
+  v.dblVal = value;
+  return v;
+}
+inline VARIANT Bool(bool value) {
+  VARIANT v = MakeVariant(VT_BOOL);
+  v.boolVal = value ? VARIANT_TRUE : VARIANT_FALSE;
+  return v;
+}
+inline VARIANT Date(DATE value) {
+  VARIANT v = MakeVariant(VT_DATE);
+  v.date = value;
+  return v;
+}
+inline VARIANT Str(const char16_t* text) {
+  VARIANT v = MakeVariant(VT_BSTR);
+  v.bstrVal = SysAllocString(text);
+  return v;
+}
+inline VARIANT Object(VARTYPE vt, IUnknown* object) {  // VT_UNKNOWN or VT_DISPATCH, borrowed
+  VARIANT v = MakeVariant(vt);
+  v.punkVal = object;
+  return v;
+}
+inline VARIANT Array(VARTYPE vt, SAFEARRAY* array) {  // owns the array
+  VARIANT v = MakeVariant(VT_ARRAY | vt);
+  v.parray = array;
+  return v;
+}
+inline VARIANT RefI4(LONG* target) {
+  VARIANT v = MakeVariant(VT_BYREF | VT_I4);
+  v.plVal = target;
+  return v;
+}
+inline VARIANT RefVariant(VARIANT* target) {
+  VARIANT v = MakeVariant(VT_BYREF | VT_VARIANT);
+  v.pvarVal = target;
+  return v;
+}
+// An argument left out by the caller.
+inline VARIANT Missing() {
+  VARIANT v = MakeVariant(VT_ERROR);
+  v.scode = DISP_E_PARAMNOTFOUND;
+  return v;
+}
+// A BSTR's text (a null BSTR is empty).
+inline std::u16string TextOf(BSTR text) {
+  return text ? std::u16string(text, SysStringLen(text)) : std::u16string();
+}
