@@ -114,12 +114,8 @@ std::u16string OwnPath() {
 }
 
 TEST_F(Registration, RegisterTwiceThenUnregister) {
-  HKEY key = nullptr;
   // Something stale inside the class's tree, which registration replaces.
-  ASSERT_EQ(RegCreateKeyExW(HKEY_CLASSES_ROOT, (kLoaderKey + u"\\Stale").c_str(), 0, nullptr, 0,
-                            KEY_ALL_ACCESS, nullptr, &key, nullptr),
-            ERROR_SUCCESS);
-  RegCloseKey(key);
+  ASSERT_TRUE(CreateKey(kLoaderKey + u"\\Stale"));
 
   ASSERT_EQ(DllRegisterServer(), S_OK);
   ASSERT_EQ(DllRegisterServer(), S_OK);

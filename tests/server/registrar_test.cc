@@ -56,20 +56,10 @@ HKCU
 
 TEST_F(Registrar, EveryKeywordRegistersAndUnregisters) {
   // Things the script replaces, deletes or must leave alone.
-  HKEY key = nullptr;
-  ASSERT_EQ(RegCreateKeyExW(HKEY_CLASSES_ROOT,
-                            u"Shared\\{11111111-2222-3333-4444-555555555555}\\Stale", 0, nullptr,
-                            0, KEY_ALL_ACCESS, nullptr, &key, nullptr),
-            ERROR_SUCCESS);
-  RegCloseKey(key);
-  ASSERT_EQ(RegCreateKeyExW(HKEY_CLASSES_ROOT, u"Shared\\Obsolete\\Deep", 0, nullptr, 0,
-                            KEY_ALL_ACCESS, nullptr, &key, nullptr),
-            ERROR_SUCCESS);
-  RegCloseKey(key);
-  ASSERT_EQ(RegCreateKeyExW(HKEY_CLASSES_ROOT, u"Shared\\Foreign", 0, nullptr, 0, KEY_ALL_ACCESS,
-                            nullptr, &key, nullptr),
-            ERROR_SUCCESS);
-  RegCloseKey(key);
+  for (const char16_t* sub_key : {u"Shared\\{11111111-2222-3333-4444-555555555555}\\Stale",
+                                 u"Shared\\Obsolete\\Deep", u"Shared\\Foreign"}) {
+    ASSERT_TRUE(CreateKey(sub_key));
+  }
 
   ASSERT_EQ(Run(kEveryKeyword), S_OK);
   const std::u16string clsid = u"Shared\\{11111111-2222-3333-4444-555555555555}";
@@ -104,11 +94,7 @@ TEST_F(Registrar, EveryKeywordRegistersAndUnregisters) {
 TEST_F(Registrar, PlainKeyWithForeignSubKeysSurvivesUnregistration) {
   const char script[] = "HKCR { Parent = s 'p' { Mine = s 'm' } }";
   ASSERT_EQ(Run(script), S_OK);
-  HKEY key = nullptr;
-  ASSERT_EQ(RegCreateKeyExW(HKEY_CLASSES_ROOT, u"Parent\\Theirs", 0, nullptr, 0, KEY_ALL_ACCESS,
-                            nullptr, &key, nullptr),
-            ERROR_SUCCESS);
-  RegCloseKey(key);
+  ASSERT_TRUE(CreateKey(u"Parent\\Theirs"));
   ASSERT_EQ(Run(script, RegistrarMode::kUnregister), S_OK);
   EXPECT_FALSE(KeyExists(u"Parent\\Mine"));
   EXPECT_TRUE(KeyExists(u"Parent\\Theirs"));

@@ -27,6 +27,16 @@ class PrivateRegistry : public ::testing::Test {
     std::filesystem::remove_all(dir_);
   }
 
+  // Creates HKCR\sub_key (and its parents); true on success.
+  static bool CreateKey(const std::u16string& sub_key) {
+    HKEY key = nullptr;
+    if (RegCreateKeyExW(HKEY_CLASSES_ROOT, sub_key.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
+                        &key, nullptr) != ERROR_SUCCESS) {
+      return false;
+    }
+    RegCloseKey(key);
+    return true;
+  }
   static bool KeyExists(const std::u16string& sub_key) {
     HKEY key = nullptr;
     if (RegOpenKeyExW(HKEY_CLASSES_ROOT, sub_key.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) {
