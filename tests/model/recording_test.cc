@@ -182,7 +182,9 @@ TEST(ModelRecording, ChannelNamesAndIndexMapping) {
     *bit.get() = BitArgument(c.vt, c.bit);
     Bstr name;
     EXPECT_EQ(c.status, c.channel->get_Name(*bit.get(), name.put())) << c.bit;
-    if (c.name) EXPECT_EQ(c.name, name.Str());
+    if (c.name) {
+      EXPECT_EQ(c.name, name.Str());
+    }
   }
   EXPECT_EQ(VARIANT_TRUE, Get(events, &IChannelInfo::get_EventChannel));
   EXPECT_EQ(VARIANT_FALSE, Get(analog, &IChannelInfo::get_EventChannel));
