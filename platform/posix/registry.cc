@@ -96,20 +96,91 @@ LONG NewHandle(const Location& where, HKEY* out) {
   return ERROR_SUCCESS;
 }
 
-// The key of a handle (the key itself must exist: ERROR_KEY_DELETED).
-LONG KeyOf(const reg::Tree& tree, HKEY hKey, LPCWSTR sub_key, reg::Key** key) {
-  Location where;
-  LONG status = Locate(hKey, &where);
+// Where `sub_key` of hKey points; *own is the depth of hKey itself.
+LONG Resolve(HKEY hKey, LPCWSTR sub_key, Location* where, size_t* own) {
+  LONG status = Locate(hKey, where);
   if (status != ERROR_SUCCESS) return status;
-  const size_t own = where.path.size();
-  status = AppendSubKey(sub_key, &where.path);
-  if (status != ERROR_SUCCESS) return status;
+  *own = where->path.size();
+  return AppendSubKey(sub_key, &where->path);
+}
+
+// The key at `where` (whose first `own` levels must exist: ERROR_KEY_DELETED).
+LONG KeyAt(const reg::Tree& tree, const Location& where, size_t own, reg::Key** key) {
   if (!Walk(tree, where, own)) return ERROR_KEY_DELETED;
   *key = Walk(tree, where);
   return *key ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND;
 }
 
+// The key of a handle in `tree` (the key itself must exist).
+LONG KeyOf(const reg::Tree& tree, HKEY hKey, reg::Key** key) {
+  Location where;
+  LONG status = Locate(hKey, &where);
+  return status == ERROR_SUCCESS ? KeyAt(tree, where, where.path.size(), key) : status;
+}
+
+// Runs body, which returns a registry status; running out of memory is
+// ERROR_NOT_ENOUGH_MEMORY.
+template <class F>
+LONG Guarded(F&& body) {
+  try {
+    return body();
+  } catch (const std::bad_alloc&) {
+    return ERROR_NOT_ENOUGH_MEMORY;
+  }
+}
+
+// Loads the registry and calls read(key, where) on the key of `sub_key`
+// below hKey; the first failure is the result.
+template <class F>
+LONG ReadKey(HKEY hKey, LPCWSTR sub_key, F&& read) {
+  return Guarded([&]() -> LONG {
+    Location where;
+    size_t own = 0;
+    LONG status = Resolve(hKey, sub_key, &where, &own);
+    reg::Tree tree;
+    if (status == ERROR_SUCCESS) status = reg::Load(&tree);
+    reg::Key* key = nullptr;
+    if (status == ERROR_SUCCESS) status = KeyAt(tree, where, own, &key);
+    return status == ERROR_SUCCESS ? read(*key, where) : status;
+  });
+}
+
+// Calls change(key) on the key of hKey in one transaction; the registry is
+// written when change returns ERROR_SUCCESS.
+template <class F>
+LONG ChangeKey(HKEY hKey, F&& change) {
+  return Guarded([&]() -> LONG {
+    return reg::Transact([&](reg::Tree* tree, bool* modified) -> LONG {
+      reg::Key* key = nullptr;
+      LONG status = KeyOf(*tree, hKey, &key);
+      if (status == ERROR_SUCCESS) status = change(*key);
+      *modified = status == ERROR_SUCCESS;
+      return status;
+    });
+  });
+}
+
 std::string ValueName(LPCWSTR name) { return name ? mlr::ToUtf8(name) : std::string(); }
+
+// Deletes sub-key `lpSubKey` of hKey; `tree_too` allows sub-keys.
+LONG DeleteKey(HKEY hKey, LPCWSTR lpSubKey, bool tree_too) {
+  return Guarded([&]() -> LONG {
+    Location where;
+    size_t own = 0;
+    LONG status = Resolve(hKey, lpSubKey, &where, &own);
+    if (status != ERROR_SUCCESS) return status;
+    return reg::Transact([&](reg::Tree* tree, bool* modified) -> LONG {
+      if (where.path.empty()) return ERROR_ACCESS_DENIED;  // a root
+      reg::Key* parent = Walk(*tree, where, where.path.size() - 1);
+      reg::Key* key = parent ? parent->Find(where.path.back()) : nullptr;
+      if (!key) return ERROR_FILE_NOT_FOUND;
+      if (!tree_too && !key->children.empty()) return ERROR_ACCESS_DENIED;
+      parent->Remove(where.path.back());
+      *modified = true;
+      return ERROR_SUCCESS;
+    });
+  });
+}
 
 }  // namespace
 
@@ -117,12 +188,10 @@ LONG RegCreateKeyExW(HKEY hKey, LPCWSTR lpSubKey, DWORD, LPWSTR, DWORD, REGSAM,
                      LPSECURITY_ATTRIBUTES, HKEY* phkResult, LPDWORD lpdwDisposition) {
   if (!phkResult) return ERROR_INVALID_PARAMETER;
   *phkResult = nullptr;
-  try {
+  return Guarded([&]() -> LONG {
     Location where;
-    LONG status = Locate(hKey, &where);
-    if (status != ERROR_SUCCESS) return status;
-    const size_t own = where.path.size();
-    status = AppendSubKey(lpSubKey, &where.path);
+    size_t own = 0;
+    LONG status = Resolve(hKey, lpSubKey, &where, &own);
     if (status != ERROR_SUCCESS) return status;
     bool created = false;
     status = reg::Transact([&](reg::Tree* tree, bool* modified) -> LONG {
@@ -139,28 +208,14 @@ LONG RegCreateKeyExW(HKEY hKey, LPCWSTR lpSubKey, DWORD, LPWSTR, DWORD, REGSAM,
     if (status != ERROR_SUCCESS) return status;
     if (lpdwDisposition) *lpdwDisposition = created ? REG_CREATED_NEW_KEY : REG_OPENED_EXISTING_KEY;
     return NewHandle(where, phkResult);
-  } catch (const std::bad_alloc&) {
-    return ERROR_NOT_ENOUGH_MEMORY;
-  }
+  });
 }
 
 LONG RegOpenKeyExW(HKEY hKey, LPCWSTR lpSubKey, DWORD, REGSAM, HKEY* phkResult) {
   if (!phkResult) return ERROR_INVALID_PARAMETER;
   *phkResult = nullptr;
-  try {
-    reg::Tree tree;
-    LONG status = reg::Load(&tree);
-    if (status != ERROR_SUCCESS) return status;
-    reg::Key* key = nullptr;
-    status = KeyOf(tree, hKey, lpSubKey, &key);
-    if (status != ERROR_SUCCESS) return status;
-    Location where;
-    Locate(hKey, &where);
-    AppendSubKey(lpSubKey, &where.path);
-    return NewHandle(where, phkResult);
-  } catch (const std::bad_alloc&) {
-    return ERROR_NOT_ENOUGH_MEMORY;
-  }
+  return ReadKey(hKey, lpSubKey,
+                 [&](reg::Key&, const Location& where) { return NewHandle(where, phkResult); });
 }
 
 LONG RegCloseKey(HKEY hKey) {
@@ -174,7 +229,7 @@ LONG RegSetValueExW(HKEY hKey, LPCWSTR lpValueName, DWORD, DWORD dwType, const B
                     DWORD cbData) {
   if (dwType != REG_SZ && dwType != REG_EXPAND_SZ) return ERROR_INVALID_PARAMETER;
   if (!lpData && cbData) return ERROR_INVALID_PARAMETER;
-  try {
+  return Guarded([&]() -> LONG {
     // The text up to the first NUL within cbData bytes.
     std::u16string text;
     for (DWORD i = 0; i + 1 < cbData; i += 2) {
@@ -185,30 +240,18 @@ LONG RegSetValueExW(HKEY hKey, LPCWSTR lpValueName, DWORD, DWORD dwType, const B
     }
     const std::string data = mlr::ToUtf8(text.c_str(), text.size());
     const std::string name = ValueName(lpValueName);
-    return reg::Transact([&](reg::Tree* tree, bool* modified) -> LONG {
-      reg::Key* key = nullptr;
-      LONG status = KeyOf(*tree, hKey, nullptr, &key);
-      if (status != ERROR_SUCCESS) return status;
-      key->SetValue(name, data);
-      *modified = true;
+    return ChangeKey(hKey, [&](reg::Key& key) -> LONG {
+      key.SetValue(name, data);
       return ERROR_SUCCESS;
     });
-  } catch (const std::bad_alloc&) {
-    return ERROR_NOT_ENOUGH_MEMORY;
-  }
+  });
 }
 
 LONG RegQueryValueExW(HKEY hKey, LPCWSTR lpValueName, LPDWORD, LPDWORD lpType, LPBYTE lpData,
                       LPDWORD lpcbData) {
   if (lpData && !lpcbData) return ERROR_INVALID_PARAMETER;
-  try {
-    reg::Tree tree;
-    LONG status = reg::Load(&tree);
-    if (status != ERROR_SUCCESS) return status;
-    reg::Key* key = nullptr;
-    status = KeyOf(tree, hKey, nullptr, &key);
-    if (status != ERROR_SUCCESS) return status;
-    const std::string* data = key->Value(ValueName(lpValueName));
+  return ReadKey(hKey, nullptr, [&](reg::Key& key, const Location&) -> LONG {
+    const std::string* data = key.Value(ValueName(lpValueName));
     if (!data) return ERROR_FILE_NOT_FOUND;
     const std::u16string text = mlr::ToUtf16(data->c_str(), data->size());
     const DWORD needed = static_cast<DWORD>((text.size() + 1) * sizeof(char16_t));
@@ -220,53 +263,17 @@ LONG RegQueryValueExW(HKEY hKey, LPCWSTR lpValueName, LPDWORD, LPDWORD lpType, L
     if (room < needed) return ERROR_MORE_DATA;
     std::memcpy(lpData, text.c_str(), needed);
     return ERROR_SUCCESS;
-  } catch (const std::bad_alloc&) {
-    return ERROR_NOT_ENOUGH_MEMORY;
-  }
+  });
 }
 
 LONG RegDeleteValueW(HKEY hKey, LPCWSTR lpValueName) {
-  try {
+  return Guarded([&]() -> LONG {
     const std::string name = ValueName(lpValueName);
-    return reg::Transact([&](reg::Tree* tree, bool* modified) -> LONG {
-      reg::Key* key = nullptr;
-      LONG status = KeyOf(*tree, hKey, nullptr, &key);
-      if (status != ERROR_SUCCESS) return status;
-      if (!key->RemoveValue(name)) return ERROR_FILE_NOT_FOUND;
-      *modified = true;
-      return ERROR_SUCCESS;
+    return ChangeKey(hKey, [&](reg::Key& key) -> LONG {
+      return key.RemoveValue(name) ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND;
     });
-  } catch (const std::bad_alloc&) {
-    return ERROR_NOT_ENOUGH_MEMORY;
-  }
+  });
 }
-
-namespace {
-
-// Deletes sub-key `lpSubKey` of hKey; `tree_too` allows sub-keys.
-LONG DeleteKey(HKEY hKey, LPCWSTR lpSubKey, bool tree_too) {
-  try {
-    Location where;
-    LONG status = Locate(hKey, &where);
-    if (status != ERROR_SUCCESS) return status;
-    status = AppendSubKey(lpSubKey, &where.path);
-    if (status != ERROR_SUCCESS) return status;
-    return reg::Transact([&](reg::Tree* tree, bool* modified) -> LONG {
-      if (where.path.empty()) return ERROR_ACCESS_DENIED;  // a root
-      reg::Key* parent = Walk(*tree, where, where.path.size() - 1);
-      reg::Key* key = parent ? parent->Find(where.path.back()) : nullptr;
-      if (!key) return ERROR_FILE_NOT_FOUND;
-      if (!tree_too && !key->children.empty()) return ERROR_ACCESS_DENIED;
-      parent->Remove(where.path.back());
-      *modified = true;
-      return ERROR_SUCCESS;
-    });
-  } catch (const std::bad_alloc&) {
-    return ERROR_NOT_ENOUGH_MEMORY;
-  }
-}
-
-}  // namespace
 
 LONG RegDeleteKeyW(HKEY hKey, LPCWSTR lpSubKey) {
   if (!lpSubKey) return ERROR_INVALID_PARAMETER;
@@ -275,13 +282,9 @@ LONG RegDeleteKeyW(HKEY hKey, LPCWSTR lpSubKey) {
 
 LONG RegDeleteTreeW(HKEY hKey, LPCWSTR lpSubKey) {
   if (lpSubKey && lpSubKey[0]) return DeleteKey(hKey, lpSubKey, true);
-  return reg::Transact([&](reg::Tree* tree, bool* modified) -> LONG {
-    reg::Key* key = nullptr;
-    LONG status = KeyOf(*tree, hKey, nullptr, &key);
-    if (status != ERROR_SUCCESS) return status;
-    key->children.clear();
-    key->values.clear();
-    *modified = true;
+  return ChangeKey(hKey, [](reg::Key& key) -> LONG {
+    key.children.clear();
+    key.values.clear();
     return ERROR_SUCCESS;
   });
 }
@@ -289,24 +292,16 @@ LONG RegDeleteTreeW(HKEY hKey, LPCWSTR lpSubKey) {
 LONG RegEnumKeyExW(HKEY hKey, DWORD dwIndex, LPWSTR lpName, LPDWORD lpcchName, LPDWORD, LPWSTR,
                    LPDWORD lpcchClass, LPFILETIME) {
   if (!lpName || !lpcchName) return ERROR_INVALID_PARAMETER;
-  try {
-    reg::Tree tree;
-    LONG status = reg::Load(&tree);
-    if (status != ERROR_SUCCESS) return status;
-    reg::Key* key = nullptr;
-    status = KeyOf(tree, hKey, nullptr, &key);
-    if (status != ERROR_SUCCESS) return status;
-    if (dwIndex >= key->children.size()) return ERROR_NO_MORE_ITEMS;
-    const std::string& name = key->children[dwIndex]->name;
+  return ReadKey(hKey, nullptr, [&](reg::Key& key, const Location&) -> LONG {
+    if (dwIndex >= key.children.size()) return ERROR_NO_MORE_ITEMS;
+    const std::string& name = key.children[dwIndex]->name;
     const std::u16string text = mlr::ToUtf16(name.c_str(), name.size());
     if (text.size() + 1 > *lpcchName) return ERROR_MORE_DATA;
     std::memcpy(lpName, text.c_str(), (text.size() + 1) * sizeof(char16_t));
     *lpcchName = static_cast<DWORD>(text.size());
     if (lpcchClass) *lpcchClass = 0;
     return ERROR_SUCCESS;
-  } catch (const std::bad_alloc&) {
-    return ERROR_NOT_ENOUGH_MEMORY;
-  }
+  });
 }
 
 #endif  // !_WIN32
