@@ -3,6 +3,7 @@
 #include <cstring>
 #include <new>
 
+#include "model/channel_array.h"
 #include "platform/safearray_uninit.h"
 #include "server/error_raiser.h"
 
@@ -14,43 +15,7 @@ void SafeArrayHolder::reset() {
 }
 
 HRESULT ChannelSelection::Load(SAFEARRAY* array) {
-  channels_.clear();
-  if (array == nullptr || SafeArrayGetDim(array) != 1) return E_INVALIDARG;
-  VARTYPE vt = VT_EMPTY;
-  if (FAILED(SafeArrayGetVartype(array, &vt)) ||
-      (vt != VT_UNKNOWN && vt != VT_DISPATCH && vt != VT_VARIANT)) {
-    return E_INVALIDARG;
-  }
-  LONG lower = 0;
-  LONG upper = -1;
-  if (FAILED(SafeArrayGetLBound(array, 1, &lower)) || FAILED(SafeArrayGetUBound(array, 1, &upper))) {
-    return E_INVALIDARG;
-  }
-  const int64_t count = upper >= lower ? int64_t{upper} - lower + 1 : 0;
-  void* data = nullptr;
-  HRESULT hr = SafeArrayAccessData(array, &data);
-  if (FAILED(hr)) return hr;
-  try {
-    channels_.resize(static_cast<size_t>(count));
-  } catch (const std::bad_alloc&) {
-    SafeArrayUnaccessData(array);
-    return E_OUTOFMEMORY;
-  }
-  for (size_t k = 0; k < channels_.size(); ++k) {
-    IUnknown* element = nullptr;
-    if (vt == VT_VARIANT) {
-      const VARIANT& v = static_cast<const VARIANT*>(data)[k];
-      if (v.vt == VT_UNKNOWN) element = v.punkVal;
-      if (v.vt == VT_DISPATCH) element = v.pdispVal;
-    } else {
-      element = static_cast<IUnknown* const*>(data)[k];
-    }
-    if (element != nullptr) {
-      (void)element->QueryInterface(IID_IChannelInfo, channels_[k].put_void());
-    }
-  }
-  SafeArrayUnaccessData(array);
-  return S_OK;
+  return mlr::model::ChannelInfosOf(array, &channels_);
 }
 
 SAFEARRAY* SingleChannelVector(IChannelInfo* channel) {

@@ -3,6 +3,7 @@
 #include <new>
 
 #include "model/api_entry_table.h"
+#include "model/channel_array.h"
 #include "model/channel_info_impl.h"
 #include "model/channel_infos_impl.h"
 #include "model/hnorm_impl.h"
@@ -185,49 +186,24 @@ HRESULT CURIChannelGroupImpl::AddChannelInfo(CURIChannelInfoImpl* channel) {
 HRESULT CURIChannelGroupImpl::MapChannelIndices(SAFEARRAY* channels, std::vector<LONG>* indices) {
   if (indices == nullptr) return E_POINTER;
   indices->clear();
-  if (channels == nullptr || SafeArrayGetDim(channels) != 1) return E_INVALIDARG;
-  VARTYPE vt = VT_EMPTY;
-  if (FAILED(SafeArrayGetVartype(channels, &vt)) ||
-      (vt != VT_DISPATCH && vt != VT_UNKNOWN && vt != VT_VARIANT)) {
-    return E_INVALIDARG;
-  }
-  LONG lower = 0;
-  LONG upper = -1;
-  SafeArrayGetLBound(channels, 1, &lower);
-  SafeArrayGetUBound(channels, 1, &upper);
-  const LONG n = upper >= lower ? upper - lower + 1 : 0;
+  std::vector<mlr::ComPtr<IChannelInfo>> infos;
+  HRESULT hr = mlr::model::ChannelInfosOf(channels, &infos);
+  if (FAILED(hr)) return hr;
   try {
-    indices->assign(static_cast<size_t>(n) + 1, 0);
+    indices->assign(infos.size() + 1, 0);
   } catch (const std::bad_alloc&) {
     return E_OUTOFMEMORY;
   }
-  (*indices)[static_cast<size_t>(n)] = -1;
-  void* data = nullptr;
-  HRESULT hr = SafeArrayAccessData(channels, &data);
-  if (FAILED(hr)) return hr;
+  indices->back() = -1;
   bool all_found = true;
-  for (LONG i = 0; i < n; ++i) {
-    IUnknown* element = nullptr;
-    if (vt == VT_VARIANT) {
-      const VARIANT& v = static_cast<const VARIANT*>(data)[i];
-      if (v.vt == VT_DISPATCH) element = v.pdispVal;
-      if (v.vt == VT_UNKNOWN) element = v.punkVal;
-    } else {
-      element = static_cast<IUnknown* const*>(data)[i];
-    }
-    IChannelInfo* channel = nullptr;
-    if (element != nullptr) {
-      element->QueryInterface(IID_IChannelInfo, reinterpret_cast<void**>(&channel));
-    }
-    CURIChannelInfoImpl* item = channel_infos_->FindItem(channel);
-    if (channel != nullptr) channel->Release();
+  for (size_t i = 0; i < infos.size(); ++i) {
+    CURIChannelInfoImpl* item = channel_infos_->FindItem(infos[i].get());
     if (item != nullptr) {
-      (*indices)[static_cast<size_t>(i)] = item->index();
+      (*indices)[i] = item->index();
     } else {
       all_found = false;
     }
   }
-  SafeArrayUnaccessData(channels);
   return all_found ? S_OK : E_FAIL;
 }
 

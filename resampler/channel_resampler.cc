@@ -5,7 +5,7 @@
 #include <new>
 
 #include "api/void_number.h"
-#include "model/static_class_factory.h"
+#include "model/channel_array.h"
 #include "platform/com_ptr.h"
 #include "resampler/worker_batch.h"
 
@@ -37,21 +37,6 @@ SAFEARRAY* CreateMux(VARTYPE vt, int32_t channels, int32_t n) {
   bounds[1].cElements = static_cast<ULONG>(n);
   bounds[1].lLbound = 1;
   return SafeArrayCreate(vt, 2, bounds);
-}
-
-// The channel info an element of the array given to Start stands for.
-ComPtr<IChannelInfo> ChannelOf(VARTYPE vt, const void* data, LONG i) {
-  IUnknown* element = nullptr;
-  if (vt == VT_VARIANT) {
-    const VARIANT& v = static_cast<const VARIANT*>(data)[i];
-    if (v.vt == VT_DISPATCH) element = v.pdispVal;
-    if (v.vt == VT_UNKNOWN) element = v.punkVal;
-  } else {
-    element = static_cast<IUnknown* const*>(data)[i];
-  }
-  ComPtr<IChannelInfo> channel;
-  if (element) element->QueryInterface(IID_IChannelInfo, channel.put_void());
-  return channel;
 }
 
 // The channel's group, found through its parent collection.
@@ -197,24 +182,10 @@ HRESULT STDMETHODCALLTYPE CChannelResampler::Start(SAFEARRAY** Channels) {
 }
 
 HRESULT CChannelResampler::StartChannels(SAFEARRAY* channels) {
-  VARTYPE vt = VT_EMPTY;
-  if (SafeArrayGetDim(channels) != 1 || FAILED(SafeArrayGetVartype(channels, &vt)) ||
-      (vt != VT_DISPATCH && vt != VT_UNKNOWN && vt != VT_VARIANT)) {
-    return E_INVALIDARG;
-  }
-  LONG lower = 0, upper = -1;
-  SafeArrayGetLBound(channels, 1, &lower);
-  SafeArrayGetUBound(channels, 1, &upper);
-  if (upper < lower) return E_INVALIDARG;
-  const LONG count = upper - lower + 1;
-
   std::vector<ComPtr<IChannelInfo>> infos;
-  infos.reserve(static_cast<size_t>(count));
-  void* data = nullptr;
-  HRESULT hr = SafeArrayAccessData(channels, &data);
+  HRESULT hr = mlr::model::ChannelInfosOf(channels, &infos);
   if (FAILED(hr)) return hr;
-  for (LONG i = 0; i < count; ++i) infos.push_back(ChannelOf(vt, data, i));
-  SafeArrayUnaccessData(channels);
+  if (infos.empty()) return E_INVALIDARG;
 
   for (const ComPtr<IChannelInfo>& info : infos) {
     if (!info) return E_INVALIDARG;
@@ -409,22 +380,6 @@ HRESULT STDMETHODCALLTYPE CChannelResampler::GetNextDataBuffers(LONG* lItemCount
 // --- class object ---------------------------------------------------------------------
 
 namespace mlr::resampler {
-namespace {
-
-class ChannelResamplerFactory final : public mlr::model::StaticClassFactory {
- public:
-  HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID riid, void** ppv) override {
-    return CChannelResampler::CreateInstance(outer, riid, ppv);
-  }
-};
-
-ChannelResamplerFactory g_factory;
-
-}  // namespace
-
-HRESULT GetChannelResamplerClassObject(REFIID riid, void** ppv) {
-  return g_factory.QueryInterface(riid, ppv);
-}
 
 HRESULT CreateChannelResamplerInstance(IUnknown* outer, REFIID riid, void** ppv) {
   return CChannelResampler::CreateInstance(outer, riid, ppv);
