@@ -1,6 +1,7 @@
 // UTF-16 <-> the "ANSI" code page, which is UTF-8 on POSIX: used for the
 // recording's path (kept as ANSI text, as the file functions take it) and
-// for summary-information strings. Invalid sequences become U+FFFD.
+// for summary-information strings. Thin names over the platform's UTF-8
+// conversions (platform/strings.h); invalid sequences become U+FFFD.
 #pragma once
 
 #include "platform/strings.h"
