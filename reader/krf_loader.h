@@ -19,7 +19,6 @@
 #include "LegacyRecording.h"
 #include "model/dispatch_tables.h"
 #include "model/live_objects.h"
-#include "platform/export.h"
 #include "platform/win.h"
 
 class CKrfLoader : public mlr::model::DispatchImplFor<IKrfLoader> {
@@ -39,10 +38,6 @@ class CKrfLoader : public mlr::model::DispatchImplFor<IKrfLoader> {
   std::atomic<ULONG> refs_{0};
   mlr::model::LiveObjectToken live_;
 };
-
-// The class-object entry point, defined by the component frame
-// (server/module.h); declared here too for the reader's clients and tests.
-MLR_API HRESULT STDAPICALLTYPE DllGetClassObject(REFCLSID rclsid, REFIID riid, LPVOID* ppv);
 
 namespace mlr::reader {
 

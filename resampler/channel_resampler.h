@@ -142,10 +142,6 @@ class CChannelResampler final : public mlr::model::DispatchImplFor<IChannelResam
 
 namespace mlr::resampler {
 
-// The ChannelResampler class object (static, never deleted), queried for
-// `riid`: what DllGetClassObject serves for CLSID_ChannelResampler.
-HRESULT GetChannelResamplerClassObject(REFIID riid, void** ppv);
-
 // The class's creation routine (IClassFactory::CreateInstance semantics,
 // aggregation supported), for class tables that take a function.
 HRESULT CreateChannelResamplerInstance(IUnknown* outer, REFIID riid, void** ppv);

@@ -17,6 +17,7 @@
 #include "python/src/status_error.h"
 #include "python/src/variant_convert.h"
 #include "reader/krf_loader.h"
+#include "server/module.h"
 
 namespace py = pybind11;
 

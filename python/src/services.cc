@@ -12,7 +12,7 @@
 #include "python/src/com_object.h"
 #include "python/src/status_error.h"
 #include "python/src/variant_convert.h"
-#include "reader/krf_loader.h"
+#include "server/module.h"
 
 namespace py = pybind11;
 

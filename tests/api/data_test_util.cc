@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "reader/krf_loader.h"
+#include "server/module.h"
 #include "testing/krf_writer.h"
 
 namespace mlr::api::test {

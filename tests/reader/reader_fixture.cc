@@ -5,7 +5,6 @@
 #include <filesystem>
 #include <fstream>
 
-#include "reader/krf_loader.h"
 #include "server/module.h"
 #include "reader/text_convert.h"
 #include "testing/krf_writer.h"

@@ -8,7 +8,7 @@
 #include <filesystem>
 #include <thread>
 
-#include "reader/krf_loader.h"
+#include "server/module.h"
 #include "reader/text_convert.h"
 #include "resampler/channel_resampler.h"
 #include "testing/krf_builder.h"

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <filesystem>
 
-#include "reader/krf_loader.h"
+#include "server/module.h"
 #include "reader/stream_io.h"
 #include "reader/text_convert.h"
 #include "save/collections_writer.h"

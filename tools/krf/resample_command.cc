@@ -17,7 +17,7 @@
 #include <string>
 #include <vector>
 
-#include "reader/krf_loader.h"  // DllGetClassObject
+#include "server/module.h"
 #include "tools/krf/command.h"
 #include "tools/krf/command_support.h"
 #include "tools/krf/data_output.h"
