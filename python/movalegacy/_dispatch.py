@@ -147,3 +147,9 @@ def dispatch(obj):
     if isinstance(com, Dispatch):
         return com
     raise TypeError(f"cannot late-bind a {type(obj).__name__}")
+
+
+def com_property(member, doc=None):
+    """A read-only property that reads ``member`` of its owner's ``com``
+    object: the pass-through of a late-bound value."""
+    return property(lambda self: getattr(self.com, member), doc=doc)

@@ -7,10 +7,19 @@ import numpy as _np
 
 from . import _core
 from ._checks import seconds as _seconds
+from ._dispatch import com_property as _com_property
 from ._items import Frames, Normset, Scaling
 
 # Times closer than this to a sample's time count as that sample's time.
 _TIME_TOLERANCE = 1e-9
+
+
+def first_named(channels, name):
+    """The first of ``channels`` called ``name``; KeyError when none is."""
+    for channel in channels:
+        if channel.name == name:
+            return channel
+    raise KeyError(name)
 
 
 class Channel:
@@ -77,23 +86,13 @@ class Group:
         normsets = self.normsets
         return 1.0 / normsets[0].step if normsets and normsets[0].step > 0 else None
 
-    @property
-    def start_time(self):
-        return self.com.StartTime
-
-    @property
-    def end_time(self):
-        return self.com.EndTime
-
-    @property
-    def duration(self):
-        return self.com.Duration
+    start_time = _com_property("StartTime", "Time of the group's first sample, seconds.")
+    end_time = _com_property("EndTime", "Time of the group's last sample, seconds.")
+    duration = _com_property("Duration")
 
     def channel(self, name):
-        for channel in self.channels:
-            if channel.name == name:
-                return channel
-        raise KeyError(name)
+        """The first channel called ``name`` (KeyError when there is none)."""
+        return first_named(self.channels, name)
 
     def __repr__(self):
         rate = self.rate

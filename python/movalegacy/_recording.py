@@ -5,8 +5,8 @@ import errno as _errno
 import os as _os
 
 from . import _core
-from ._dispatch import Dispatch
-from ._group import Group
+from ._dispatch import Dispatch, com_property as _com_property
+from ._group import Group, first_named as _first_named
 from ._items import Bookmark, Marker, PhysicalChannel, Trigger, VoiceMark
 
 _MARKERS, _BOOKMARKS, _VOICEMARKS, _TRIGGERS = 2, 3, 4, 5
@@ -69,13 +69,8 @@ class Recording:
                 f"{self.duration:g} s from {self.start.isoformat()}>")
 
     # Metadata ----------------------------------------------------------
-    @property
-    def title(self):
-        return self.com.Title
-
-    @property
-    def comment(self):
-        return self.com.Comment
+    title = _com_property("Title")
+    comment = _com_property("Comment")
 
     @property
     def start(self):
@@ -84,19 +79,9 @@ class Recording:
         day0 = _datetime.datetime(com.UTCYear, 1, 1, tzinfo=_datetime.timezone.utc)
         return day0 + _datetime.timedelta(days=com.UTCYearDay - 1, seconds=com.UTCTimeOfDay)
 
-    @property
-    def start_time(self):
-        """Time of the first sample, seconds since the start."""
-        return self.com.StartTime
-
-    @property
-    def end_time(self):
-        """Time of the last sample, seconds since the start."""
-        return self.com.EndTime
-
-    @property
-    def duration(self):
-        return self.com.Duration
+    start_time = _com_property("StartTime", "Time of the first sample, seconds since the start.")
+    end_time = _com_property("EndTime", "Time of the last sample, seconds since the start.")
+    duration = _com_property("Duration")
 
     @property
     def groups(self):
@@ -123,10 +108,7 @@ class Recording:
 
     def channel(self, name):
         """The first channel called ``name`` (KeyError when there is none)."""
-        for channel in self.channels:
-            if channel.name == name:
-                return channel
-        raise KeyError(name)
+        return _first_named(self.channels, name)
 
     def _channel_of(self, info):
         """The Channel for a late-bound IChannelInfo (or None)."""
