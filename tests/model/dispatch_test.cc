@@ -9,6 +9,7 @@
 
 #include "model_test_util.h"
 #include "platform/strings.h"
+#include "tests/platform/test_objects.h"
 
 namespace mlr::model::testing {
 namespace {
@@ -20,35 +21,11 @@ DISPID IdOf(IDispatch* object, const char16_t* name) {
   return id;
 }
 
-// Invokes with `args` given in natural order (reversed here, as Invoke
-// wants them).
-HRESULT Call(IDispatch* object, DISPID id, WORD flags, std::vector<VARIANT> args, VARIANT* result,
-             EXCEPINFO* info = nullptr) {
+// Invokes with `args` given in natural order (Invoke wants them reversed).
+HRESULT Call(IDispatch* object, DISPID id, WORD flags, std::vector<VARIANT> args, VARIANT* result) {
   std::vector<VARIANT> reversed(args.rbegin(), args.rend());
-  DISPPARAMS params = {reversed.empty() ? nullptr : reversed.data(), nullptr,
-                       static_cast<UINT>(reversed.size()), 0};
-  DISPID put = DISPID_PROPERTYPUT;
-  if (flags == DISPATCH_PROPERTYPUT) {
-    params.rgdispidNamedArgs = &put;
-    params.cNamedArgs = 1;
-  }
-  UINT arg_error = 0;
-  return object->Invoke(id, IID_NULL, 0, flags, &params, result, info, &arg_error);
-}
-
-VARIANT Double(double value) {
-  VARIANT v;
-  VariantInit(&v);
-  v.vt = VT_R8;
-  v.dblVal = value;
-  return v;
-}
-VARIANT LongRef(LONG* value) {
-  VARIANT v;
-  VariantInit(&v);
-  v.vt = VT_I4 | VT_BYREF;
-  v.plVal = value;
-  return v;
+  DISPPARAMS params = {reversed.data(), nullptr, static_cast<UINT>(reversed.size()), 0};
+  return object->Invoke(id, IID_NULL, 0, flags, &params, result, nullptr, nullptr);
 }
 
 MemoryRecordingSpec Spec() {
@@ -67,7 +44,7 @@ TEST(ModelDispatch, MethodWithOutArguments) {
   LONG first = 0;
   LONG last = 0;
   ASSERT_EQ(S_OK, Call(d.get(), IdOf(d.get(), u"GetIndicesFromTime"), DISPATCH_METHOD,
-                       {Double(1.5), Double(3.0), LongRef(&first), LongRef(&last)}, nullptr));
+                       {R8(1.5), R8(3.0), RefI4(&first), RefI4(&last)}, nullptr));
   EXPECT_EQ(2, first);
   EXPECT_EQ(3, last);
 
@@ -75,7 +52,7 @@ TEST(ModelDispatch, MethodWithOutArguments) {
   // (through IBookmarks it would be Add).
   ComPtr<ITimemarks> marks = CollectionAs<ITimemarks>(recording.get(), kalRecColBookmarks);
   ASSERT_EQ(S_OK, Call(marks.get(), 3, DISPATCH_METHOD,
-                       {Double(0.0), Double(9.0), LongRef(&first), LongRef(&last)}, nullptr));
+                       {R8(0.0), R8(9.0), RefI4(&first), RefI4(&last)}, nullptr));
   EXPECT_EQ(1, first);
   EXPECT_EQ(1, last);
   EXPECT_EQ(1, Get(CollectionAs<IBookmarks>(recording.get(), kalRecColBookmarks).get(),

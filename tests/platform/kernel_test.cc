@@ -11,6 +11,7 @@
 #include <cstring>
 #include <string>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -59,31 +60,23 @@ TEST(Time, FileTimeAndSystemTime) {
 }
 
 TEST(Time, BiasHonoursTz) {
-  {
-    mlr::testing::ScopedEnv tz("TZ", "UTC0");
+  // Fixed offsets (minutes west of UTC, as Windows counts) ...
+  for (const auto& [zone, minutes] : {std::pair{"UTC0", 0}, std::pair{"XST-5:30", -330}}) {
+    mlr::testing::ScopedEnv tz("TZ", zone);
     TIME_ZONE_INFORMATION tzi;
-    EXPECT_EQ(GetTimeZoneInformation(&tzi), static_cast<DWORD>(TIME_ZONE_ID_UNKNOWN));
-    EXPECT_EQ(tzi.Bias, 0);
-    EXPECT_EQ(mlr::CurrentUtcBiasSeconds(), 0);
+    EXPECT_EQ(GetTimeZoneInformation(&tzi), static_cast<DWORD>(TIME_ZONE_ID_UNKNOWN)) << zone;
+    EXPECT_EQ(tzi.Bias, minutes) << zone;
+    EXPECT_EQ(mlr::CurrentUtcBiasSeconds(), minutes * 60) << zone;
   }
-  {
-    mlr::testing::ScopedEnv tz("TZ", "XST-5:30");  // fixed offset east of UTC, no daylight time
-    TIME_ZONE_INFORMATION tzi;
-    GetTimeZoneInformation(&tzi);
-    EXPECT_EQ(tzi.Bias, -330);
-    EXPECT_EQ(mlr::CurrentUtcBiasSeconds(), -19800);
-  }
-  {
-    // Daylight rules: the result says which is in force, the biases add up.
-    mlr::testing::ScopedEnv tz("TZ", "CET-1CEST,M3.5.0,M10.5.0/3");
-    TIME_ZONE_INFORMATION tzi;
-    DWORD id = GetTimeZoneInformation(&tzi);
-    ASSERT_TRUE(id == TIME_ZONE_ID_STANDARD || id == TIME_ZONE_ID_DAYLIGHT);
-    EXPECT_EQ(tzi.Bias, -60);
-    EXPECT_EQ(tzi.DaylightBias, -60);
-    LONG expect = (tzi.Bias + (id == TIME_ZONE_ID_DAYLIGHT ? tzi.DaylightBias : 0)) * 60;
-    EXPECT_EQ(mlr::CurrentUtcBiasSeconds(), expect);
-  }
+  // ... and daylight rules: the result says which is in force, the biases add up.
+  mlr::testing::ScopedEnv tz("TZ", "CET-1CEST,M3.5.0,M10.5.0/3");
+  TIME_ZONE_INFORMATION tzi;
+  DWORD id = GetTimeZoneInformation(&tzi);
+  ASSERT_TRUE(id == TIME_ZONE_ID_STANDARD || id == TIME_ZONE_ID_DAYLIGHT);
+  EXPECT_EQ(tzi.Bias, -60);
+  EXPECT_EQ(tzi.DaylightBias, -60);
+  LONG expect = (tzi.Bias + (id == TIME_ZONE_ID_DAYLIGHT ? tzi.DaylightBias : 0)) * 60;
+  EXPECT_EQ(mlr::CurrentUtcBiasSeconds(), expect);
 }
 
 TEST(Time, CountersMove) {
