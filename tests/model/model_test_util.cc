@@ -38,36 +38,24 @@ ComPtr<IRecording> MakeRecording(const std::vector<MemoryGroupSpec>& groups) {
 }
 
 ComPtr<IChannelGroup> Group(IRecording* recording, LONG index) {
-  ComPtr<IChannelGroups> groups;
-  ComPtr<IChannelGroup> group;
-  if (SUCCEEDED(recording->get_ChannelGroups(groups.put())) && groups) {
-    groups->get_Item(index, group.put());
-  }
-  return group;
+  ComPtr<IChannelGroups> groups = Child(recording, &IRecording::get_ChannelGroups);
+  return groups ? At(groups.get(), index) : ComPtr<IChannelGroup>();
 }
 
 ComPtr<IChannelInfo> Channel(IRecording* recording, LONG group, LONG channel) {
-  ComPtr<IChannelInfo> result;
   ComPtr<IChannelGroup> g = Group(recording, group);
-  ComPtr<IChannelInfos> channels;
-  if (g && SUCCEEDED(g->get_ChannelInfos(channels.put())) && channels) {
-    channels->get_Item(channel, result.put());
-  }
-  return result;
+  ComPtr<IChannelInfos> channels = g ? Child(g.get(), &IChannelGroup::get_ChannelInfos) : nullptr;
+  return channels ? At(channels.get(), channel) : ComPtr<IChannelInfo>();
 }
 
 ComPtr<IHNorms> HNorms(IRecording* recording, LONG group) {
-  ComPtr<IHNorms> result;
   ComPtr<IChannelGroup> g = Group(recording, group);
-  if (g) g->get_HNorms(result.put());
-  return result;
+  return g ? Child(g.get(), &IChannelGroup::get_HNorms) : ComPtr<IHNorms>();
 }
 
 ComPtr<IVNorms> VNorms(IRecording* recording, LONG group, LONG channel) {
-  ComPtr<IVNorms> result;
   ComPtr<IChannelInfo> c = Channel(recording, group, channel);
-  if (c) c->get_VNorms(result.put());
-  return result;
+  return c ? Child(c.get(), &IChannelInfo::get_VNorms) : ComPtr<IVNorms>();
 }
 
 ComPtr<IUnknown> CollectionOf(IRecording* recording, LONG type) {

@@ -14,6 +14,7 @@
 #include "model_test_util.h"
 #include "platform/strings.h"
 #include "testing/scoped_env.h"
+#include "tests/platform/test_objects.h"
 
 namespace mlr::model::testing {
 namespace {
@@ -141,16 +142,6 @@ TEST(ModelRecording, GroupWithoutNormsetsAnswersTheBareMessageNumber) {
   EXPECT_EQ(E_POINTER, filled->GetMuxData(nullptr, 1, 1, 1, 1, nullptr));
 }
 
-VARIANT BitArgument(VARTYPE vt, LONG value) {
-  VARIANT v;
-  VariantInit(&v);
-  v.vt = vt;
-  if (vt == VT_BSTR) v.bstrVal = SysAllocString(ToUtf16(std::to_string(value).c_str()).c_str());
-  if (vt == VT_I4) v.lVal = value;
-  if (vt == VT_I2) v.iVal = static_cast<SHORT>(value);
-  return v;
-}
-
 TEST(ModelRecording, ChannelNamesAndIndexMapping) {
   ComPtr<IRecording> recording;
   std::vector<TestGroup*> groups;
@@ -169,19 +160,18 @@ TEST(ModelRecording, ChannelNamesAndIndexMapping) {
   // The bit number converts from any type (VT_EMPTY: 0); 0..16 only.
   struct Case {
     TestChannel* channel;
-    VARTYPE vt;
-    LONG bit;
+    VARIANT bit;
     HRESULT status;
     const char16_t* name;
   };
-  for (const Case& c : {Case{analog, VT_EMPTY, 0, S_OK, u"Pressure"},
-                        Case{events, VT_BSTR, 16, S_OK, u"bit sixteen"},
-                        Case{events, VT_I4, 17, E_INVALIDARG, nullptr},
-                        Case{events, VT_I4, -1, E_INVALIDARG, nullptr}}) {
+  for (const Case& c : {Case{analog, MakeVariant(VT_EMPTY), S_OK, u"Pressure"},
+                        Case{events, Str(u"16"), S_OK, u"bit sixteen"},
+                        Case{events, I4(17), E_INVALIDARG, nullptr},
+                        Case{events, I4(-1), E_INVALIDARG, nullptr}}) {
     Variant bit;
-    *bit.get() = BitArgument(c.vt, c.bit);
+    *bit.get() = c.bit;  // owned from here
     Bstr name;
-    EXPECT_EQ(c.status, c.channel->get_Name(*bit.get(), name.put())) << c.bit;
+    EXPECT_EQ(c.status, c.channel->get_Name(c.bit, name.put())) << c.bit.lVal;
     if (c.name) {
       EXPECT_EQ(c.name, name.Str());
     }
@@ -412,12 +402,8 @@ TEST(ModelMemoryRecording, PhysicalChannelsAndDisplayPages) {
 
   EXPECT_EQ(VARIANT_FALSE, Get(At(physical.get(), 1).get(), &IPhysicalChannel::get_StorageEnabled));
   ComPtr<IPhysicalChannel> second = At(physical.get(), 2);
-  VARIANT bit;
-  VariantInit(&bit);
-  bit.vt = VT_I2;
-  bit.iVal = 1;
   Bstr name;
-  EXPECT_EQ(S_OK, second->get_Name(bit, name.put()));
+  EXPECT_EQ(S_OK, second->get_Name(I4(1), name.put()));
   EXPECT_EQ(u"bit one", name.Str());
   EXPECT_EQ(Identity(Child(second.get(), &IPhysicalChannel::get_ChannelInfo).get()),
             Identity(Channel(recording.get(), 1, 2).get()));

@@ -401,30 +401,4 @@ TEST_F(DispatchTest, NewEnumAnswersGetAndMethod) {
   }
 }
 
-TEST_F(DispatchTest, TableListsMembersWithVtableSlots) {
-  const mlr::dispatch::Table& t = decltype(sample)::DispatchTable();
-  EXPECT_STREQ(t.interface_name, "ISample");
-  ASSERT_EQ(t.count, 12u);
-  // Slots count IUnknown (0-2) and IDispatch (3-6) first.
-  struct {
-    const char* name;
-    mlr::dispatch::Kind kind;
-    int slot;
-  } expect[] = {{"Name", mlr::dispatch::Kind::kPropGet, 7},
-                {"Name", mlr::dispatch::Kind::kPropPut, 8},
-                {"Scale", mlr::dispatch::Kind::kMethod, 12},
-                {"Reset", mlr::dispatch::Kind::kMethod, 17}};
-  for (const auto& e : expect) {
-    bool found = false;
-    for (size_t i = 0; i < t.count; ++i) {
-      const mlr::dispatch::Member& m = t.members[i];
-      if (std::string(m.name) == e.name && m.kind == e.kind) {
-        EXPECT_EQ(m.vtable_slot(), e.slot) << e.name;
-        found = true;
-      }
-    }
-    EXPECT_TRUE(found) << e.name;
-  }
-}
-
 }  // namespace

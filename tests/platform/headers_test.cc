@@ -1,7 +1,8 @@
 // Compile-time checks of the platform headers: layout of the automation
 // structures as on 64-bit Windows and status and GUID constants. (What the
 // dispatch tables deduce from a member's signature is checked by calling
-// through them in dispatch_test.cc.)
+// through them in dispatch_test.cc, their vtable slots for every interface
+// of the library by the catalogue's tests.)
 #include "platform/win.h"
 
 #include <cstddef>

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 
 namespace {
 
@@ -19,14 +20,12 @@ TEST(SafeArray, TwoDimensionsLeftmostIndexVariesFastest) {
   EXPECT_EQ(psa->rgsabound[0].cElements, 2u);
   EXPECT_EQ(psa->rgsabound[1].cElements, 3u);
   LONG lo, hi;
-  ASSERT_EQ(SafeArrayGetLBound(psa, 1, &lo), S_OK);
-  ASSERT_EQ(SafeArrayGetUBound(psa, 1, &hi), S_OK);
-  EXPECT_EQ(lo, 1);
-  EXPECT_EQ(hi, 3);
-  ASSERT_EQ(SafeArrayGetLBound(psa, 2, &lo), S_OK);
-  ASSERT_EQ(SafeArrayGetUBound(psa, 2, &hi), S_OK);
-  EXPECT_EQ(lo, 10);
-  EXPECT_EQ(hi, 11);
+  for (const auto& [dim, lower, upper] : {std::tuple{1u, 1, 3}, std::tuple{2u, 10, 11}}) {
+    ASSERT_EQ(SafeArrayGetLBound(psa, dim, &lo), S_OK);
+    ASSERT_EQ(SafeArrayGetUBound(psa, dim, &hi), S_OK);
+    EXPECT_EQ(lo, lower);
+    EXPECT_EQ(hi, upper);
+  }
   EXPECT_EQ(SafeArrayGetUBound(psa, 3, &hi), DISP_E_BADINDEX);
   EXPECT_EQ(SafeArrayGetLBound(psa, 0, &lo), DISP_E_BADINDEX);
 
@@ -109,16 +108,12 @@ TEST(SafeArray, ElementsAreOwnedAndReleased) {
 
   // VARIANT elements hold objects too; destroying the array clears them.
   SAFEARRAY* variants = SafeArrayCreateVector(VT_VARIANT, 0, 3);
-  VARIANT v;
-  v.vt = VT_UNKNOWN;
-  v.punkVal = &object;
+  VARIANT v = Object(VT_UNKNOWN, &object);
   i = 2;
   ASSERT_EQ(SafeArrayPutElement(variants, &i, &v), S_OK);
   EXPECT_EQ(object.Count(), 2u);
   // A VARIANT holding an array is cleared with the array.
-  VARIANT holder;
-  holder.vt = VT_ARRAY | VT_VARIANT;
-  holder.parray = variants;
+  VARIANT holder = Array(VT_VARIANT, variants);
   EXPECT_EQ(VariantClear(&holder), S_OK);
   EXPECT_EQ(object.Count(), 1u);
   EXPECT_EQ(SafeArrayDestroy(strings), S_OK);
