@@ -6,6 +6,7 @@
 #include <new>
 
 #include "model/physical_channels_impl.h"
+#include "platform/serialised_storage.h"
 #include "reader/event_records.h"
 #include "reader/group_config.h"
 #include "reader/krf_channel_group.h"
@@ -79,8 +80,14 @@ void CKrfRecording::OpenFile(const OLECHAR* file_name) {
     open_result_ = FAILED(hr) ? hr : E_FAIL;
     return;
   }
+  // The recording's groups are read from several threads at once (the
+  // resampler's and the saver's workers).
+  hr = mlr::StorageForThreads(root.get(), root_.put());
+  if (FAILED(hr)) {
+    open_result_ = hr;
+    return;
+  }
   open_result_ = S_OK;
-  root_ = std::move(root);
   Init();
 }
 

@@ -21,6 +21,7 @@
 
 #include "LegacyRecording.h"
 #include "platform/com_ptr.h"
+#include "platform/serialised_storage.h"
 #include "reader/kss_storage_provider.h"
 #include "save/save_recording.h"
 #include "save/save_start.h"
@@ -65,8 +66,11 @@ HRESULT STDAPICALLTYPE SaveRecording(BSTR FileName, SAFEARRAY** ChannelInfos, do
     SetFileAttributesA(mlr::save::AnsiFileName(name).c_str(), FILE_ATTRIBUTE_NORMAL);
     mlr::save::DeleteTargetFile(name);
 
-    mlr::ComPtr<IStorage> root;
-    hr = CreateRoot(FileName, Options, root.put());
+    mlr::ComPtr<IStorage> created, root;
+    hr = CreateRoot(FileName, Options, created.put());
+    if (FAILED(hr)) return hr;
+    // The save's threads write the file at once.
+    hr = mlr::StorageForThreads(created.get(), root.put());
     if (FAILED(hr)) return hr;
     return mlr::save::StartSave(name.c_str(), root.get(), std::move(model),
                                 mlr::save::SystemSaveClock(), Result);

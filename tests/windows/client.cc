@@ -1,11 +1,20 @@
 // A Windows client of movaLegacyRecording.dll, run under Wine by
-// tests/windows/run_wine_tests.sh. It creates the loader by ProgID, opens
-// the recording named on the command line and prints what it reads, once
-// through the vtables and once through IDispatch, then calls exported
-// functions of the DLL. The runner compares the lines with what the Linux
-// build reads from the same file. Exit status 0 when every call succeeded.
+// tests/windows/run_wine_tests.sh.
+//   mlr_client RECORDING
+// creates the loader by ProgID, opens the recording and prints what it
+// reads, once through the vtables and once through IDispatch, then calls
+// exported functions of the DLL. The runner compares the lines with what the
+// Linux build reads from the same file.
+//   mlr_client --save SOURCE TARGET
+// saves every channel of SOURCE over its whole span into TARGET with the
+// DLL's exported SaveRecording (so through the system's compound-file
+// engine), waits for the save to end and for the file to be closed, and
+// prints the save's end status; the runner then reads TARGET with the Linux
+// build.
+// Exit status 0 when every call succeeded.
 #include <cstdio>
 #include <cstring>
+#include <cwchar>
 #include <string>
 
 #include "LegacyRecording.h"
@@ -168,17 +177,20 @@ void ReadThroughDispatch(IDispatch* loader, const wchar_t* path) {
   SysFreeString(args[1].bstrVal);
 }
 
+// An exported function of the DLL that COM loaded, or null.
+template <class Fn>
+Fn Export(const char* name) {
+  HMODULE dll = GetModuleHandleA("movaLegacyRecording.dll");
+  if (!dll) return nullptr;
+  return reinterpret_cast<Fn>(reinterpret_cast<void (*)()>(GetProcAddress(dll, name)));
+}
+
 // Module functions, from the DLL that COM loaded.
 void CallExports() {
-  HMODULE dll = GetModuleHandleA("movaLegacyRecording.dll");
-  if (!dll) {
-    Check(E_FAIL, "GetModuleHandle movaLegacyRecording.dll");
-    return;
-  }
   using IsVoidFn = VARIANT_BOOL(STDAPICALLTYPE*)(double);
   using ValidFn = HRESULT(STDAPICALLTYPE*)(LONG*, LONG*, double*);
-  auto is_void = reinterpret_cast<IsVoidFn>(reinterpret_cast<void (*)()>(GetProcAddress(dll, "IsVoidNumber")));
-  auto valid = reinterpret_cast<ValidFn>(reinterpret_cast<void (*)()>(GetProcAddress(dll, "MakeValidTime")));
+  auto is_void = Export<IsVoidFn>("IsVoidNumber");
+  auto valid = Export<ValidFn>("MakeValidTime");
   if (!is_void || !valid) {
     Check(E_FAIL, "GetProcAddress");
     return;
@@ -193,11 +205,109 @@ void CallExports() {
               static_cast<long>(year), static_cast<long>(day), seconds);
 }
 
+// Every channel of `recording`, in group and channel order, as a safe array
+// of VARIANTs holding the channel objects (what a script would pass).
+SAFEARRAY* AllChannels(IRecording* recording) {
+  IChannelGroups* groups = nullptr;
+  LONG group_count = 0;
+  Check(recording->get_ChannelGroups(&groups), "get_ChannelGroups");
+  if (groups) Check(groups->get_Count(&group_count), "IChannelGroups::get_Count");
+  SAFEARRAY* list = SafeArrayCreateVector(VT_VARIANT, 0, 0);
+  LONG n = 0;
+  for (LONG g = 1; g <= group_count; ++g) {
+    IChannelGroup* group = nullptr;
+    IChannelInfos* infos = nullptr;
+    LONG channels = 0;
+    Check(groups->get_Item(g, &group), "IChannelGroups::get_Item");
+    if (group) Check(group->get_ChannelInfos(&infos), "get_ChannelInfos");
+    if (infos) Check(infos->get_Count(&channels), "IChannelInfos::get_Count");
+    for (LONG c = 1; c <= channels; ++c) {
+      IChannelInfo* info = nullptr;
+      Check(infos->get_Item(c, &info), "IChannelInfos::get_Item");
+      if (!info) continue;
+      SAFEARRAYBOUND bound = {static_cast<ULONG>(n + 1), 0};
+      Check(SafeArrayRedim(list, &bound), "SafeArrayRedim");
+      VARIANT item;
+      VariantInit(&item);
+      item.vt = VT_DISPATCH;
+      item.pdispVal = info;  // PutElement copies (and counts) the object
+      Check(SafeArrayPutElement(list, &n, &item), "PutElement");
+      ++n;
+      info->Release();
+    }
+    Release(infos);
+    Release(group);
+  }
+  Release(groups);
+  return list;
+}
+
+// True once nobody else holds `path` open (the save's thread closes the
+// target after the last reference to its progress object is gone).
+bool WaitUntilClosed(const wchar_t* path) {
+  for (int i = 0; i < 600; ++i) {
+    IStorage* storage = nullptr;
+    if (SUCCEEDED(StgOpenStorage(path, nullptr, STGM_READ | STGM_SHARE_EXCLUSIVE, nullptr, 0,
+                                 &storage))) {
+      storage->Release();
+      return true;
+    }
+    Sleep(50);
+  }
+  return false;
+}
+
+// Saves every channel of `source` into `target` with the exported
+// SaveRecording and waits for the end: prints "save: status=... error=...".
+void Save(IKrfLoader* loader, const wchar_t* source, const wchar_t* target) {
+  using SaveFn = HRESULT(STDAPICALLTYPE*)(BSTR, SAFEARRAY**, double, double, kalSaveRecordingFlags,
+                                          ISaveRecordingProgress**);
+  auto save = Export<SaveFn>("SaveRecording");
+  if (!save) {
+    Check(E_FAIL, "GetProcAddress SaveRecording");
+    return;
+  }
+  BSTR path = SysAllocString(source);
+  IRecording* recording = nullptr;
+  Check(loader->OpenRecording(path, &recording), "OpenRecording");
+  SysFreeString(path);
+  if (!recording) return;
+  double start = 0.0, end = 0.0;
+  Check(recording->get_StartTime(&start), "get_StartTime");
+  Check(recording->get_EndTime(&end), "get_EndTime");
+  SAFEARRAY* channels = AllChannels(recording);
+  BSTR name = SysAllocString(target);
+  ISaveRecordingProgress* progress = nullptr;
+  Check(save(name, &channels, start, end, static_cast<kalSaveRecordingFlags>(0), &progress),
+        "SaveRecording");
+  SysFreeString(name);
+  SafeArrayDestroy(channels);
+  recording->Release();
+  if (!progress) return;
+  // Ready ends every save; a failed one stays at ErrorOccurred and shows its
+  // end as Completion 100.
+  kalSaveRecordingStatus status = kalSRS_Initializing;
+  LONG completion = 0, error = 0;
+  for (int i = 0; i < 1200; ++i) {
+    Check(progress->get_Status(&status), "get_Status");
+    Check(progress->get_Completion(&completion), "get_Completion");
+    if (status == kalSRS_Ready || (status == kalSRS_ErrorOccurred && completion == 100)) break;
+    Sleep(25);
+  }
+  Check(progress->get_ErrorCode(&error), "get_ErrorCode");
+  progress->Release();
+  if (!WaitUntilClosed(target)) Check(E_FAIL, "the saved file stays open");
+  std::printf("save: status=0x%lX error=0x%08lX\n", static_cast<unsigned long>(status),
+              static_cast<unsigned long>(error));
+  if (status != kalSRS_Ready || FAILED(error)) ++g_failures;
+}
+
 }  // namespace
 
 int wmain(int argc, wchar_t** argv) {
-  if (argc != 2) {
-    std::printf("usage: mlr_client RECORDING\n");
+  const bool save = argc == 4 && std::wcscmp(argv[1], L"--save") == 0;
+  if (argc != 2 && !save) {
+    std::printf("usage: mlr_client RECORDING | mlr_client --save SOURCE TARGET\n");
     return 2;
   }
   Check(CoInitializeEx(nullptr, COINIT_MULTITHREADED), "CoInitializeEx");
@@ -207,7 +317,10 @@ int wmain(int argc, wchar_t** argv) {
   Check(CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, IID_IKrfLoader,
                          reinterpret_cast<void**>(&loader)),
         "CoCreateInstance");
-  if (loader) {
+  if (loader && save) {
+    Save(loader, argv[2], argv[3]);
+    loader->Release();
+  } else if (loader) {
     BSTR path = SysAllocString(argv[1]);
     IRecording* recording = nullptr;
     Check(loader->OpenRecording(path, &recording), "OpenRecording");

@@ -110,6 +110,57 @@ check "read_recording.vbs: a channel list of VARIANTs" \
   "$(for ((g = 1; g <= groups; g++)); do echo "group $g: GetMuxData=True"; done)" \
   "$(tr -d '\r' < "$work/read_recording.vbs.txt" | grep -E '^group [0-9]+: GetMuxData')"
 
+# Files cross engines both ways. The DLL saves every channel of the sample
+# through the system's compound-file engine (Wine's ole32) and the Linux
+# build reads that file; the DLL reads a file the Linux saver wrote. Both
+# copies are named copy.krf, so that only what depends on where and how a
+# file is stored may differ:
+#   Title, Location  the saved file's name and folder (split from its path);
+#   TotalSize        the file's size in KiB: each engine lays out the same
+#                    streams in its own number of sectors;
+#   DisplayPages     the saver writes no display pages (only against the
+#                    source; both copies have none).
+mkdir -p "$work/win" "$work/linux"
+"$krf" save "$work/linux/copy.krf" "$work/sample.krf" 2> /dev/null || exit 1
+wine "$win_build/mlr_client.exe" --save "$file" "$(winpath "$work/win/copy.krf")" \
+  > "$work/save.txt" 2>&1
+check "DLL save: ends Ready without error" "save: status=0x10000 error=0x00000000" \
+  "$(tr -d '\r' < "$work/save.txt" | grep '^save:')"
+info_without() {  # info_without FILE FIELD...: krf info --json of FILE without FIELDs
+  "$krf" info "$1" --json | python3 -c '
+import json, sys
+info = json.load(sys.stdin)
+for field in sys.argv[1:]:
+    info.pop(field)
+print(json.dumps(info, indent=1, sort_keys=True))' "${@:2}"
+}
+check "DLL-saved file, Linux krf info: as its source" \
+  "$(info_without "$work/sample.krf" Title Location TotalSize DisplayPages)" \
+  "$(info_without "$work/win/copy.krf" Title Location TotalSize DisplayPages)"
+check "DLL-saved file, Linux krf info: as the Linux-saved copy" \
+  "$(info_without "$work/linux/copy.krf" Location TotalSize)" \
+  "$(info_without "$work/win/copy.krf" Location TotalSize)"
+check "DLL-saved file: TotalSize is its size in KiB" \
+  "$(( $(stat -c %s "$work/win/copy.krf") / 1024 ))" \
+  "$("$krf" info "$work/win/copy.krf" --json | python3 -c 'import json, sys; print(json.load(sys.stdin)["TotalSize"])')"
+data_of() {  # data_of FILE: every group's raw frames, and scaled at reduction 2
+  for ((g = 1; g <= groups; g++)); do
+    "$krf" data "$1" --group "$g"
+    "$krf" data "$1" --group "$g" --scaled --reduction 2
+  done
+}
+check "DLL-saved file, Linux krf data: as the Linux-saved copy" \
+  "$(data_of "$work/linux/copy.krf" | md5sum)" "$(data_of "$work/win/copy.krf" | md5sum)"
+check "DLL-saved file, Linux krf data: raw frames as the source" \
+  "$(for ((g = 1; g <= groups; g++)); do "$krf" data "$work/sample.krf" --group "$g"; done | md5sum)" \
+  "$(for ((g = 1; g <= groups; g++)); do "$krf" data "$work/win/copy.krf" --group "$g"; done | md5sum)"
+wine "$win_build/mlr_client.exe" "$(winpath "$work/linux/copy.krf")" > "$work/linux-copy.txt" 2>&1
+check "Linux-saved file, DLL: exit status" 0 $?
+check "Linux-saved file, DLL: groups, channels and samples" \
+  "$(sed 's/^title=sample$/title=copy/' "$work/expected.txt"; cat "$work/samples.txt")" \
+  "$(tr -d '\r' < "$work/linux-copy.txt" | grep -E '^(title|groups|group [0-9]+: channels)';
+     tr -d '\r' < "$work/linux-copy.txt" | grep -E '^group [0-9]+: vt=2 samples' | sed 's/vt=2 //')"
+
 # Unregistration keeps the CLSID key and removes the class trees.
 wine regsvr32 /s /u "$dll"; check "regsvr32 /u" 0 $?
 wine reg query 'HKCR\CLSID' > /dev/null 2>&1; check "CLSID key kept" 0 $?
