@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <mutex>
+#include <string>
 
 #include "platform/module.h"
 
@@ -19,13 +20,35 @@ void Lookup(HMODULE module, const char* name, Fn& entry) {
   entry = reinterpret_cast<Fn>(reinterpret_cast<void (*)()>(GetProcAddress(module, name)));
 }
 
+// The library registered as the type library's server, loaded; null when the
+// type library is not registered or its path does not load.
+HMODULE LoadRegisteredLibrary() {
+  BSTR path = nullptr;
+  HMODULE module = nullptr;
+  if (SUCCEEDED(QueryPathOfRegTypeLib(LIBID_LegacyRecording, 1, 0, 0, &path)) && path &&
+      path[0]) {
+    const int n = WideCharToMultiByte(CP_ACP, 0, path, -1, nullptr, 0, nullptr, nullptr);
+    if (n > 1) {
+      std::string ansi(static_cast<size_t>(n), '\0');
+      WideCharToMultiByte(CP_ACP, 0, path, -1, &ansi[0], n, nullptr, nullptr);
+      char long_path[520] = {};
+      const DWORD length = GetLongPathNameA(ansi.c_str(), long_path, sizeof long_path);
+      if (length > 0 && length < sizeof long_path) module = LoadLibraryA(long_path);
+    }
+  }
+  SysFreeString(path);
+  return module;
+}
+
 }  // namespace
 
 ApiEntries Resolve() {
   if (!resolved.load(std::memory_order_acquire)) {
     std::lock_guard<std::mutex> lock(resolve_mutex);
     if (!resolved.load(std::memory_order_relaxed)) {
-      if (HMODULE module = ModuleHandle()) {
+      HMODULE module = LoadRegisteredLibrary();
+      if (!module) module = ModuleHandle();
+      if (module) {
         Lookup(module, "GetResampledMuxData", table.GetResampledMuxData);
         Lookup(module, "GetDisplayData", table.GetDisplayData);
         Lookup(module, "GetScaledMuxData", table.GetScaledMuxData);

@@ -2,15 +2,25 @@
 // data functions, through which the object model's computing members
 // (IChannelGroup::GetScaledMuxData, IRecording::UTCDate, ...) reach them.
 //
-// Resolution looks each function up by name with GetProcAddress in the
-// library's own module (mlr::ModuleHandle(): the shared library, or the
-// executable itself when the library is linked in statically; such
-// executables export their symbols). The handle is recorded when the module
-// is loaded, on every platform, so no registered type-library path is
-// needed to find the module. A function the module does not export stays
-// null, and the member that needs it answers E_NOTIMPL. Resolution happens
-// once; while the module handle is unknown it is tried again at the next
-// Resolve().
+// Resolution finds the module that exports them, then looks each function up
+// by name with GetProcAddress:
+//   1. the library registered as the server of the type library (its library
+//      identifier, version 1.0, locale 0): QueryPathOfRegTypeLib gives its
+//      path, which is converted to the ANSI code page, expanded with
+//      GetLongPathNameA (at most 520 characters) and loaded with LoadLibraryA
+//      (the handle is kept for the life of the process);
+//   2. when the type library is not registered, or its path does not load:
+//      the library's own module (mlr::ModuleHandle(): the shared library or
+//      DLL, or the executable when the library is linked in statically; such
+//      executables export their symbols), so an unregistered library works
+//      as well.
+// Registered, the table therefore holds the functions of the registered
+// library, which is the one COM loaded for a client that created the classes
+// by ProgID. (A process that uses one copy of the library while another is
+// registered calls that other copy's data functions.) A function the module
+// does not export stays null, and the member that needs it answers
+// E_NOTIMPL. Resolution happens once; while no module is found it is tried
+// again at the next Resolve().
 //
 // Threading: Resolve() may be called from any thread at any time; concurrent
 // callers wait for one resolution, and entries are published atomically, so

@@ -13,6 +13,7 @@
 // build.
 // Exit status 0 when every call succeeded.
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <cwchar>
 #include <string>
@@ -36,6 +37,17 @@ std::string Narrow(BSTR text) {
   std::string out(n > 0 ? n - 1 : 0, '\0');
   if (n > 1) WideCharToMultiByte(CP_UTF8, 0, text, -1, &out[0], n, nullptr, nullptr);
   return out;
+}
+
+// Text that reads back as `value`, as krf prints doubles (15 digits, more
+// only where needed).
+std::string Shortest(double value) {
+  char text[40];
+  for (int precision = 15; precision <= 17; ++precision) {
+    std::snprintf(text, sizeof text, "%.*g", precision, value);
+    if (std::strtod(text, nullptr) == value) break;
+  }
+  return text;
 }
 
 template <class T>
@@ -109,6 +121,25 @@ void ReadThroughVtables(IRecording* recording) {
         }
         std::printf("\n");
         SafeArrayDestroy(data);
+      }
+      // The same samples scaled: IChannelGroup::GetScaledMuxData calls the
+      // DLL's exported function through the API entry table.
+      SAFEARRAY* scaled = nullptr;
+      Check(group->GetScaledMuxData(&list, 1, 1, 3, 1, &scaled), "GetScaledMuxData");
+      if (scaled) {
+        VARTYPE vt = VT_EMPTY;
+        SafeArrayGetVartype(scaled, &vt);
+        std::printf("group %ld: scaled vt=%d values=", static_cast<long>(g), vt);
+        void* raw = nullptr;
+        Check(SafeArrayAccessData(scaled, &raw), "SafeArrayAccessData");
+        if (raw && vt == VT_R8) {
+          const double* values = static_cast<const double*>(raw);
+          std::printf("%s,%s,%s", Shortest(values[0]).c_str(), Shortest(values[1]).c_str(),
+                      Shortest(values[2]).c_str());
+        }
+        if (raw) SafeArrayUnaccessData(scaled);
+        std::printf("\n");
+        SafeArrayDestroy(scaled);
       }
       SafeArrayDestroy(list);
       first->Release();

@@ -59,9 +59,12 @@ for g, group in enumerate(info["ChannelGroups"], 1):
 PY
 groups=$(grep -c '^group ' "$work/expected.txt")
 : > "$work/samples.txt"
+: > "$work/scaled.txt"
 for ((g = 1; g <= groups; g++)); do
   samples=$("$krf" data "$work/sample.krf" --group "$g" --count 3 | tail -n 3 | cut -d, -f2 | paste -sd,)
   echo "group $g: samples=$samples" >> "$work/samples.txt"
+  scaled=$("$krf" data "$work/sample.krf" --group "$g" --count 3 --scaled | tail -n 3 | cut -d, -f2 | paste -sd,)
+  echo "group $g: scaled vt=5 values=$scaled" >> "$work/scaled.txt"
 done
 file=$(winpath "$work/sample.krf")
 missing='missing file: The file was not found: Z:\no\such\file.krf'
@@ -85,6 +88,8 @@ client=$(tr -d '\r' < "$work/client.txt")
 check "C++ client: recording" "$(cat "$work/expected.txt")" \
   "$(grep -E '^(title|groups|group [0-9]+: channels)' <<< "$client")"
 check "C++ client: GetMuxData" "$(cat "$work/samples.txt")" "$(grep -E '^group [0-9]+: vt=2 samples' <<< "$client" | sed 's/vt=2 //')"
+check "C++ client: GetScaledMuxData through the group (the registered DLL's export)" \
+  "$(cat "$work/scaled.txt")" "$(grep -E '^group [0-9]+: scaled' <<< "$client")"
 check "C++ client: IDispatch" "dispatch title=$(sed -n 's/^title=//p' "$work/expected.txt") groups=$groups" \
   "$(grep '^dispatch title' <<< "$client")"
 check "C++ client: rich error" \
