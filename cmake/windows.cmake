@@ -2,7 +2,8 @@
 # only the DLL movaLegacyRecording.dll and the test client. platform/ maps to
 # the system's Win32, ole32 and oleaut32 (no platform/posix, no storage/);
 # the type library is compiled from server/LegacyRecording.idl with widl and
-# embedded with the registration scripts and the message table as resources.
+# embedded with the registration scripts and the message table
+# (server/error_messages.inc, the library's one copy) as resources.
 list(FILTER MLR_SOURCES EXCLUDE REGEX "/(platform/posix|storage)/")
 list(FILTER MLR_SOURCES EXCLUDE REGEX "/platform/file\\.cc$")
 
@@ -27,7 +28,7 @@ add_custom_command(OUTPUT ${MLR_TLB}
 configure_file(${CMAKE_SOURCE_DIR}/server/movaLegacyRecording.rc.in
   ${CMAKE_BINARY_DIR}/generated/movaLegacyRecording.rc @ONLY)
 set_source_files_properties(${CMAKE_BINARY_DIR}/generated/movaLegacyRecording.rc
-  PROPERTIES OBJECT_DEPENDS "${MLR_TLB};${CMAKE_SOURCE_DIR}/server/KrfLoader.rgs;${CMAKE_SOURCE_DIR}/server/ChannelResampler.rgs")
+  PROPERTIES OBJECT_DEPENDS "${MLR_TLB};${CMAKE_SOURCE_DIR}/server/KrfLoader.rgs;${CMAKE_SOURCE_DIR}/server/ChannelResampler.rgs;${CMAKE_SOURCE_DIR}/server/error_messages.inc")
 
 add_library(movaLegacyRecording SHARED ${MLR_SOURCES}
   ${CMAKE_BINARY_DIR}/generated/movaLegacyRecording.rc

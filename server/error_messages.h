@@ -1,6 +1,6 @@
 // The library's message table: the numbered texts that the exported data
-// functions report as rich errors (see error_raiser.h), and the source text
-// those errors carry.
+// functions report as rich errors (see error_raiser.h). The table itself is
+// server/error_messages.inc, shared with the DLL's string-table resource.
 //
 // The table is fixed data, built into the library; lookups need no lock and
 // the returned texts live as long as the process.
@@ -10,21 +10,12 @@
 
 namespace mlr {
 
-// Message numbers. The status of a raised message is 0x80040000 | number.
+// Message numbers (server/error_messages.inc). The status of a raised
+// message is 0x80040000 | number.
 enum MessageNumber : uint32_t {
-  kMsgIndexOutOfRange = 10001,
-  kMsgRecordingCannotBeReviewed = 10100,
-  kMsgRecordingIsReadOnly = 10101,
-  kMsgRecordingDeleted = 10102,
-  kMsgTimeOutOfRange = 10103,
-  kMsgDataNotAvailable = 10104,
-  kMsgInvalidChannelInfo = 10200,
-  kMsgInvalidNormsetIndex = 10201,
-  kMsgNoHorizontalNormsets = 10202,
-  kMsgBitNumberOutOfRange = 10300,
-  kMsgEventChannelOperation = 10301,
-  kMsgNoVerticalNormsets = 10302,
-  kMsgNoSamplesInTimezone = 10400,
+#define MLR_MESSAGE(number, name, text) name = number,
+#include "server/error_messages.inc"
+#undef MLR_MESSAGE
 };
 
 // Publishes the table as the library's string resources (LoadStringA on

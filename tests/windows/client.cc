@@ -141,6 +141,22 @@ void ReadThroughVtables(IRecording* recording) {
         std::printf("\n");
         SafeArrayDestroy(scaled);
       }
+      if (g == 1) {
+        // A normset the group lacks: the library's message, from the DLL's
+        // string table, as the thread's error information.
+        SAFEARRAY* none = nullptr;
+        const HRESULT hr = group->GetScaledMuxData(&list, 99, 1, 3, 1, &none);
+        IErrorInfo* info = nullptr;
+        BSTR text = nullptr;
+        if (GetErrorInfo(0, &info) == S_OK && info) {
+          info->GetDescription(&text);
+          info->Release();
+        }
+        std::printf("normset 99: 0x%08lX %s\n", static_cast<unsigned long>(hr),
+                    Narrow(text).c_str());
+        SysFreeString(text);
+        if (none) SafeArrayDestroy(none);
+      }
       SafeArrayDestroy(list);
       first->Release();
     }

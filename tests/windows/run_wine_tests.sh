@@ -90,6 +90,10 @@ check "C++ client: recording" "$(cat "$work/expected.txt")" \
 check "C++ client: GetMuxData" "$(cat "$work/samples.txt")" "$(grep -E '^group [0-9]+: vt=2 samples' <<< "$client" | sed 's/vt=2 //')"
 check "C++ client: GetScaledMuxData through the group (the registered DLL's export)" \
   "$(cat "$work/scaled.txt")" "$(grep -E '^group [0-9]+: scaled' <<< "$client")"
+linux_text=$("$krf" data "$work/sample.krf" --group 1 --hnorm 99 --scaled 2>&1 |
+  sed -n 's/.*GetScaledMuxData failed (\(.*\)): \(0x[0-9A-F]*\).*/normset 99: \2 \1/p')
+check "C++ client: a message from the DLL's string table, as the Linux text" \
+  "${linux_text:-(krf data gave no message)}" "$(grep '^normset 99' <<< "$client")"
 check "C++ client: IDispatch" "dispatch title=$(sed -n 's/^title=//p' "$work/expected.txt") groups=$groups" \
   "$(grep '^dispatch title' <<< "$client")"
 check "C++ client: rich error" \
