@@ -1,5 +1,6 @@
 #include "model/channel_array.h"
 
+#include <cstdint>
 #include <new>
 
 namespace mlr::model {
