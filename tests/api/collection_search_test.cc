@@ -237,20 +237,6 @@ class Bookmarks final : public fake::Object<IBookmarks, IID_IBookmarks> {
   Bookmark items_[3] = {Bookmark(1.0), Bookmark(2.0), Bookmark(3.0)};
 };
 
-TEST(CollectionSearch, ItemsWithoutATimemarkAreSkippedOrEndTheSearch) {
-  fake::Recording recording;
-  recording.SetTimes(0.0, 10.0);
-  Timemarks marks;
-  recording.SetCollection(&marks);
-  EXPECT_EQ(Times(&recording, kalRecColMarkers, kVoid, kVoid, 10), (std::vector<double>{1, 3}));
-  EXPECT_EQ(Found(&recording, kalRecColMarkers, 1.0, 0), 1);
-  EXPECT_EQ(Found(&recording, kalRecColMarkers, 2.0, 0), 0);  // item 2 is no time mark
-  EXPECT_EQ(Found(&recording, kalRecColMarkers, 1.5, 1), 0);
-  EXPECT_EQ(Found(&recording, kalRecColMarkers, 2.5, 1), 3);
-  EXPECT_EQ(recording.Outstanding(), 0);
-  EXPECT_EQ(marks.Outstanding(), 0);
-}
-
 TEST(CollectionSearch, BookmarksWithoutTimemarksAreWalked) {
   fake::Recording recording;
   recording.SetTimes(0.0, 10.0);
@@ -284,7 +270,7 @@ TEST(CollectionSearch, BookmarksWithoutTimemarksAreWalked) {
   EXPECT_EQ(bookmarks.Outstanding(), 0);
 }
 
-TEST(CollectionSearch, FailuresOfTheRecordingAreReturned) {
+TEST(CollectionSearch, ItemsWithoutATimemarkAreSkippedOrEndTheSearchAndFailuresAreReturned) {
   fake::Recording recording;
   recording.SetTimes(0.0, 10.0);
   SAFEARRAY* items = nullptr;
@@ -294,9 +280,14 @@ TEST(CollectionSearch, FailuresOfTheRecordingAreReturned) {
             E_NOTIMPL);
   EXPECT_EQ(FindItemFromTimeCollection(&recording, kalRecColMarkers, 0.0, 0, item.put()),
             E_NOTIMPL);
-  // Start and end: read only for void bounds by the listing.
   Timemarks marks;
   recording.SetCollection(&marks);
+  EXPECT_EQ(Times(&recording, kalRecColMarkers, kVoid, kVoid, 10), (std::vector<double>{1, 3}));
+  EXPECT_EQ(Found(&recording, kalRecColMarkers, 1.0, 0), 1);
+  EXPECT_EQ(Found(&recording, kalRecColMarkers, 2.0, 0), 0);  // item 2 is no time mark
+  EXPECT_EQ(Found(&recording, kalRecColMarkers, 1.5, 1), 0);
+  EXPECT_EQ(Found(&recording, kalRecColMarkers, 2.5, 1), 3);
+  // Start and end: read only for void bounds by the listing.
   recording.FailTimes(E_ACCESSDENIED);
   EXPECT_EQ(GetEventTimesFromCollection(&recording, kalRecColMarkers, kVoid, 5.0, 5, &items),
             E_ACCESSDENIED);

@@ -228,6 +228,8 @@ TEST(RecordingTimeToDATE, CountsDaysFrom1899) {
 // Time zones with a fixed bias, one with daylight saving all year round (so
 // its daylight bias is in force whatever today is), and a real zone whose
 // expectation comes from the C library at run time.
+constexpr int32_t kToday = std::numeric_limits<int32_t>::min();  // today's bias
+
 struct Zone {
   const char* tz;
   int32_t bias;  // UTC minus local, seconds; checked against the C library too
@@ -237,11 +239,16 @@ const Zone kZones[] = {
     {"JST-9", -32400},
     {"NST+3:30", 12600},
     {"EST5EDT,0/0,J365/25", 14400},
+    {"Europe/Berlin", kToday},
 };
 
 TEST(LocalTime, ConvertsWithTheCurrentBias) {
-  for (const Zone& zone : kZones) {
+  for (Zone zone : kZones) {
     ScopedTimeZone scoped(zone.tz);
+    if (zone.bias == kToday) {
+      zone.bias = CurrentBias();
+      EXPECT_TRUE(zone.bias == -3600 || zone.bias == -7200);
+    }
     ASSERT_EQ(CurrentBias(), zone.bias) << zone.tz;
 
     // Across a year boundary in both directions.
@@ -268,22 +275,9 @@ TEST(LocalTime, ConvertsWithTheCurrentBias) {
     ASSERT_EQ(RecordingTimeToDATE(2004, 60, 600.0, VARIANT_TRUE, &local), S_OK);
     EXPECT_DOUBLE_EQ(local, utc - zone.bias / kDay) << zone.tz;
   }
-}
 
-TEST(LocalTime, FollowsARealZoneAndRejectsNullPointers) {
-  ScopedTimeZone scoped("Europe/Berlin");
-  const int32_t bias = CurrentBias();
-  EXPECT_TRUE(bias == -3600 || bias == -7200);
   LONG y = 2004, d = 1;
-  double t = 1800.0;
-  ASSERT_EQ(LocalTimeToRecordingTime(&y, &d, &t), S_OK);
-  const Utc want = Split(Instant(2004, 1, 1800) + bias);
-  EXPECT_EQ(y, want.year);
-  EXPECT_EQ(d, want.yday);
-  EXPECT_EQ(t, want.seconds);
-
-  y = 2004, d = 1;
-  t = 5.0;
+  double t = 5.0;
   EXPECT_EQ(RecordingTimeToLocalTime(&y, nullptr, &t), E_POINTER);
   EXPECT_EQ(LocalTimeToRecordingTime(nullptr, &d, &t), E_POINTER);
   EXPECT_EQ(LocalTimeToRecordingTime(&y, &d, nullptr), E_POINTER);
