@@ -1,8 +1,9 @@
 // GetEventTimesFromCollection and FindItemFromTimeCollection on the
-// in-memory recording (markers, bookmarks, triggers), on a recording file
-// (voice marks) and on fakes for what the model never produces (items
-// without ITimemark, bookmark collections without ITimemarks, failing
-// recordings).
+// in-memory recording (markers, bookmarks, triggers) and on fakes for what
+// the model never produces (items without ITimemark, bookmark collections
+// without ITimemarks, failing recordings). Recording files, voice marks
+// included, are searched through `krf events` and `krf find` by
+// interop_values.py.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -20,7 +21,6 @@ namespace {
 
 using mlr::ComPtr;
 using mlr::api::test::kVoid;
-using mlr::api::test::OpenBuilderFile;
 
 // Markers at 1, 2, 3 and 12; bookmarks at 0.5, 2 ("b"), 2 ("c"), 7;
 // triggers at 1.5 and 4; the data run from 0 to 10 s.
@@ -145,22 +145,6 @@ TEST(FindItemFromTimeCollection, AtAfterAndBefore) {
   // Nothing to search.
   EXPECT_EQ(Found(r.get(), kalRecColVoicemarks, 1.0, 0), 0);
   EXPECT_EQ(Found(r.get(), kalRecColPhysicalChannelConfig, 1.0, 0), 0);
-}
-
-TEST(CollectionSearch, ReadsTheCollectionsOfARecordingFile) {
-  // Markers at 0.25 and 2.2 (the one at 0.5 is flagged off), bookmarks at
-  // 0.1 and 2.05, triggers at 0, 1.2 and 1.3, a voice mark at 0.75; the data
-  // end at 2.699 s.
-  ComPtr<IRecording> r = OpenBuilderFile(mlr::testing::SampleRecording());
-  ASSERT_TRUE(r);
-  EXPECT_EQ(Times(r.get(), kalRecColVoicemarks, kVoid, kVoid, 5), (std::vector<double>{0.75}));
-  EXPECT_EQ(Times(r.get(), kalRecColMarkers, kVoid, kVoid, 5), (std::vector<double>{0.25, 2.2}));
-  EXPECT_EQ(Times(r.get(), kalRecColBookmarks, 0.1, 2.0, 5), (std::vector<double>{0.1}));
-  EXPECT_EQ(Times(r.get(), kalRecColTriggers, 1.0, kVoid, 5), (std::vector<double>{1.2, 1.3}));
-  EXPECT_EQ(Found(r.get(), kalRecColVoicemarks, 0.75, 0), 1);
-  EXPECT_EQ(Found(r.get(), kalRecColVoicemarks, 0.75, 1), 0);
-  EXPECT_EQ(Found(r.get(), kalRecColMarkers, 1.0, 1), 2);
-  EXPECT_EQ(Found(r.get(), kalRecColTriggers, 1.25, -1), 2);
 }
 
 // --- Fakes ---------------------------------------------------------------
