@@ -10,24 +10,9 @@ const idl::File& Idl() {
   return file;
 }
 
-#define CATALOGUE_IID(I) {#I, &IID_##I}
+#define CATALOGUE_IID(I) {#I, &IID_##I},
 const std::vector<NamedGuid>& HeaderIids() {
-  static const std::vector<NamedGuid> v = {
-      CATALOGUE_IID(IRecording),         CATALOGUE_IID(IChannelGroups),
-      CATALOGUE_IID(IChannelGroup),      CATALOGUE_IID(IChannelInfos),
-      CATALOGUE_IID(IChannelInfo),       CATALOGUE_IID(IHNorms),
-      CATALOGUE_IID(IHNorm),             CATALOGUE_IID(IVNorms),
-      CATALOGUE_IID(IVNorm),             CATALOGUE_IID(ITimemark),
-      CATALOGUE_IID(ITimemarks),         CATALOGUE_IID(IVoiceMark),
-      CATALOGUE_IID(IVoiceMarks),        CATALOGUE_IID(ITriggerInfo),
-      CATALOGUE_IID(ITriggerInfos),      CATALOGUE_IID(IMarker),
-      CATALOGUE_IID(IMarkers),           CATALOGUE_IID(IBookmark),
-      CATALOGUE_IID(IBookmarks),         CATALOGUE_IID(IPhysicalChannel),
-      CATALOGUE_IID(IPhysicalChannels),  CATALOGUE_IID(IDisplayPage),
-      CATALOGUE_IID(IDisplayPages),      CATALOGUE_IID(IKrfLoader),
-      CATALOGUE_IID(ISaveRecordingProgress), CATALOGUE_IID(IRecordingProgress),
-      CATALOGUE_IID(IChannelResampler),  CATALOGUE_IID(IRecordings),
-  };
+  static const std::vector<NamedGuid> v = {CATALOGUE_INTERFACES(CATALOGUE_IID)};
   return v;
 }
 #undef CATALOGUE_IID

@@ -8,6 +8,14 @@
 #include "LegacyRecording.h"
 #include "tests/catalogue/idl_parser.h"
 
+// Every interface of the library, in IDL order: X(IRecording) ...
+#define CATALOGUE_INTERFACES(X) \
+  X(IRecording) X(IChannelGroups) X(IChannelGroup) X(IChannelInfos) X(IChannelInfo) X(IHNorms) \
+  X(IHNorm) X(IVNorms) X(IVNorm) X(ITimemark) X(ITimemarks) X(IVoiceMark) X(IVoiceMarks) \
+  X(ITriggerInfo) X(ITriggerInfos) X(IMarker) X(IMarkers) X(IBookmark) X(IBookmarks) \
+  X(IPhysicalChannel) X(IPhysicalChannels) X(IDisplayPage) X(IDisplayPages) X(IKrfLoader) \
+  X(ISaveRecordingProgress) X(IRecordingProgress) X(IChannelResampler) X(IRecordings)
+
 namespace catalogue_test {
 
 // The IDL file of the source tree, parsed once; a parse error fails every

@@ -144,20 +144,9 @@ struct NamedTable {
   const char* name;
   const mlr::dispatch::Table* table;
 };
-#define T(I) {#I, &DispatchTableOf<I>::kTable}
+#define T(I) {#I, &DispatchTableOf<I>::kTable},
 const std::vector<NamedTable>& DispatchTables() {
-  static const std::vector<NamedTable> v = {
-      T(IRecording),        T(IChannelGroups),     T(IChannelGroup),
-      T(IChannelInfos),     T(IChannelInfo),       T(IHNorms),
-      T(IHNorm),            T(IVNorms),            T(IVNorm),
-      T(ITimemark),         T(ITimemarks),         T(IVoiceMark),
-      T(IVoiceMarks),       T(ITriggerInfo),       T(ITriggerInfos),
-      T(IMarker),           T(IMarkers),           T(IBookmark),
-      T(IBookmarks),        T(IPhysicalChannel),   T(IPhysicalChannels),
-      T(IDisplayPage),      T(IDisplayPages),      T(IKrfLoader),
-      T(ISaveRecordingProgress), T(IRecordingProgress), T(IChannelResampler),
-      T(IRecordings),
-  };
+  static const std::vector<NamedTable> v = {CATALOGUE_INTERFACES(T)};
   return v;
 }
 #undef T
