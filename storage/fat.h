@@ -40,7 +40,10 @@ class Fat {
 
   // Adds `count` sectors to the end of `chain`: after its last sector where
   // those are free, else in free holes (small requests), else as one run at
-  // the end of the file.
+  // the end of the file. A chain of 16 MiB or more that needs new FAT
+  // sectors there gets extra ones (up to 1 MiB of them, capacity for its
+  // later growth) so that its run is aligned in the file as in the stream
+  // modulo 1 MiB.
   Status Allocate(uint64_t count, Chain* chain);
   // Cuts `chain` to n sectors and frees the rest.
   void Truncate(Chain* chain, uint64_t n);
@@ -60,7 +63,13 @@ class Fat {
  private:
   void Set(uint32_t s, uint32_t value);
   uint64_t DifatCapacity() const;
+  void AddFatSector();
+  // Adds FAT and DIFAT sectors until `extra` more sectors fit in the table.
   Status EnsureCapacity(uint64_t extra);
+  // Adds FAT sectors (room for later growth) until the next sector at the
+  // end of the file sits at chain index `index` modulo 1 MiB of file offset,
+  // keeping room for `extra` sectors.
+  Status AlignEnd(uint64_t index, uint64_t extra);
   void FreeOne(uint32_t s);
 
   uint32_t sector_size_;

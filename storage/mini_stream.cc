@@ -3,6 +3,9 @@
 #include "storage/le.h"
 #include "storage/sector_ids.h"
 
+#include <algorithm>
+#include <cstring>
+
 namespace mlr::storage {
 
 Status MiniStream::Load(const Header& h, const SectorIo& io, const Fat& fat, const DirEntry& root,
@@ -97,17 +100,50 @@ Status MiniStream::ForEachPiece(const Chain& chain, uint64_t pos, size_t n, Fn&&
   });
 }
 
+Status MiniStream::ReadData(const SectorIo& io, uint64_t at, uint8_t* out, size_t n) const {
+  const uint64_t stream_bytes = data_.size() * sector_size_;
+  if (at > stream_bytes || n > stream_bytes - at) return Corrupt("mini stream: a read beyond its sectors");
+  while (n > 0) {
+    const uint64_t begin = at / kKeptBytes * kKeptBytes;
+    if (kept_begin_ != begin || at >= begin + kept_.size()) {  // not kept, or kept before the stream grew
+      kept_.resize(static_cast<size_t>(std::min<uint64_t>(kKeptBytes, stream_bytes - begin)));
+      kept_begin_ = kNoneKept;  // until the read succeeds
+      MLR_RETURN_IF_ERROR(io.ReadChain(data_, begin, kept_.data(), kept_.size()));
+      kept_begin_ = begin;
+    }
+    const size_t skip = static_cast<size_t>(at - begin);
+    const size_t take = std::min(n, kept_.size() - skip);
+    std::memcpy(out, kept_.data() + skip, take);
+    at += take;
+    out += take;
+    n -= take;
+  }
+  return Status::Ok();
+}
+
+void MiniStream::UpdateKept(uint64_t at, const uint8_t* in, size_t n) const {
+  if (kept_begin_ == kNoneKept) return;
+  const uint64_t end = kept_begin_ + kept_.size();
+  const uint64_t from = std::max(at, kept_begin_), to = std::min(at + n, end);
+  if (from < to) std::memcpy(kept_.data() + (from - kept_begin_), in + (from - at), static_cast<size_t>(to - from));
+}
+
 Status MiniStream::Read(const SectorIo& io, const Chain& chain, uint64_t pos, void* buf, size_t n) const {
   auto* out = static_cast<uint8_t*>(buf);
   return ForEachPiece(chain, pos, n, [&](uint64_t at, size_t off, size_t len) {
-    return io.ReadChain(data_, at, out + off, len);
+    return ReadData(io, at, out + off, len);
   });
 }
 
 Status MiniStream::Write(const SectorIo& io, const Chain& chain, uint64_t pos, const void* buf, size_t n) const {
   const auto* in = static_cast<const uint8_t*>(buf);
   return ForEachPiece(chain, pos, n, [&](uint64_t at, size_t off, size_t len) {
-    return io.WriteChain(data_, at, in + off, len);
+    Status st = io.WriteChain(data_, at, in + off, len);
+    if (st.ok())
+      UpdateKept(at, in + off, len);
+    else
+      kept_begin_ = kNoneKept;  // what the file holds now is unknown
+    return st;
   });
 }
 

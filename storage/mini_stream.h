@@ -7,6 +7,15 @@
 // FAT, every mini link in range; mini chains of streams are validated when
 // walked, each mini sector used once. Not thread-safe: the engine calls it
 // under its file lock.
+//
+// Reads keep the last 64 KiB of the mini stream they touched in memory
+// (an aligned piece, fewer at its end): small streams lie next to each
+// other, so reading many of them in turn reads each part of the mini stream
+// from the file once instead of once per stream. Every write to the mini
+// stream goes through Write, which updates that copy; nothing else writes
+// the mini stream's sectors (they are never freed). A piece kept before the
+// mini stream grew ends where the mini stream ended then; a read beyond
+// that reads the piece again.
 #pragma once
 
 #include "storage/chain.h"
@@ -52,6 +61,10 @@ class MiniStream {
   }
   template <typename Fn>
   Status ForEachPiece(const Chain& chain, uint64_t pos, size_t n, Fn&& fn) const;
+  // Bytes [at, at + n) of the mini stream through the kept piece.
+  Status ReadData(const SectorIo& io, uint64_t at, uint8_t* out, size_t n) const;
+  // Brings bytes [at, at + n) of the mini stream, just written, into the kept piece.
+  void UpdateKept(uint64_t at, const uint8_t* in, size_t n) const;
 
   uint32_t sector_size_;
   uint32_t per_sector_;
@@ -61,6 +74,10 @@ class MiniStream {
   Chain data_;          // sectors holding the mini stream
   bool dirty_ = false;
   uint32_t free_hint_ = 0;
+  static constexpr uint64_t kKeptBytes = 64 << 10;
+  static constexpr uint64_t kNoneKept = UINT64_MAX;
+  mutable uint64_t kept_begin_ = kNoneKept;  // mini stream offset of kept_
+  mutable std::vector<uint8_t> kept_;
 };
 
 }  // namespace mlr::storage

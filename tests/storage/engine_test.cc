@@ -251,7 +251,8 @@ TEST_P(EngineVersions, AGrowingStreamIsWrittenWithoutHoles) {
 
 TEST_P(EngineVersions, RandomChangesMatchAModel) {
   // Random creates, writes, resizes, renames and destroys on two storages,
-  // checked against a plain model after every reopen.
+  // checked against a plain model after every reopen, and streams read back
+  // in between (what reads keep in memory must follow every change).
   Fixture f;
   std::map<std::u16string, std::vector<uint8_t>> model[2];
   uint32_t x = 12345;
@@ -269,6 +270,9 @@ TEST_P(EngineVersions, RandomChangesMatchAModel) {
       const int s = static_cast<int>(rnd(2));
       const std::u16string name = u"N" + std::u16string(1, static_cast<char16_t>(u'a' + rnd(20)));
       auto& m = model[s];
+      if (m.count(name) && rnd(3) == 0) {
+        EXPECT_EQ(ReadStream(*cf, storages[s], name), m[name]) << round << " " << op;
+      }
       switch (rnd(5)) {
         case 0:  // destroy
           EXPECT_EQ(cf->DestroyElement(storages[s], name).ok(), m.erase(name) == 1);
@@ -316,6 +320,58 @@ TEST_P(EngineVersions, RandomChangesMatchAModel) {
       }
     }
   }
+}
+
+TEST(Engine, AFailedWriteOfASmallStreamLeavesWhatTheFileHolds) {
+  auto bytes = std::make_shared<MemoryFile::Bytes>();
+  auto faulty = std::make_unique<testing::FaultyFile>(std::make_unique<MemoryFile>(bytes));
+  testing::FaultyFile* file = faulty.get();
+  auto cf = CompoundFile::Create(std::move(faulty), u"mem", 4);
+  ASSERT_TRUE(cf.ok());
+  WriteStream(**cf, CompoundFile::kRoot, u"A", Pattern(300, 1));
+  EXPECT_EQ(ReadStream(**cf, CompoundFile::kRoot, u"A"), Pattern(300, 1));
+  auto node = *(*cf)->OpenStream(*(*cf)->Find(CompoundFile::kRoot, u"A"));
+  file->FailWritesAfter(0);
+  const auto other = Pattern(300, 2);
+  EXPECT_FALSE((*cf)->Write(*node, 0, other.data(), other.size()).ok());
+  file->FailWritesAfter(INT64_MAX);
+  node.reset();
+  EXPECT_EQ(ReadStream(**cf, CompoundFile::kRoot, u"A"), Pattern(300, 1));
+}
+
+TEST_P(EngineVersions, ALongStreamIsAlignedInTheFileAsInTheStream) {
+  // Past 16 MiB, the FAT sectors a growing stream needs come in a group that
+  // puts its next data at a file offset equal to its stream position modulo
+  // 1 MiB, so later 64 KiB blocks start on 64 KiB boundaries of the file.
+  Fixture f;
+  auto cf = f.Create(GetParam());
+  auto node = *cf->OpenStream(*cf->CreateElement(CompoundFile::kRoot, u"S", EntryType::kStream, false));
+  const size_t block = 64 << 10, total = 24 << 20;
+  for (size_t pos = 0; pos < total; pos += block) {
+    const auto data = Pattern(block, static_cast<uint32_t>(pos / block));
+    ASSERT_TRUE(cf->Write(*node, pos, data.data(), data.size()).ok());
+  }
+  ASSERT_TRUE(cf->Flush().ok());
+  const std::vector<uint8_t> bytes = MemoryFile(f.bytes).Snapshot();
+  EXPECT_LT(bytes.size(), total + (2u << 20));
+  for (size_t pos = total - 4 * block; pos < total; pos += block) {
+    const auto data = Pattern(block, static_cast<uint32_t>(pos / block));
+    bool found = false;
+    for (size_t at = pos % (1 << 20); at + block <= bytes.size() && !found; at += 1 << 20)
+      found = std::equal(data.begin(), data.end(), bytes.begin() + static_cast<std::ptrdiff_t>(at));
+    EXPECT_TRUE(found) << "the block at stream offset " << pos << " is not at a file offset equal modulo 1 MiB";
+  }
+  node.reset();
+  cf.reset();
+  auto back = f.Open();
+  ASSERT_TRUE(back.ok()) << back.status().message();
+  const auto read = ReadStream(**back, CompoundFile::kRoot, u"S");
+  ASSERT_EQ(read.size(), total);
+  for (size_t pos = 0; pos < total; pos += block)
+    ASSERT_TRUE(std::equal(read.begin() + static_cast<std::ptrdiff_t>(pos),
+                           read.begin() + static_cast<std::ptrdiff_t>(pos + block),
+                           Pattern(block, static_cast<uint32_t>(pos / block)).begin()))
+        << pos;
 }
 
 TEST(Engine, ReadOnlyFileRefusesChanges) {
