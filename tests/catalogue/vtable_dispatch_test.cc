@@ -1,10 +1,9 @@
 // Member by member: the C++ vtable of every interface, its dispatch table
-// and server/LegacyRecording.idl agree. Vtable slots are read from member
-// function pointers (Itanium C++ ABI), independently of the dispatch
-// machinery; the dispatch lines are compared with the IDL declarations.
+// and server/LegacyRecording.idl agree. The slots of the header's members
+// (read from member function pointers) and the slots the dispatch lines call
+// are each compared with the slot the IDL order gives.
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <map>
 #include <set>
 
@@ -21,25 +20,6 @@ using mlr::model::DispatchTableOf;
 // IUnknown's three and IDispatch's four members come first.
 constexpr int kFirstSlot = 7;
 
-// The vtable index of a virtual member function, -1 for a non-virtual one.
-template <class Pmf>
-int SlotOf(Pmf pmf) {
-  struct Rep {
-    uintptr_t ptr;
-    ptrdiff_t adj;
-  };
-  static_assert(sizeof(Pmf) == sizeof(Rep), "Itanium member pointers are two words");
-  Rep rep;
-  std::memcpy(&rep, &pmf, sizeof rep);
-#if defined(__arm__) || defined(__aarch64__)
-  if (!(rep.adj & 1)) return -1;
-  return static_cast<int>(rep.ptr / sizeof(void*));
-#else
-  if (!(rep.ptr & 1)) return -1;
-  return static_cast<int>((rep.ptr - 1) / sizeof(void*));
-#endif
-}
-
 struct CppMember {
   std::string interface_name;
   std::string name;
@@ -50,7 +30,8 @@ struct CppMember {
 
 #define S(I, m)                                                                    \
   CppMember {                                                                      \
-    #I, #m, SlotOf(&I::m), Signature<decltype(&I::m)>::result(),                   \
+    #I, #m, mlr::dispatch::internal::VtableSlotOf<&I::m>(),                        \
+        Signature<decltype(&I::m)>::result(),                                      \
         Signature<decltype(&I::m)>::params()                                       \
   }
 // Each interface's own members; the order here does not matter, the slot is
