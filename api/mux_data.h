@@ -26,9 +26,14 @@
 //   10202; a normset of Length 0: 10400; GetMuxData failing: its status;
 //   no frame delivered: 10104.
 //   Choices:
-//   - The group's array is scaled in place of a copy, so no work buffer of
-//     ItemCount frames is made: a large ItemCount over a short normset costs
-//     only the frames delivered (and never E_OUTOFMEMORY for its size).
+//   - Full rate reads the group in chunks of about 256 KiB of raw values,
+//     each scaled while it is still in the cache, into a result sized by
+//     the first chunk (the whole answer when it holds all that was asked)
+//     or else by the frames the normset has from FirstSample on: a large
+//     ItemCount over a short normset costs only the frames there are. A
+//     chunk that comes back empty ends the data (the result is cut to the
+//     frames before it); a chunk that fails fails the call with its status.
+//     Pairs come in one read of the group, scaled from the group's array.
 //   - An analog channel without vertical normsets (VNorms null, or no
 //     normset valid at a sample's time) fails the call with 10302 naming
 //     IChannelInfo; a failing VNorms, GetFromTime, EndTime, YStep or Y0

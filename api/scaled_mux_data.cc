@@ -100,15 +100,20 @@ HRESULT ChannelRuns(const ChannelSelection& selection, const NormsetView& normse
   return S_OK;
 }
 
-// Full rate: out[c + i x width] from raw[c + i x width], width = channels.
+// Full rate: out[c + i x width] from the raw value of channel c in frame i,
+// width = channels. Frames are converted in order, a stretch at a time.
 class FullRateScaler {
  public:
-  FullRateScaler(const std::vector<std::vector<Run>>& runs, const int16_t* raw, double* out)
-      : runs_(runs), raw_(raw), out_(out), width_(runs.size()), cursor_(runs.size(), 0) {}
+  FullRateScaler(const std::vector<std::vector<Run>>& runs, double* out)
+      : runs_(runs), out_(out), width_(runs.size()), cursor_(runs.size(), 0) {}
 
-  void Convert(size_t frames) {
-    for (size_t a = 0; a < frames; a += kTileFrames) {
-      const size_t b = std::min(frames, a + kTileFrames);
+  // Frames [begin, end), whose raw values start at `raw` (frame begin); begin
+  // is where the previous call ended (0 at first).
+  void Convert(size_t begin, size_t end, const int16_t* raw) {
+    raw_ = raw;
+    begin_ = begin;
+    for (size_t a = begin; a < end; a += kTileFrames) {
+      const size_t b = std::min(end, a + kTileFrames);
       if (AdvanceTo(a, b)) {
         ConvertUniform(a, b);
       } else {
@@ -135,13 +140,12 @@ class FullRateScaler {
     if (pattern_cursor_ != cursor_) BuildPattern();
     const size_t offset = a * width_;
     for (size_t i = a; i < b; i += kPatternFrames) {
-      const size_t at = i * width_;
       const size_t count = (std::min(b, i + kPatternFrames) - i) * width_;
-      ScaleContiguous(raw_ + at, out_ + at, count, step_.data(), y0_.data());
+      ScaleContiguous(RawAt(i), out_ + i * width_, count, step_.data(), y0_.data());
     }
     for (size_t c = 0; c < width_; ++c) {
       if (runs_[c][cursor_[c]].kind == Kind::kEvent) {
-        EventStrided(raw_ + offset + c, out_ + offset + c, width_, b - a);
+        EventStrided(RawAt(a) + c, out_ + offset + c, width_, b - a);
       }
     }
   }
@@ -170,15 +174,16 @@ class FullRateScaler {
         const Run& run = runs_[c][k];
         const size_t end = std::min(run.end, b);
         const size_t offset = i * width_ + c;
+        const int16_t* raw = RawAt(i) + c;
         switch (run.kind) {
           case Kind::kZero:
             for (size_t j = i; j < end; ++j) out_[j * width_ + c] = 0.0;
             break;
           case Kind::kEvent:
-            EventStrided(raw_ + offset, out_ + offset, width_, end - i);
+            EventStrided(raw, out_ + offset, width_, end - i);
             break;
           case Kind::kAnalog:
-            ScaleStrided(raw_ + offset, width_, out_ + offset, width_, end - i, run.y0, run.step);
+            ScaleStrided(raw, width_, out_ + offset, width_, end - i, run.y0, run.step);
             break;
         }
         i = end;
@@ -186,8 +191,12 @@ class FullRateScaler {
     }
   }
 
+  // The raw values of frame i (of the stretch being converted).
+  const int16_t* RawAt(size_t i) const { return raw_ + (i - begin_) * width_; }
+
   const std::vector<std::vector<Run>>& runs_;
-  const int16_t* raw_;
+  const int16_t* raw_ = nullptr;
+  size_t begin_ = 0;
   double* out_;
   size_t width_;
   std::vector<size_t> cursor_;
@@ -214,6 +223,13 @@ void ConvertPairs(const std::vector<std::vector<Run>>& runs, const int16_t* raw,
   }
 }
 
+// Frames of one full-rate read: about 256 KiB of raw values, so that each
+// chunk is scaled while it is still in the cache.
+size_t ChunkFrames(size_t channels) {
+  constexpr size_t kChunkBytes = size_t{256} << 10;
+  return std::max(kTileFrames, kChunkBytes / (sizeof(int16_t) * std::max<size_t>(channels, 1)));
+}
+
 HRESULT ScaledMuxData(IChannelGroup* group, SAFEARRAY** channels, LONG hnorm, LONG first,
                       LONG count, LONG reduction, SAFEARRAY** result) {
   NormsetView normset;
@@ -226,26 +242,50 @@ HRESULT ScaledMuxData(IChannelGroup* group, SAFEARRAY** channels, LONG hnorm, LO
   const bool pairs = reduction >= 2;
   const size_t width = (pairs ? 2 : 1) * selection.size();
 
+  // Pairs come in one read; full rate in chunks, the first of which says
+  // whether there are more.
+  const LONG chunk = static_cast<LONG>(ChunkFrames(selection.size()));
+  const LONG asked = pairs ? count : std::min(count, chunk);
   MuxBlock block;
-  hr = block.Read(group, channels, selection, hnorm, first, count, pairs ? reduction : 1);
+  hr = block.Read(group, channels, selection, hnorm, first, asked, pairs ? reduction : 1);
   if (FAILED(hr)) return hr;
-  const size_t frames = block.frames();
+  size_t frames = block.frames();
   if (frames < 1 || width == 0) return RaiseError(kMsgDataNotAvailable, IID_IChannelGroup);
+  size_t total = frames;
+  if (asked < count) {
+    frames = std::min(frames, static_cast<size_t>(asked));
+    const int64_t available = int64_t{normset.length} - first + 1;
+    total = static_cast<size_t>(std::max<int64_t>(frames, std::min<int64_t>(count, available)));
+  }
 
   std::vector<std::vector<Run>> runs;
-  if (FAILED(hr = ChannelRuns(selection, normset, first, pairs ? reduction : 1, frames, &runs))) {
+  if (FAILED(hr = ChannelRuns(selection, normset, first, pairs ? reduction : 1, total, &runs))) {
     return hr;
   }
 
   void* data = nullptr;
   // Full rate writes every element; pairs leave event and empty columns zero.
-  SafeArrayHolder array(CreateArray(VT_R8, {width, frames}, 0, pairs, &data));
+  SafeArrayHolder array(CreateArray(VT_R8, {width, total}, 0, pairs, &data));
   if (array.get() == nullptr) return E_OUTOFMEMORY;
   if (pairs) {
     ConvertPairs(runs, block.data(), static_cast<double*>(data));
-  } else {
-    FullRateScaler(runs, block.data(), static_cast<double*>(data)).Convert(frames);
+    *result = array.release();
+    return S_OK;
   }
+  FullRateScaler scaler(runs, static_cast<double*>(data));
+  size_t done = 0;
+  for (;;) {
+    scaler.Convert(done, done + frames, block.data());
+    done += frames;
+    if (done >= total) break;
+    const LONG next = static_cast<LONG>(std::min(total - done, static_cast<size_t>(chunk)));
+    hr = block.Read(group, channels, selection, hnorm, first + static_cast<LONG>(done), next, 1);
+    if (FAILED(hr)) return hr;
+    frames = std::min(block.frames(), static_cast<size_t>(next));
+    if (frames == 0) break;
+  }
+  // A group that delivers fewer frames than its normset promised.
+  if (done < total && FAILED(hr = ShrinkLastDimension(array.get(), done))) return hr;
   *result = array.release();
   return S_OK;
 }

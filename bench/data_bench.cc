@@ -2,18 +2,31 @@
 // by side in one run:
 //
 //   ScaledMuxData            GetScaledMuxData of 8 analog channels, 1 Mi
-//                            frames per call, from the in-memory recording
-//   GroupGetMuxData          the group's own read of those frames (part of it)
+//                            frames per call, from the in-memory recording;
+//                            each result is destroyed before the next call,
+//                            as a client reading block after block does
+//   GroupGetMuxData          the group's own read of those frames in one call
+//                            (GetScaledMuxData reads them in chunks instead)
 //   PlainConversion          the same int16 block converted to double with one
 //                            y0 + ystep * x per sample (vectorised), into a
 //                            buffer kept between iterations
-//   PlainConversionNewBuffer the same into a new buffer each time, as any
-//                            function that hands out a new array must
+//   PlainConversionNewBuffer the same into a new buffer each time, whose pages
+//                            the system supplies and clears on first touch
 //   DisplayStored            GetDisplayData, 2000 points over 1e9 samples of a
 //                            generated stream with a stored reduction (1000)
 //   DisplayFullRate          the same group without a stored reduction: the
 //                            display merges every sample
 //   PlainMinMaxScan          a vectorised min/max scan of the same 1e9 samples
+//
+// Like with like: ScaledMuxData against PlainConversion. Both write 64 MiB of
+// doubles into memory that is already mapped (the library keeps a destroyed
+// large array's block for a while and hands it to the next array of about
+// the same size, so a client's next result lands where the previous one
+// was). What remains in ScaledMuxData beyond the plain loop is the reading
+// any data function has to do: the group copies the frames out of its store
+// (here memory, in a file the reader) into an array of its own, chunk by
+// chunk, and the scaling reads them from there while they are in the cache.
+// PlainConversionNewBuffer shows what a result in fresh pages would cost.
 //
 // Ratios to report: ScaledMuxData against PlainConversion (goal >= 0.8 of its
 // speed), DisplayStored against PlainMinMaxScan (goal <= 1/20 of its time),

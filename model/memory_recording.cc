@@ -12,6 +12,7 @@
 #include "model/physical_channels_impl.h"
 #include "model/recording_impl.h"
 #include "platform/com_ptr.h"
+#include "platform/safearray_uninit.h"
 
 namespace mlr::model {
 namespace {
@@ -122,16 +123,18 @@ class CMemoryChannelGroup : public CURIChannelGroupImpl {
     if (ItemCount < m) m = ItemCount < 0 ? 0 : ItemCount;
     const bool reduced = Reduction != 1;
     const ULONG rows = static_cast<ULONG>(reduced ? 2 * n : n);
+    // Left uninitialised: every element is written below.
     SAFEARRAY* array = nullptr;
     if (!reduced && n == 1) {
-      array = SafeArrayCreateVector(VT_I2, 0, static_cast<ULONG>(m));
+      SAFEARRAYBOUND bound = {static_cast<ULONG>(m), 0};
+      array = mlr::SafeArrayCreateUninitialized(VT_I2, 1, &bound);
     } else {
       SAFEARRAYBOUND bounds[2];
       bounds[0].cElements = rows;
       bounds[0].lLbound = 1;
       bounds[1].cElements = static_cast<ULONG>(m);
       bounds[1].lLbound = 1;
-      array = SafeArrayCreate(VT_I2, 2, bounds);
+      array = mlr::SafeArrayCreateUninitialized(VT_I2, 2, bounds);
     }
     if (array == nullptr) return E_OUTOFMEMORY;
     void* raw = nullptr;
@@ -144,13 +147,20 @@ class CMemoryChannelGroup : public CURIChannelGroupImpl {
     const size_t width = channel_count_;
     std::vector<size_t> columns(n);
     for (size_t c = 0; c < n; ++c) columns[c] = static_cast<size_t>(indices[c] - 1);
+    bool every_channel_in_order = n == width;
+    for (size_t c = 0; c < n && every_channel_in_order; ++c) every_channel_in_order = columns[c] == c;
     if (!reduced && m > 0) {
-      // Straight strided copy: frame after frame, the asked channels in order.
+      // Straight strided copy: frame after frame, the asked channels in order
+      // (one block copy when they are all the channels, in their order).
       // Only reached with FirstSample within the segment (m > 0), so the start
       // pointer never lies beyond the end of the frames.
       const int16_t* frame = frames.data() + static_cast<size_t>(FirstSample - 1) * width;
-      for (LONG j = 0; j < m; ++j, frame += width) {
-        for (size_t c = 0; c < n; ++c) *out++ = frame[columns[c]];
+      if (every_channel_in_order) {
+        std::copy(frame, frame + static_cast<size_t>(m) * width, out);
+      } else {
+        for (LONG j = 0; j < m; ++j, frame += width) {
+          for (size_t c = 0; c < n; ++c) *out++ = frame[columns[c]];
+        }
       }
     } else if (reduced) {
       for (LONG j = 0; j < m; ++j) {

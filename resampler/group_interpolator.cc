@@ -116,8 +116,13 @@ int32_t GroupInterpolator::Produce(FrameSource& source, int32_t n, float* analog
       const double output_time = start_time_ + static_cast<double>(item_) * x_step_;
       const double d = frame_time - output_time;
       if (d < -kSameTime) {
-        RememberFrame(frame, frame_time);
+        // Every frame before the output time is consumed, but only the last
+        // of them counts: remembering a frame replaces, channel by channel,
+        // all that the frames before it left.
         ++used_;
+        while (used_ < pass_end && block_.TimeOf(used_) - output_time < -kSameTime) ++used_;
+        const int32_t last = used_ - 1;
+        RememberFrame(block_.values + static_cast<size_t>(last) * width_, block_.TimeOf(last));
         last_item_emitted_ = false;
         continue;
       }

@@ -3,8 +3,7 @@
 #include <cmath>
 #include <limits>
 #include <new>
-
-#include "api/void_number.h"
+#include <vector>
 
 namespace mlr::resampler {
 namespace {
@@ -94,35 +93,47 @@ void GroupReader::Seek(double time) {
   position_ = position >= 0.0 ? static_cast<LONG>(position) : 0;
 }
 
+// The scan goes frame by frame over contiguous values, in stretches where
+// no analog channel changes its vertical normset. A value with the void high
+// word is a NaN, so the NaN test covers it.
 void GroupReader::MarkInvalid(double* values, int32_t frames, int32_t width) const {
   const double nan = std::numeric_limits<double>::quiet_NaN();
-  for (int32_t c = 0; c < analog_; ++c) {
-    IVNorms* vnorms = vnorms_[static_cast<size_t>(c)].get();
-    int32_t i = 0;
-    while (i < frames) {
-      const double t = start_ + static_cast<double>(position_ + i) * step_;
-      double absent = nan;  // matches nothing
-      int32_t run = frames - i;
-      ComPtr<IVNorm> vnorm;
-      if (vnorms) vnorms->GetFromTime(t, vnorm.put());
-      if (vnorm) {
-        double y0 = 0.0, y_step = 0.0, end = 0.0;
-        vnorm->get_Y0(&y0);
-        vnorm->get_YStep(&y_step);
-        vnorm->get_EndTime(&end);
-        if (y_step != 0.0) {
-          const double product = -32768.0 * y_step;  // two roundings, as the scaling
-          absent = product + y0;
+  const size_t analog = static_cast<size_t>(analog_);
+  std::vector<double> absent(analog, nan);  // a NaN matches nothing
+  std::vector<int32_t> until(analog, 0);   // the frame where the channel's normset ends
+  int32_t i = 0;
+  while (i < frames) {
+    int32_t stretch_end = frames;
+    for (size_t c = 0; c < analog; ++c) {
+      if (until[c] <= i) {
+        const double t = start_ + static_cast<double>(position_ + i) * step_;
+        absent[c] = nan;
+        until[c] = frames;
+        ComPtr<IVNorm> vnorm;
+        if (IVNorms* vnorms = vnorms_[c].get()) vnorms->GetFromTime(t, vnorm.put());
+        if (vnorm) {
+          double y0 = 0.0, y_step = 0.0, end = 0.0;
+          vnorm->get_Y0(&y0);
+          vnorm->get_YStep(&y_step);
+          vnorm->get_EndTime(&end);
+          if (y_step != 0.0) {
+            const double product = -32768.0 * y_step;  // two roundings, as the scaling
+            absent[c] = product + y0;
+          }
+          until[c] = i + RunLength(end, t, step_, frames - i);
         }
-        run = RunLength(end, t, step_, frames - i);
       }
-      double* slot = values + static_cast<size_t>(i) * width + c;
-      for (int32_t j = 0; j < run; ++j, slot += width) {
-        const double v = *slot;
-        if (v == absent || std::isnan(v) || HasVoidHighWord(v)) *slot = nan;
-      }
-      i += run;
+      if (until[c] < stretch_end) stretch_end = until[c];
     }
+    const double* absent_of = absent.data();
+    for (int32_t j = i; j < stretch_end; ++j) {
+      double* row = values + static_cast<size_t>(j) * static_cast<size_t>(width);
+      for (size_t c = 0; c < analog; ++c) {
+        const double v = row[c];
+        row[c] = (v == absent_of[c] || std::isnan(v)) ? nan : v;
+      }
+    }
+    i = stretch_end;
   }
 }
 

@@ -6,6 +6,7 @@
 #if !defined(_WIN32)
 
 #include "platform/win.h"
+#include "platform/posix/block_pool.h"
 #include "platform/safearray_uninit.h"
 
 #include <cstdint>
@@ -204,7 +205,12 @@ HRESULT SafeArrayAllocData(SAFEARRAY* psa) {
   if (!psa) return E_INVALIDARG;
   size_t bytes;
   if (!ByteCount(psa, &bytes)) return E_OUTOFMEMORY;
-  void* data = std::calloc(1, bytes ? bytes : 1);
+  void* data = mlr::posix::PoolTake(bytes);
+  if (data) {
+    std::memset(data, 0, bytes);
+  } else {
+    data = std::calloc(1, bytes ? bytes : 1);
+  }
   if (!data) return E_OUTOFMEMORY;
   psa->pvData = data;
   return S_OK;
@@ -231,7 +237,11 @@ SAFEARRAY* SafeArrayCreateUninitialized(VARTYPE vt, UINT cDims, SAFEARRAYBOUND* 
   if (FAILED(SafeArrayAllocDescriptorEx(vt, cDims, &psa))) return nullptr;
   for (UINT i = 0; i < cDims; ++i) psa->rgsabound[i] = rgsabound[cDims - 1 - i];
   size_t bytes;
-  void* data = ByteCount(psa, &bytes) ? std::malloc(bytes ? bytes : 1) : nullptr;
+  void* data = nullptr;
+  if (ByteCount(psa, &bytes)) {
+    data = mlr::posix::PoolTake(bytes);
+    if (!data) data = std::malloc(bytes ? bytes : 1);
+  }
   if (!data) {
     SafeArrayDestroyDescriptor(psa);
     return nullptr;
@@ -254,7 +264,10 @@ HRESULT SafeArrayDestroyData(SAFEARRAY* psa) {
   uint64_t cells;
   if (CellCount(psa, &cells)) ClearCells(psa, static_cast<unsigned char*>(psa->pvData), cells);
   if (!(psa->fFeatures & (FADF_STATIC | FADF_EMBEDDED | FADF_AUTO))) {
-    std::free(psa->pvData);
+    size_t bytes = 0;
+    if (!ByteCount(psa, &bytes) || !mlr::posix::PoolKeep(psa->pvData, bytes)) {
+      std::free(psa->pvData);
+    }
     psa->pvData = nullptr;
   }
   return S_OK;

@@ -157,39 +157,91 @@ TEST_P(ScaledMuxData, RejectsMissingArguments) {
 
 INSTANTIATE_TEST_SUITE_P(MemoryAndFile, ScaledMuxData, ::testing::Bool());
 
-// Many frames, with normset changes falling inside and on the edges of the
-// blocks the conversion works in, a void stretch (YStep void) and columns of
-// every kind side by side.
-TEST(ScaledMuxDataLong, MatchesSampleBySample) {
-  TestGroup g;
-  g.channels = {{false, {{0.25, 0.001, 0.0}, {0.0, kVoid, 255.5}, {-1.5, 0.003, 258.0},
-                         {2.0, -0.7, 700.3}}},
-                {false, {{1e-3, 3.3, 0.0}}},
-                {true, {}},
-                {false, {{0.0, 1.0, 0.0}, {7.0, 0.1, 512.0}, {8.0, 0.2, 512.5}}}};
-  g.segments = {PatternSegment(g, 0, 0.0, 1.0, 1500)};
-  const ComPtr<IRecording> recording = InMemory({g});
-  const ComPtr<IChannelGroup> group = GroupOf(recording.get(), 1);
-  std::vector<ComPtr<IChannelInfo>> ch;
-  for (LONG c = 1; c <= 4; ++c) ch.push_back(ChannelOf(group.get(), c));
-  const Call call = Scaled(group.get(), {ch[0].get(), ch[1].get(), ch[2].get(), ch[3].get()}, 1,
-                           7, 1400, 1);
+// Many frames, read from the group in several chunks, with normset changes
+// falling inside and on the edges of the blocks the conversion works in (one
+// on the first frame of the second chunk: 32768 frames for four channels,
+// read from frame 7 on), a void stretch (YStep void) and columns of every
+// kind side by side; in memory and from a file.
+class ScaledMuxDataLong : public ::testing::TestWithParam<bool> {
+ protected:
+  static constexpr LONG kFirst = 7;
+  static constexpr LONG kCount = 69990;
+
+  void SetUp() override {
+    g_.channels = {{false, {{0.25, 0.001, 0.0}, {0.0, kVoid, 255.5}, {-1.5, 0.003, 258.0},
+                            {2.0, -0.7, 700.3}, {3.0, 0.01, 32774.0}, {-4.0, 0.02, 50000.5}}},
+                   {false, {{1e-3, 3.3, 0.0}}},
+                   {true, {}},
+                   {false, {{0.0, 1.0, 0.0}, {7.0, 0.1, 512.0}, {8.0, 0.2, 512.5}}}};
+    g_.segments = {PatternSegment(g_, 0, 0.0, 1.0, 70000)};
+    recording_ = GetParam() ? InFile({g_}) : InMemory({g_});
+    ASSERT_TRUE(recording_);
+    group_ = GroupOf(recording_.get(), 1);
+    for (LONG c = 1; c <= 4; ++c) ch_.push_back(ChannelOf(group_.get(), c));
+  }
+
+  Call Read(IChannelGroup* group) {
+    return Scaled(group, {ch_[0].get(), ch_[1].get(), ch_[2].get(), ch_[3].get()}, 1, kFirst,
+                  kCount, 1);
+  }
+
+  // The first `frames` frames of `out` hold what the description gives.
+  void ExpectFrames(const Contents<double>& out, size_t frames) {
+    size_t void_count = 0;
+    for (size_t i = 0; i < frames; ++i) {
+      const size_t f = i + kFirst - 1;
+      const double t = g_.TimeOf(0, f);
+      for (size_t c : {0u, 1u, 3u}) {
+        ASSERT_EQ(Bits(out.values[i * 4 + c]), Bits(g_.Scaled(c, t, g_.Raw(0, f, c))))
+            << "frame " << f << " channel " << c;
+      }
+      ASSERT_EQ(EventWord(out.values[i * 4 + 2]), g_.Raw(0, f, 2));
+      if (Bits(out.values[i * 4]) == Bits(kVoid)) ++void_count;
+    }
+    EXPECT_EQ(void_count, 2u);  // samples at t = 256 and 257
+  }
+
+  TestGroup g_;
+  ComPtr<IRecording> recording_;
+  ComPtr<IChannelGroup> group_;
+  std::vector<ComPtr<IChannelInfo>> ch_;
+};
+
+TEST_P(ScaledMuxDataLong, MatchesSampleBySampleAcrossChunks) {
+  WatchedGroup watched(group_.get());
+  const Call call = Read(&watched);
   ASSERT_EQ(call.hr, S_OK);
   const Contents<double> out = Doubles(call.result.get());
-  ASSERT_EQ(out.extents, (std::vector<LONG>{4, 1400}));
-  size_t void_count = 0;
-  for (size_t i = 0; i < 1400; ++i) {
-    const size_t f = i + 6;
-    const double t = g.TimeOf(0, f);
-    for (size_t c : {0u, 1u, 3u}) {
-      ASSERT_EQ(Bits(out.values[i * 4 + c]), Bits(g.Scaled(c, t, g.Raw(0, f, c))))
-          << "frame " << f << " channel " << c;
-    }
-    ASSERT_EQ(EventWord(out.values[i * 4 + 2]), g.Raw(0, f, 2));
-    if (Bits(out.values[i * 4]) == Bits(kVoid)) ++void_count;
+  ASSERT_EQ(out.extents, (std::vector<LONG>{4, kCount}));
+  ExpectFrames(out, kCount);
+  // The chunks follow each other without a gap or an overlap.
+  ASSERT_EQ(watched.calls.size(), 3u);
+  LONG next = kFirst;
+  for (const WatchedGroup::MuxCall& c : watched.calls) {
+    EXPECT_EQ(c.first, next);
+    next += c.count;
   }
-  EXPECT_EQ(void_count, 2u);  // samples at t = 256 and 257
+  EXPECT_EQ(next, kFirst + kCount);
 }
+
+TEST_P(ScaledMuxDataLong, AChunkThatFailsOrComesBackEmpty) {
+  // An empty later chunk: the frames before it, the array cut to them.
+  WatchedGroup empty(group_.get());
+  empty.empty_at = 1;
+  const Call cut = Read(&empty);
+  ASSERT_EQ(cut.hr, S_OK);
+  const Contents<double> out = Doubles(cut.result.get());
+  ASSERT_EQ(out.extents, (std::vector<LONG>{4, 32768}));
+  ExpectFrames(out, 32768);
+  // A failing later chunk fails the call with its status.
+  WatchedGroup failing(group_.get());
+  failing.fail_at = 2;
+  const Call failed = Read(&failing);
+  EXPECT_EQ(failed.hr, E_FAIL);
+  EXPECT_EQ(failed.result.get(), nullptr);
+}
+
+INSTANTIATE_TEST_SUITE_P(MemoryAndFile, ScaledMuxDataLong, ::testing::Bool());
 
 TEST(Scaling, KeepsTwoRoundings) {
   // 3 x 0.1 rounds to 0.30000000000000004; a fused multiply-add would give

@@ -1,0 +1,138 @@
+// The pool that keeps large safe-array data blocks: what SafeArrayCreate
+// promises stays true for a reused block, the pool stays within its bounds,
+// gives its blocks back when idle, and serves several threads at once.
+#include "platform/posix/block_pool.h"
+#include "platform/safearray_uninit.h"
+#include "platform/win.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdint>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using mlr::posix::kPoolMaxBlocks;
+using mlr::posix::kPoolMaxBytes;
+using mlr::posix::kPoolMinBytes;
+using mlr::posix::PoolHeldBytes;
+using mlr::posix::PoolRelease;
+
+// A VT_UI1 vector of `bytes` elements (one byte each).
+SAFEARRAY* Bytes(size_t bytes, bool zeroed) {
+  SAFEARRAYBOUND bound = {static_cast<ULONG>(bytes), 0};
+  return zeroed ? SafeArrayCreate(VT_UI1, 1, &bound)
+                : mlr::SafeArrayCreateUninitialized(VT_UI1, 1, &bound);
+}
+
+uint8_t* DataOf(SAFEARRAY* array) { return static_cast<uint8_t*>(array->pvData); }
+
+class BlockPool : public ::testing::Test {
+ protected:
+  void SetUp() override { PoolRelease(); }
+  void TearDown() override { PoolRelease(); }
+};
+
+TEST_F(BlockPool, AReusedBlockIsZeroedForSafeArrayCreateAndGrowsWithZeros) {
+  const size_t size = 3 * kPoolMinBytes;
+  SAFEARRAY* first = Bytes(size, false);
+  ASSERT_NE(first, nullptr);
+  uint8_t* block = DataOf(first);
+  for (size_t i = 0; i < size; ++i) block[i] = 0xA5;
+  ASSERT_EQ(SafeArrayDestroy(first), S_OK);
+  EXPECT_EQ(PoolHeldBytes(), size);
+
+  // Slightly smaller: the same block comes back, cleared.
+  SAFEARRAY* second = Bytes(size - 4096, true);
+  ASSERT_NE(second, nullptr);
+  EXPECT_EQ(DataOf(second), block);
+  EXPECT_EQ(PoolHeldBytes(), 0u);
+  for (size_t i = 0; i < size - 4096; ++i) ASSERT_EQ(DataOf(second)[i], 0) << i;
+
+  // A pooled block resizes like any other data block.
+  SAFEARRAYBOUND grown = {static_cast<ULONG>(2 * size), 0};
+  DataOf(second)[0] = 7;
+  ASSERT_EQ(SafeArrayRedim(second, &grown), S_OK);
+  EXPECT_EQ(DataOf(second)[0], 7);
+  for (size_t i = size - 4096; i < 2 * size; i += 997) ASSERT_EQ(DataOf(second)[i], 0) << i;
+  ASSERT_EQ(SafeArrayDestroy(second), S_OK);
+}
+
+TEST_F(BlockPool, KeepsOnlyLargeBlocksWithinItsBoundsAndFittingRequests) {
+  SAFEARRAY* small = Bytes(kPoolMinBytes - 1, false);
+  SafeArrayDestroy(small);
+  EXPECT_EQ(PoolHeldBytes(), 0u);
+
+  // More blocks than it may hold: the newest stay.
+  std::vector<SAFEARRAY*> arrays;
+  for (size_t i = 0; i < kPoolMaxBlocks + 3; ++i) arrays.push_back(Bytes(kPoolMinBytes, false));
+  for (SAFEARRAY* a : arrays) SafeArrayDestroy(a);
+  EXPECT_EQ(PoolHeldBytes(), kPoolMaxBlocks * kPoolMinBytes);
+
+  // More bytes than it may hold: a block beyond the limit is not kept, and
+  // one that fits pushes the oldest out.
+  PoolRelease();
+  SAFEARRAY* huge = Bytes(kPoolMaxBytes + 1, false);
+  ASSERT_NE(huge, nullptr);
+  SafeArrayDestroy(huge);
+  EXPECT_EQ(PoolHeldBytes(), 0u);
+  SafeArrayDestroy(Bytes(kPoolMinBytes, false));
+  SafeArrayDestroy(Bytes(kPoolMaxBytes, false));
+  EXPECT_EQ(PoolHeldBytes(), kPoolMaxBytes);
+
+  // A request takes a block at most a quarter larger than it.
+  SAFEARRAY* half = Bytes(kPoolMaxBytes / 2, false);
+  ASSERT_NE(half, nullptr);
+  EXPECT_EQ(PoolHeldBytes(), kPoolMaxBytes);
+  SAFEARRAY* most = Bytes(kPoolMaxBytes - kPoolMaxBytes / 8, false);
+  EXPECT_EQ(PoolHeldBytes(), 0u);
+  SafeArrayDestroy(half);
+  SafeArrayDestroy(most);
+}
+
+TEST_F(BlockPool, GivesIdleBlocksBack) {
+  SafeArrayDestroy(Bytes(2 * kPoolMinBytes, false));
+  ASSERT_EQ(PoolHeldBytes(), 2 * kPoolMinBytes);
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  while (PoolHeldBytes() != 0 && std::chrono::steady_clock::now() < deadline) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  }
+  EXPECT_EQ(PoolHeldBytes(), 0u);
+  // The pool keeps working after its helper thread has ended.
+  SafeArrayDestroy(Bytes(kPoolMinBytes, false));
+  EXPECT_EQ(PoolHeldBytes(), kPoolMinBytes);
+}
+
+TEST_F(BlockPool, ServesSeveralThreadsAtOnce) {
+  // Each thread marks its arrays with its own number and checks the mark
+  // before destroying them: a block handed to two threads would show, and so
+  // would a zeroed array that still holds another thread's marks.
+  std::vector<std::thread> threads;
+  std::vector<int> wrong(4, 0);
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([t, &wrong] {
+      for (int round = 0; round < 50; ++round) {
+        const size_t size = kPoolMinBytes + static_cast<size_t>(round % 3) * 65536;
+        const bool zeroed = round % 2 == 0;
+        SAFEARRAY* a = Bytes(size, zeroed);
+        if (a == nullptr) {
+          ++wrong[t];
+          continue;
+        }
+        uint8_t* data = DataOf(a);
+        for (size_t i = 0; zeroed && i < size; i += 4096) wrong[t] += data[i] != 0;
+        for (size_t i = 0; i < size; i += 4096) data[i] = static_cast<uint8_t>(t + 1);
+        std::this_thread::yield();
+        for (size_t i = 0; i < size; i += 4096) wrong[t] += data[i] != t + 1;
+        SafeArrayDestroy(a);
+      }
+    });
+  }
+  for (std::thread& th : threads) th.join();
+  for (int t = 0; t < 4; ++t) EXPECT_EQ(wrong[t], 0) << t;
+  EXPECT_LE(PoolHeldBytes(), kPoolMaxBlocks * (kPoolMinBytes + 2 * 65536));
+}
+
+}  // namespace
