@@ -39,6 +39,25 @@ SAFEARRAY* CreateMux(VARTYPE vt, int32_t channels, int32_t n) {
   return SafeArrayCreate(vt, 2, bounds);
 }
 
+// Copies `n` items of `width` values each, from `from` (packed) into columns
+// column .. column + width - 1 of `to` (items of `to_width` values).
+template <typename T>
+void PlaceColumns(const T* from, int32_t width, int32_t n, T* to, int32_t to_width,
+                  int32_t column) {
+  if (width <= 0) return;
+  for (int32_t item = 0; item < n; ++item) {
+    std::memcpy(to + static_cast<size_t>(item) * to_width + column,
+                from + static_cast<size_t>(item) * width, sizeof(T) * width);
+  }
+}
+
+// Column `column` of `n` items of `width` values each, into `to`.
+template <typename T>
+void TakeColumn(const T* from, int32_t width, int32_t column, LONG n, T* to) {
+  const T* at = from + column;
+  for (LONG i = 0; i < n; ++i) to[i] = at[static_cast<size_t>(i) * width];
+}
+
 // The channel's group, found through its parent collection.
 ComPtr<IChannelGroup> GroupOf(IChannelInfo* channel) {
   ComPtr<IChannelInfos> parent;
@@ -250,16 +269,8 @@ HRESULT CChannelResampler::FillBuffers(int32_t n, float* analog, int16_t* events
       const int32_t a = r.group->analog_count();
       const int32_t e = r.group->event_count();
       // Items past what the group produced stay zero (the buffers start zeroed).
-      for (int32_t item = 0; item < n; ++item) {
-        if (a > 0) {
-          std::memcpy(analog + static_cast<size_t>(item) * analog_total_ + analog_column,
-                      r.analog.data() + static_cast<size_t>(item) * a, sizeof(float) * a);
-        }
-        if (e > 0) {
-          std::memcpy(events + static_cast<size_t>(item) * event_total_ + event_column,
-                      r.events.data() + static_cast<size_t>(item) * e, sizeof(int16_t) * e);
-        }
-      }
+      PlaceColumns(r.analog.data(), a, n, analog, analog_total_, analog_column);
+      PlaceColumns(r.events.data(), e, n, events, event_total_, event_column);
       analog_column += a;
       event_column += e;
     }
@@ -350,13 +361,11 @@ HRESULT STDMETHODCALLTYPE CChannelResampler::GetNextDataBuffers(LONG* lItemCount
       break;
     }
     if (c.event) {
-      const int16_t* from = static_cast<const int16_t*>(event_data) + c.column;
-      int16_t* to = static_cast<int16_t*>(out);
-      for (LONG i = 0; i < n; ++i) to[i] = from[static_cast<size_t>(i) * event_total_];
+      TakeColumn(static_cast<const int16_t*>(event_data), event_total_, c.column, n,
+                 static_cast<int16_t*>(out));
     } else {
-      const float* from = static_cast<const float*>(analog_data) + c.column;
-      float* to = static_cast<float*>(out);
-      for (LONG i = 0; i < n; ++i) to[i] = from[static_cast<size_t>(i) * analog_total_];
+      TakeColumn(static_cast<const float*>(analog_data), analog_total_, c.column, n,
+                 static_cast<float*>(out));
     }
     SafeArrayUnaccessData(column);
     VARIANT& element = static_cast<VARIANT*>(slots)[k];  // VT_EMPTY until now

@@ -3,6 +3,7 @@
 #include <cfloat>
 #include <cmath>
 #include <cstring>
+#include <limits>
 
 namespace mlr::resampler {
 namespace {
@@ -33,21 +34,14 @@ GroupInterpolator::GroupInterpolator(int32_t analog, int32_t events, double star
       start_time_(start_time),
       x_step_(x_step),
       invalid_(ToFloat(invalid_value)),
-      previous_value_(static_cast<size_t>(analog), 0.0),
-      previous_time_(static_cast<size_t>(analog), 0.0),
-      previous_valid_(static_cast<size_t>(analog), 0) {}
+      previous_(static_cast<size_t>(analog), std::numeric_limits<double>::quiet_NaN()) {}
 
+// A frame's value, NaN or not, becomes the previous one, so that a NaN
+// forgets what came before.
 void GroupInterpolator::RememberFrame(const double* frame, double frame_time) {
-  for (int32_t c = 0; c < analog_; ++c) {
-    const double v = frame[c];
-    if (std::isnan(v)) {
-      previous_valid_[c] = 0;
-    } else {
-      previous_value_[c] = v;
-      previous_time_[c] = frame_time;
-      previous_valid_[c] = 1;
-    }
-  }
+  double* previous = previous_.data();
+  for (int32_t c = 0; c < analog_; ++c) previous[c] = frame[c];
+  previous_time_ = frame_time;
 }
 
 void GroupInterpolator::EmitOnFrame(const double* frame, float* analog, int16_t* events) {
@@ -59,24 +53,28 @@ void GroupInterpolator::EmitOnFrame(const double* frame, float* analog, int16_t*
 
 void GroupInterpolator::EmitBetween(const double* frame, double frame_time, double d,
                                     float* analog, int16_t* events) {
+  const double* previous = previous_.data();
+  // Every valid previous value belongs to the frame remembered last.
+  const double span = frame_time - previous_time_;
+  const bool interpolate = span > 0.0;
+  const double share = interpolate ? d / span : 0.0;
+  // A NaN in this frame gives the invalid value; it becomes the previous
+  // value when the frame is consumed, before any other frame is looked at.
   for (int32_t c = 0; c < analog_; ++c) {
     const double v = frame[c];
+    const double p = previous[c];
     if (std::isnan(v)) {
       analog[c] = invalid_;
-      previous_valid_[c] = 0;
-      continue;
+    } else {
+      analog[c] = ToFloat(interpolate && !std::isnan(p) ? v - share * (v - p) : v);
     }
-    double value = v;
-    const double span = frame_time - previous_time_[c];
-    if (previous_valid_[c] && span > 0.0) value = v - (d / span) * (v - previous_value_[c]);
-    analog[c] = ToFloat(value);
   }
   for (int32_t e = 0; e < events_; ++e) events[e] = EventWord(frame[analog_ + e]);
 }
 
 void GroupInterpolator::EmitFinal(float* analog, int16_t* events) {
   for (int32_t c = 0; c < analog_; ++c) {
-    analog[c] = previous_valid_[c] ? ToFloat(previous_value_[c]) : invalid_;
+    analog[c] = std::isnan(previous_[c]) ? invalid_ : ToFloat(previous_[c]);
   }
   for (int32_t e = 0; e < events_; ++e) events[e] = 0;
 }

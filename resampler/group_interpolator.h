@@ -66,9 +66,10 @@ class GroupInterpolator {
   int32_t used_ = 0;  // frames of block_ consumed
   bool ended_ = false;
   bool last_item_emitted_ = true;  // nothing pending before the first frame
-  std::vector<double> previous_value_;
-  std::vector<double> previous_time_;
-  std::vector<uint8_t> previous_valid_;
+  // The analog values of the frame remembered last, NaN where there is no
+  // valid previous value, and that frame's time.
+  std::vector<double> previous_;
+  double previous_time_ = 0.0;
 };
 
 }  // namespace mlr::resampler
