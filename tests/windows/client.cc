@@ -11,6 +11,10 @@
 // engine), waits for the save to end and for the file to be closed, and
 // prints the save's end status; the runner then reads TARGET with the Linux
 // build.
+//   mlr_client --resample RECORDING START END STEP
+// creates the channel resampler by ProgID and prints the rows of every
+// channel resampled onto the grid START, START + STEP, ... END as krf
+// resample prints them (without the header).
 // Exit status 0 when every call succeeded.
 #include <cstdio>
 #include <cstdlib>
@@ -349,12 +353,82 @@ void Save(IKrfLoader* loader, const wchar_t* source, const wchar_t* target) {
   if (status != kalSRS_Ready || FAILED(error)) ++g_failures;
 }
 
+// As krf prints a float: the shortest of 6 to 9 digits that reads back.
+std::string FloatText(float value) {
+  if (value != value) return "nan";
+  char text[32];
+  for (int precision = 6; precision <= 9; ++precision) {
+    std::snprintf(text, sizeof text, "%.*g", precision, static_cast<double>(value));
+    if (std::strtof(text, nullptr) == value) break;
+  }
+  return text;
+}
+
+// Every channel of `path` through the channel resampler, one CSV row per
+// item: the time, then each channel's value (floats, or event words).
+void Resample(IKrfLoader* loader, const wchar_t* path, double start, double end, double step) {
+  CLSID clsid;
+  IChannelResampler* resampler = nullptr;
+  Check(CLSIDFromProgID(L"Movaris.Recording.ChannelResampler", &clsid), "CLSIDFromProgID");
+  Check(CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, IID_IChannelResampler,
+                         reinterpret_cast<void**>(&resampler)),
+        "CoCreateInstance ChannelResampler");
+  BSTR name = SysAllocString(path);
+  IRecording* recording = nullptr;
+  Check(loader->OpenRecording(name, &recording), "OpenRecording");
+  SysFreeString(name);
+  if (!resampler || !recording) return;
+  SAFEARRAY* channels = AllChannels(recording);
+  Check(resampler->put_StartTime(start), "put_StartTime");
+  Check(resampler->put_EndTime(end), "put_EndTime");
+  Check(resampler->put_XStep(step), "put_XStep");
+  Check(resampler->Start(&channels), "Start");
+  SafeArrayDestroy(channels);
+  for (LONG done = 0;;) {
+    LONG n = 0;
+    SAFEARRAY* result = nullptr;
+    const HRESULT hr = resampler->GetNextDataBuffers(&n, &result);
+    Check(hr, "GetNextDataBuffers");
+    if (FAILED(hr) || n == 0 || !result) {
+      if (result) SafeArrayDestroy(result);
+      break;
+    }
+    LONG lower = 0, upper = -1;  // the columns are numbered from 1
+    SafeArrayGetLBound(result, 1, &lower);
+    SafeArrayGetUBound(result, 1, &upper);
+    const LONG width = upper - lower + 1;
+    VARIANT* columns = nullptr;
+    Check(SafeArrayAccessData(result, reinterpret_cast<void**>(&columns)), "SafeArrayAccessData");
+    for (LONG i = 0; columns && i < n; ++i) {
+      std::printf("%s", Shortest(start + static_cast<double>(done + i) * step).c_str());
+      for (LONG k = 0; k < width; ++k) {
+        void* data = nullptr;
+        SafeArrayAccessData(columns[k].parray, &data);
+        if ((columns[k].vt & ~VT_ARRAY) == VT_I2) {
+          std::printf(",%d", static_cast<const SHORT*>(data)[i]);
+        } else {
+          std::printf(",%s", FloatText(static_cast<const float*>(data)[i]).c_str());
+        }
+        SafeArrayUnaccessData(columns[k].parray);
+      }
+      std::printf("\n");
+    }
+    if (columns) SafeArrayUnaccessData(result);
+    SafeArrayDestroy(result);
+    done += n;
+  }
+  recording->Release();
+  resampler->Release();
+}
+
 }  // namespace
 
 int wmain(int argc, wchar_t** argv) {
   const bool save = argc == 4 && std::wcscmp(argv[1], L"--save") == 0;
-  if (argc != 2 && !save) {
-    std::printf("usage: mlr_client RECORDING | mlr_client --save SOURCE TARGET\n");
+  const bool resample = argc == 6 && std::wcscmp(argv[1], L"--resample") == 0;
+  if (argc != 2 && !save && !resample) {
+    std::printf("usage: mlr_client RECORDING | mlr_client --save SOURCE TARGET |"
+                " mlr_client --resample RECORDING START END STEP\n");
     return 2;
   }
   Check(CoInitializeEx(nullptr, COINIT_MULTITHREADED), "CoInitializeEx");
@@ -366,6 +440,10 @@ int wmain(int argc, wchar_t** argv) {
         "CoCreateInstance");
   if (loader && save) {
     Save(loader, argv[2], argv[3]);
+    loader->Release();
+  } else if (loader && resample) {
+    Resample(loader, argv[2], std::wcstod(argv[3], nullptr), std::wcstod(argv[4], nullptr),
+             std::wcstod(argv[5], nullptr));
     loader->Release();
   } else if (loader) {
     BSTR path = SysAllocString(argv[1]);

@@ -101,6 +101,14 @@ check "C++ client: rich error" \
   "$(grep '^dispatch missing' <<< "$client")"
 check "C++ client: exports" "IsVoidNumber=-1,0 MakeValidTime=2024,1,0.5" "$(grep '^IsVoidNumber' <<< "$client")"
 
+# The channel resampler, created by ProgID: its worker threads read the
+# groups of one file at once, through the system's compound-file engine.
+wine "$win_build/mlr_client.exe" --resample "$file" 0 7.5 0.005 > "$work/resample.txt" 2>&1
+check "C++ client: ChannelResampler exit status" 0 $?
+check "C++ client: ChannelResampler rows as krf resample" \
+  "$("$krf" resample "$work/sample.krf" --start 0 --end 7.5 --step 0.005 | tail -n +2 | md5sum)" \
+  "$(tr -d '\r' < "$work/resample.txt" | grep -v '^failures=0$' | md5sum)"
+
 # The script clients.
 for script in read_recording.js read_recording.vbs; do
   wine cscript //nologo "$(winpath "$root/tests/windows/$script")" "$file" > "$work/$script.txt" 2>&1
