@@ -3,10 +3,9 @@
 #include <stdlib.h>
 
 #include <filesystem>
-#include <fstream>
 
-#include "server/module.h"
 #include "reader/text_convert.h"
+#include "server/module.h"
 #include "testing/krf_writer.h"
 
 namespace mlr::reader::test {
@@ -43,7 +42,7 @@ std::string ReaderTest::Write(const mlr::testing::RecordingSpec& spec, const std
   return WriteTree(mlr::testing::BuildTree(spec), name);
 }
 
-HRESULT ReaderTest::Open(const std::string& path, ComPtr<IRecording>* recording) {
+HRESULT Open(const std::string& path, ComPtr<IRecording>* recording) {
   ComPtr<IClassFactory> factory;
   HRESULT hr = DllGetClassObject(CLSID_KrfLoader, IID_IClassFactory, factory.put_void());
   if (FAILED(hr)) return hr;
@@ -56,22 +55,42 @@ HRESULT ReaderTest::Open(const std::string& path, ComPtr<IRecording>* recording)
   return hr;
 }
 
-ComPtr<IChannelGroup> ReaderTest::Group(IRecording* r, LONG index) {
+ComPtr<IChannelGroup> Group(IRecording* r, LONG index) {
   ComPtr<IChannelGroups> groups;
   ComPtr<IChannelGroup> group;
   if (SUCCEEDED(r->get_ChannelGroups(groups.put())) && groups) groups->get_Item(index, group.put());
   return group;
 }
 
-ComPtr<IChannelInfo> ReaderTest::Channel(IChannelGroup* g, LONG index) {
+ComPtr<IChannelInfo> Channel(IChannelGroup* g, LONG index) {
   ComPtr<IChannelInfos> infos;
   ComPtr<IChannelInfo> info;
-  if (SUCCEEDED(g->get_ChannelInfos(infos.put())) && infos) infos->get_Item(index, info.put());
+  if (g && SUCCEEDED(g->get_ChannelInfos(infos.put())) && infos) infos->get_Item(index, info.put());
   return info;
 }
 
-ReaderTest::Mux ReaderTest::GetMux(IChannelGroup* g, const std::vector<IChannelInfo*>& channels,
-                                   LONG hnorm, LONG first, LONG count, LONG reduction) {
+ComPtr<IChannelInfo> Channel(IRecording* r, LONG group, LONG index) {
+  return Channel(Group(r, group).get(), index);
+}
+
+LONG TimemarkCount(IRecording* r, kalRecordingCollection type) {
+  LONG count = -1;
+  if (ComPtr<ITimemarks> marks = CollectionOf<ITimemarks>(r, type)) marks->get_Count(&count);
+  return count;
+}
+
+ComPtr<IChannelInfo> TriggerChannel(IRecording* r, LONG index) {
+  ComPtr<IUnknown> item;
+  ComPtr<IChannelInfo> channel;
+  ComPtr<ITimemarks> triggers = CollectionOf<ITimemarks>(r, kalRecColTriggers);
+  if (triggers && SUCCEEDED(triggers->get_Item(index, item.put())) && item) {
+    if (ComPtr<ITriggerInfo> trigger = item.As<ITriggerInfo>()) trigger->get_ChannelInfo(channel.put());
+  }
+  return channel;
+}
+
+Mux GetMux(IChannelGroup* g, const std::vector<IChannelInfo*>& channels, LONG hnorm, LONG first,
+           LONG count, LONG reduction) {
   Mux mux;
   SAFEARRAY* list = SafeArrayCreateVector(VT_DISPATCH, 0, static_cast<ULONG>(channels.size()));
   for (LONG i = 0; i < static_cast<LONG>(channels.size()); ++i) {

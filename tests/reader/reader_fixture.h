@@ -1,6 +1,8 @@
-// Shared helpers of the reader's object tests: recordings written by the
-// test builder into a temporary folder (and copied as fuzz seeds into
-// $MLR_CORPUS_DIR/reader), opened through the exported class object.
+// Shared helpers of the reader's and the saver's object tests: a temporary
+// folder per test, recordings written there by the test builder (and copied
+// as fuzz seeds into $MLR_CORPUS_DIR/reader), opened through the exported
+// class object, and short ways to the groups, channels and samples of a
+// recording. tests/save builds this file into its own program.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -20,33 +22,49 @@ class ReaderTest : public ::testing::Test {
   void SetUp() override;
   void TearDown() override;
 
+  std::string Path(const std::string& name) const { return dir_ + "/" + name; }
   // Writes `spec` (or `tree`) as <temp>/<name>.krf and returns the path.
   std::string Write(const mlr::testing::RecordingSpec& spec, const std::string& name);
   std::string WriteTree(const mlr::testing::FileTree& tree, const std::string& name);
 
-  // OpenRecording through DllGetClassObject(CLSID_KrfLoader).
-  HRESULT Open(const std::string& path, ComPtr<IRecording>* recording);
-
-  ComPtr<IChannelGroup> Group(IRecording* r, LONG index);
-  ComPtr<IChannelInfo> Channel(IChannelGroup* g, LONG index);
-
-  struct Mux {
-    HRESULT hr = E_FAIL;
-    UINT dims = 0;
-    LONG lower = -1;
-    std::vector<LONG> extents;  // per dimension
-    std::vector<int16_t> values;
-  };
-  Mux GetMux(IChannelGroup* g, const std::vector<IChannelInfo*>& channels, LONG hnorm,
-             LONG first, LONG count, LONG reduction);
-
   std::string dir_;
 };
+
+// OpenRecording through DllGetClassObject(CLSID_KrfLoader).
+HRESULT Open(const std::string& path, ComPtr<IRecording>* recording);
+
+// Items of the collections, null when missing.
+ComPtr<IChannelGroup> Group(IRecording* r, LONG index);
+ComPtr<IChannelInfo> Channel(IChannelGroup* g, LONG index);
+ComPtr<IChannelInfo> Channel(IRecording* r, LONG group, LONG index);
+// The collection `type` of `r` as `Interface` (null when missing).
+template <typename Interface>
+ComPtr<Interface> CollectionOf(IRecording* r, kalRecordingCollection type) {
+  ComPtr<IUnknown> unknown;
+  ComPtr<Interface> out;
+  if (SUCCEEDED(r->get_Collection(type, unknown.put())) && unknown) out = unknown.As<Interface>();
+  return out;
+}
+// The Count of a timemark collection; -1 when it is missing.
+LONG TimemarkCount(IRecording* r, kalRecordingCollection type);
+// The channel linked to trigger `index` (null when it links to none).
+ComPtr<IChannelInfo> TriggerChannel(IRecording* r, LONG index);
+
+struct Mux {
+  HRESULT hr = E_FAIL;
+  UINT dims = 0;
+  LONG lower = -1;
+  std::vector<LONG> extents;  // per dimension
+  std::vector<int16_t> values;
+};
+Mux GetMux(IChannelGroup* g, const std::vector<IChannelInfo*>& channels, LONG hnorm, LONG first,
+           LONG count, LONG reduction);
 
 // Frames of `seg` for the kept channels, picked.
 std::vector<int16_t> Pick(const std::vector<int16_t>& frames, size_t width,
                           const std::vector<size_t>& picks, size_t first, size_t count);
 
+// The channel's name (or its bit's, for an event channel), as UTF-8.
 std::string Name(IChannelInfo* channel, LONG bit = 0);
 
 }  // namespace mlr::reader::test

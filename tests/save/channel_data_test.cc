@@ -20,14 +20,10 @@ TEST(SaveReduction, AnalogRunsKeepMaxAndMinEventRunsOrAndAnd) {
   const int16_t samples[] = {5, 0x0003, -3, 0x0006, 7, 0x0006};  // 3 frames, 2 channels
   int16_t out[4] = {};
   ReduceRun(samples, 3, 2, {false, true}, out);
-  EXPECT_EQ(out[0], 7);
-  EXPECT_EQ(out[1], -3);
-  EXPECT_EQ(out[2], 0x0007);
-  EXPECT_EQ(out[3], 0x0002);
+  EXPECT_EQ(std::vector<int16_t>(out, out + 4), (std::vector<int16_t>{7, -3, 0x0007, 0x0002}));
   const int16_t single[] = {-32768};
   ReduceRun(single, 1, 1, {false}, out);
-  EXPECT_EQ(out[0], -32768);
-  EXPECT_EQ(out[1], -32768);
+  EXPECT_EQ(std::vector<int16_t>(out, out + 2), (std::vector<int16_t>{-32768, -32768}));
 }
 
 TEST(SaveBlockSize, ShrinksWithTheChannelCountAndOnRemovableTargets) {
@@ -38,7 +34,7 @@ TEST(SaveBlockSize, ShrinksWithTheChannelCountAndOnRemovableTargets) {
     spec.groups = {group};
     return spec;
   }());
-  ComPtr<IChannelInfo> channel = ChannelOf(recording.get(), 1, 1);
+  ComPtr<IChannelInfo> channel = Channel(recording.get(), 1, 1);
   struct Case {
     int channels;
     uint32_t fixed, removable;
@@ -47,7 +43,7 @@ TEST(SaveBlockSize, ShrinksWithTheChannelCountAndOnRemovableTargets) {
                  Case{12, 50000, 8500}, Case{18, 50000, 6000},
                  Case{19, 30000, 5500}, Case{34, 30000, 3000}, Case{35, 15000, 3000},
                  Case{250, 15000, 500}}) {
-    CSaveChannelGroup group(GroupOf(recording.get(), 1).get(), 0, 1);
+    CSaveChannelGroup group(Group(recording.get(), 1).get(), 0, 1);
     for (int i = 0; i < c.channels; ++i) ASSERT_EQ(group.AddChannel(channel.get()), S_OK);
     EXPECT_EQ(group.block_frames(), c.fixed) << c.channels;
     EXPECT_EQ(group.reduced_capacity(), 100000u);
@@ -67,7 +63,7 @@ TEST_F(WriterTest, DataGoesOutInBlocksThenTheReducedFramesInOneBatch) {
   group.segments = {model::MemorySegment{0.0, 1.0, frames}};
   spec.groups = {group};
   ComPtr<IRecording> source = MakeMemoryRecording(spec);
-  ComPtr<IChannelInfo> x = ChannelOf(source.get(), 1, 1);
+  ComPtr<IChannelInfo> x = Channel(source.get(), 1, 1);
   RecordingQueue queue;
   const std::string path = Path("blocks.krf");
   DrivenSave save = Save({x.get()}, 0.0, 1e9, 0, path, &queue);
@@ -79,7 +75,7 @@ TEST_F(WriterTest, DataGoesOutInBlocksThenTheReducedFramesInOneBatch) {
   EXPECT_EQ(queue.jobs[2], std::make_pair(main, size_t{100002}));
   EXPECT_NE(queue.jobs[3].first, main);
   EXPECT_EQ(queue.jobs[3].second, size_t{501 * 4});  // 500 full runs and one of 1 frame
-  EXPECT_EQ(save.groups[0]->BytesWritten(), 500002 + 501 * 4);
+  EXPECT_EQ(save.group(0).BytesWritten(), 500002 + 501 * 4);
 
   std::vector<uint8_t> reduced;
   ASSERT_TRUE(ReadStream(path, "Data/ChGroup1/MuxData500", &reduced));

@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <filesystem>
+#include <tuple>
 
 #include "reader/summary_info.h"
 #include "testing/krf_builder.h"
@@ -62,26 +63,11 @@ MemoryRecordingSpec TwoGroupSpec() {
   return spec;
 }
 
-mlr::testing::ChannelSpec Channel(uint32_t number) {
+mlr::testing::ChannelSpec BuilderChannel(uint32_t number) {
   mlr::testing::ChannelSpec channel;
   channel.number = number;
   channel.name = u"c" + std::u16string(1, char16_t(u'0' + number));
   return channel;
-}
-
-std::vector<IChannelInfo*> AllChannels(IRecording* r, std::vector<ComPtr<IChannelInfo>>* keep) {
-  std::vector<IChannelInfo*> out;
-  ComPtr<IChannelGroups> groups;
-  LONG count = 0;
-  r->get_ChannelGroups(groups.put());
-  groups->get_Count(&count);
-  for (LONG g = 1; g <= count; ++g) {
-    for (LONG c = 1; ChannelOf(r, g, c); ++c) {
-      keep->push_back(ChannelOf(r, g, c));
-      out.push_back(keep->back().get());
-    }
-  }
-  return out;
 }
 
 struct HNormValues {
@@ -90,7 +76,8 @@ struct HNormValues {
 };
 std::vector<HNormValues> HNormList(IRecording* r, LONG group) {
   std::vector<HNormValues> out;
-  ComPtr<IHNorms> hnorms = HNormsOf(r, group);
+  ComPtr<IHNorms> hnorms;
+  Group(r, group)->get_HNorms(hnorms.put());
   LONG count = 0;
   hnorms->get_Count(&count);
   for (LONG i = 1; i <= count; ++i) {
@@ -123,11 +110,17 @@ std::vector<std::array<double, 3>> VNormList(IChannelInfo* channel) {
   return out;
 }
 
+std::u16string YUnits(IChannelInfo* channel) {
+  BSTR units = nullptr;
+  channel->get_YUnits(&units);
+  std::u16string text = units ? units : u"";
+  SysFreeString(units);
+  return text;
+}
+
 std::vector<double> Times(IRecording* r, kalRecordingCollection type) {
   std::vector<double> out;
-  ComPtr<IUnknown> collection;
-  r->get_Collection(type, collection.put());
-  ComPtr<ITimemarks> marks = collection.As<ITimemarks>();
+  ComPtr<ITimemarks> marks = CollectionOf<ITimemarks>(r, type);
   LONG count = 0;
   if (!marks || FAILED(marks->get_Count(&count))) return out;
   for (LONG i = 1; i <= count; ++i) {
@@ -183,9 +176,7 @@ TEST_F(WriterTest, WholeRecordingReadsBackWithSamplesNormsetsNamesAndReducedStre
   saved->get_UTCYear(&year);
   saved->get_UTCYearDay(&day);
   saved->get_UTCTimeOfDay(&tod);
-  EXPECT_EQ(year, 2020);
-  EXPECT_EQ(day, 100);
-  EXPECT_DOUBLE_EQ(tod, 3600.0);
+  EXPECT_EQ(std::make_tuple(year, day, tod), std::make_tuple(SHORT{2020}, SHORT{100}, 3600.0));
 
   for (LONG g = 1; g <= 2; ++g) {
     auto want = HNormList(source.get(), g), got = HNormList(saved.get(), g);
@@ -196,28 +187,23 @@ TEST_F(WriterTest, WholeRecordingReadsBackWithSamplesNormsetsNamesAndReducedStre
       EXPECT_EQ(got[i].length, want[i].length);
       EXPECT_EQ(Frames(saved.get(), g, LONG(i + 1)), Frames(source.get(), g, LONG(i + 1)));
     }
-    for (LONG c = 1; ChannelOf(source.get(), g, c); ++c) {
-      ComPtr<IChannelInfo> s = ChannelOf(source.get(), g, c), d = ChannelOf(saved.get(), g, c);
+    for (LONG c = 1; Channel(source.get(), g, c); ++c) {
+      ComPtr<IChannelInfo> s = Channel(source.get(), g, c), d = Channel(saved.get(), g, c);
       ASSERT_TRUE(d);
       VARIANT_BOOL se = 0, de = 0;
       s->get_EventChannel(&se);
       d->get_EventChannel(&de);
       EXPECT_EQ(se, de);
       for (LONG bit = se ? 1 : 0; bit <= (se ? 16 : 0); ++bit) {
-        EXPECT_EQ(NameOf(d.get(), bit), NameOf(s.get(), bit)) << g << "/" << c << " bit " << bit;
+        EXPECT_EQ(Name(d.get(), bit), Name(s.get(), bit)) << g << "/" << c << " bit " << bit;
       }
-      BSTR su = nullptr, du = nullptr;
-      s->get_YUnits(&su);
-      d->get_YUnits(&du);
-      EXPECT_EQ(std::u16string(du), std::u16string(su));
-      SysFreeString(su);
-      SysFreeString(du);
+      EXPECT_EQ(YUnits(d.get()), YUnits(s.get()));
       EXPECT_EQ(VNormList(d.get()), VNormList(s.get()));
     }
   }
 
   // Progress: bytes written are the data bytes of both streams.
-  const CSaveChannelGroup& group1 = *save.groups[0];
+  const CSaveObject& group1 = save.group(0);
   EXPECT_EQ(group1.BytesWritten(), int64_t(full.size() - 20 + reduced.size() - 20));
   EXPECT_EQ(group1.BytesAllocated(), group1.BytesToAllocate());
   EXPECT_EQ(group1.BytesToAllocate(), int64_t(full.size()));
@@ -227,18 +213,11 @@ TEST_F(WriterTest, WholeRecordingReadsBackWithSamplesNormsetsNamesAndReducedStre
   // Collections, all inside the span; the group-2 trigger keeps its link.
   EXPECT_EQ(Times(saved.get(), kalRecColMarkers), (std::vector<double>{0.5, 2.5}));
   EXPECT_EQ(Times(saved.get(), kalRecColTriggers), (std::vector<double>{0.3, 1.0, 2.1}));
-  ComPtr<IUnknown> triggers;
-  saved->get_Collection(kalRecColTriggers, triggers.put());
-  ComPtr<IUnknown> item;
-  triggers.As<ITimemarks>()->get_Item(2, item.put());
-  ComPtr<IChannelInfo> linked;
-  item.As<ITriggerInfo>()->get_ChannelInfo(linked.put());
+  ComPtr<IChannelInfo> linked = TriggerChannel(saved.get(), 2);
   ASSERT_TRUE(linked);
-  EXPECT_EQ(NameOf(linked.get()), u"Bb");
+  EXPECT_EQ(Name(linked.get()), "Bb");
 
   linked.reset();
-  item.reset();
-  triggers.reset();
   saved.reset();  // the raw reads open the file exclusively
   std::u16string text;
   ComPtr<IStorage> root;
@@ -253,7 +232,7 @@ TEST_F(WriterTest, WholeRecordingReadsBackWithSamplesNormsetsNamesAndReducedStre
 
 TEST_F(WriterTest, SpanClipsSegmentsShiftsTimesAndKeepsTheGivenChannelOrder) {
   ComPtr<IRecording> source = MakeMemoryRecording(TwoGroupSpec());
-  ComPtr<IChannelInfo> events = ChannelOf(source.get(), 1, 3), volt = ChannelOf(source.get(), 1, 1);
+  ComPtr<IChannelInfo> events = Channel(source.get(), 1, 3), volt = Channel(source.get(), 1, 1);
   const std::string path = Path("span.krf");
   // Between samples 500 (0.5 s) and 501; the end lies on sample 100 of the
   // second segment.
@@ -279,11 +258,11 @@ TEST_F(WriterTest, SpanClipsSegmentsShiftsTimesAndKeepsTheGivenChannelOrder) {
   for (size_t f = 0; f <= 100; ++f) want2.insert(want2.end(), {src2[f * 3 + 2], src2[f * 3]});
   EXPECT_EQ(Frames(saved.get(), 1, 1), want1);
   EXPECT_EQ(Frames(saved.get(), 1, 2), want2);
-  EXPECT_EQ(NameOf(ChannelOf(saved.get(), 1, 1).get(), 1), u"Start");
-  EXPECT_EQ(NameOf(ChannelOf(saved.get(), 1, 2).get()), u"Volt");
+  EXPECT_EQ(Name(Channel(saved.get(), 1, 1).get(), 1), "Start");
+  EXPECT_EQ(Name(Channel(saved.get(), 1, 2).get()), "Volt");
 
   // Both vertical normsets are valid in the span: the first moves to 0.
-  auto v = VNormList(ChannelOf(saved.get(), 1, 2).get());
+  auto v = VNormList(Channel(saved.get(), 1, 2).get());
   ASSERT_EQ(v.size(), 2u);
   EXPECT_EQ(v[0], (std::array<double, 3>{0.0, 0.0, 0.5}));
   EXPECT_NEAR(v[1][0], 1.5 - start, 1e-12);
@@ -307,7 +286,7 @@ TEST_F(WriterTest, GroupsOfASecondRecordingAreAlignedOnTheUtcStartUnlessAskedNot
   MemoryRecordingSpec second = TwoGroupSpec();
   second.utc_time_of_day = 3601.0;  // one second later
   ComPtr<IRecording> a = MakeMemoryRecording(first), b = MakeMemoryRecording(second);
-  ComPtr<IChannelInfo> ca = ChannelOf(a.get(), 1, 1), cb = ChannelOf(b.get(), 1, 1);
+  ComPtr<IChannelInfo> ca = Channel(a.get(), 1, 1), cb = Channel(b.get(), 1, 1);
   for (LONG options : {LONG(0), LONG(kalSRF_SkipAbsoluteTimeAlign)}) {
     const std::string path = Path("aligned" + std::to_string(options) + ".krf");
     DrivenSave save = Save({ca.get(), cb.get()}, 2.1, 2.5, options, path);
@@ -318,19 +297,13 @@ TEST_F(WriterTest, GroupsOfASecondRecordingAreAlignedOnTheUtcStartUnlessAskedNot
     ASSERT_EQ(ha.size(), 1u);
     EXPECT_NEAR(ha[0].start, 0.0, 1e-9);
     EXPECT_EQ(ha[0].length, 401);
-    if (options == 0) {
-      // The same instant is 1.1 s into the second recording: its first
-      // segment (0 .. 1.233 s) holds it.
-      ASSERT_EQ(hb.size(), 1u);
-      EXPECT_NEAR(hb[0].start, 0.0, 1e-9);
-      EXPECT_EQ(hb[0].length, 1234 - 1100);
-      std::vector<int16_t> src = Frames(b.get(), 1, 1);
-      EXPECT_EQ(Frames(saved.get(), 2, 1)[0], src[1100 * 3]);
-    } else {
-      ASSERT_EQ(hb.size(), 1u);
-      EXPECT_EQ(hb[0].length, 401);
-    }
-    EXPECT_DOUBLE_EQ(save.alignment.recordings[1].shift, options == 0 ? 1.1 : 2.1);
+    // Aligned, the same instant is 1.1 s into the second recording (frame
+    // 1,100 of its first segment); unaligned, 2.1 s (frame 100 of its second).
+    ASSERT_EQ(hb.size(), 1u);
+    EXPECT_NEAR(hb[0].start, 0.0, 1e-9);
+    EXPECT_EQ(hb[0].length, options == 0 ? 1234 - 1100 : 401);
+    EXPECT_EQ(Frames(saved.get(), 2, 1).at(0),
+              options == 0 ? Frames(b.get(), 1, 1)[1100 * 3] : Frames(b.get(), 1, 2)[100 * 3]);
   }
 }
 
@@ -352,7 +325,7 @@ TEST_F(WriterTest, TriggeredSegmentSavesTheHoldingNormsetWholeAndStartsAtItsFirs
   EXPECT_EQ(h[0].length, 700);
   EXPECT_EQ(Frames(saved.get(), 1, 1), Frames(source.get(), 1, 2));
   EXPECT_TRUE(HNormList(saved.get(), 2).empty());  // group 2 ends before 2.05 s
-  EXPECT_EQ(save.groups[1]->EstimatedSize(), 0);
+  EXPECT_EQ(save.group(1).EstimatedSize(), 0);
   // The collections' span is the normset, [2.0, 2.699] s.
   auto markers = Times(saved.get(), kalRecColMarkers);
   ASSERT_EQ(markers.size(), 1u);
@@ -378,7 +351,7 @@ TEST_F(WriterTest, KssWritesWideIndexEntriesAndVersion3WithoutAReducedStream) {
   ASSERT_TRUE(ReadStream(path, "Data/Intern01", &intern));
   ASSERT_GE(intern.size(), 12u);
   EXPECT_EQ(U32At(intern, intern.size() - 6), 0x30000u);  // tag 20, the last record
-  EXPECT_EQ(save.groups[0]->EstimatedSize(), 2 * 1934 * 3);
+  EXPECT_EQ(save.group(0).EstimatedSize(), 2 * 1934 * 3);
 
   ComPtr<IRecording> saved;
   ASSERT_EQ(Open(path, &saved), S_OK);
@@ -392,7 +365,7 @@ TEST_F(WriterTest, FullRateDataOf2GiBIsRefusedWithoutKss) {
   mlr::testing::RecordingSpec spec;
   mlr::testing::GroupSpec group;
   group.number = 1;
-  group.channels = {Channel(1), Channel(2), Channel(3)};
+  group.channels = {BuilderChannel(1), BuilderChannel(2), BuilderChannel(3)};
   group.hnorms = {{0.0, 1e-6, 400000000}};
   group.segments = {std::vector<int16_t>(30, 1)};
   spec.groups = {group};
@@ -400,13 +373,13 @@ TEST_F(WriterTest, FullRateDataOf2GiBIsRefusedWithoutKss) {
   ASSERT_EQ(mlr::testing::WriteRecordingFile(source_path, spec), S_OK);
   ComPtr<IRecording> source;
   ASSERT_EQ(Open(source_path, &source), S_OK);
-  ComPtr<IChannelInfo> c1 = ChannelOf(source.get(), 1, 1), c2 = ChannelOf(source.get(), 1, 2),
-                       c3 = ChannelOf(source.get(), 1, 3);
+  ComPtr<IChannelInfo> c1 = Channel(source.get(), 1, 1), c2 = Channel(source.get(), 1, 2),
+                       c3 = Channel(source.get(), 1, 3);
   const std::string path = Path("refused.krf");
   DrivenSave save = Save({c1.get(), c2.get(), c3.get()}, 0.0, 1000.0, 0, path);
   EXPECT_EQ(save.result, kSaveTooLarge);
-  EXPECT_EQ(save.groups[0]->BytesToAllocate(), 12 + 2400000000LL);
-  EXPECT_EQ(save.groups[0]->BytesWritten(), 0);
+  EXPECT_EQ(save.group(0).BytesToAllocate(), 12 + 2400000000LL);
+  EXPECT_EQ(save.group(0).BytesWritten(), 0);
   std::vector<uint8_t> full;
   ASSERT_TRUE(ReadStream(path, "Data/ChGroup1/MuxData02", &full));
   EXPECT_TRUE(full.empty());  // truncated by the clean-up
@@ -414,14 +387,11 @@ TEST_F(WriterTest, FullRateDataOf2GiBIsRefusedWithoutKss) {
 
 TEST_F(WriterTest, FailedFetchIsTheGroupsErrorAndTheCleanUpEmptiesItsStreams) {
   ComPtr<IRecording> source = MakeMemoryRecording(TwoGroupSpec());
-  ComPtr<IChannelInfo> own = ChannelOf(source.get(), 1, 1);
-  ComPtr<IChannelInfo> foreign = ChannelOf(source.get(), 2, 1);
-  ComPtr<IChannelGroup> group = GroupOf(source.get(), 1);
+  ComPtr<IChannelInfo> own = Channel(source.get(), 1, 1);
+  ComPtr<IChannelInfo> foreign = Channel(source.get(), 2, 1);
+  ComPtr<IChannelGroup> group = Group(source.get(), 1);
   ComPtr<IStorage> root, data;
-  ASSERT_EQ(StgCreateDocfile(mlr::testing::WidePath(Path("failed.krf")).c_str(), 0x1012, 0,
-                             root.put()),
-            S_OK);
-  ASSERT_EQ(root->CreateStorage(u"Data", 0x1012, 0, 0, data.put()), S_OK);
+  CreateTarget(Path("failed.krf"), &root, &data);
   CSaveChannelGroup saver(group.get(), 0, 1);
   ASSERT_EQ(saver.AddChannel(own.get()), S_OK);
   ASSERT_EQ(saver.AddChannel(foreign.get()), S_OK);  // GetMuxData refuses it
@@ -447,7 +417,7 @@ TEST_F(WriterTest, StopDuringAllocationEndsThePhaseWithoutAnError) {
   mlr::testing::RecordingSpec spec;
   mlr::testing::GroupSpec group;
   group.number = 1;
-  group.channels = {Channel(1)};
+  group.channels = {BuilderChannel(1)};
   group.hnorms = {{0.0, 1e-6, 20000000}};  // 40 MB: five 8 MiB steps
   group.segments = {std::vector<int16_t>(10, 1)};
   spec.groups = {group};
@@ -455,12 +425,9 @@ TEST_F(WriterTest, StopDuringAllocationEndsThePhaseWithoutAnError) {
   ComPtr<IRecording> source;
   ASSERT_EQ(Open(Path("src.krf"), &source), S_OK);
   ComPtr<IStorage> root, data;
-  ASSERT_EQ(StgCreateDocfile(mlr::testing::WidePath(Path("stopped.krf")).c_str(), 0x1012, 0,
-                             root.put()),
-            S_OK);
-  ASSERT_EQ(root->CreateStorage(u"Data", 0x1012, 0, 0, data.put()), S_OK);
-  CSaveChannelGroup saver(GroupOf(source.get(), 1).get(), 0, 1);
-  ASSERT_EQ(saver.AddChannel(ChannelOf(source.get(), 1, 1).get()), S_OK);
+  CreateTarget(Path("stopped.krf"), &root, &data);
+  CSaveChannelGroup saver(Group(source.get(), 1).get(), 0, 1);
+  ASSERT_EQ(saver.AddChannel(Channel(source.get(), 1, 1).get()), S_OK);
   saver.SetSpan(0.0, 100.0, 0.0);
   ASSERT_EQ(saver.CreateStorage(data.get()), S_OK);
   TestStop stop;

@@ -23,8 +23,8 @@ TEST_F(WriterTest, CollectionsOfAFileAreWrittenByteForByteWithTriggerLinksAndSou
   ASSERT_EQ(mlr::testing::WriteRecordingFile(Path("source.krf"), spec), S_OK);
   ComPtr<IRecording> source;
   ASSERT_EQ(Open(Path("source.krf"), &source), S_OK);
-  ComPtr<IChannelInfo> flow = ChannelOf(source.get(), 1, 2);
-  ASSERT_EQ(NameOf(flow.get()), u"Flow");
+  ComPtr<IChannelInfo> flow = Channel(source.get(), 1, 2);
+  ASSERT_EQ(Name(flow.get()), "Flow");
   const std::string path = Path("collections.krf");
   ASSERT_EQ(Save({flow.get()}, 0.0, 100.0, 0, path).result, S_OK);
   source.reset();
@@ -54,13 +54,9 @@ TEST_F(WriterTest, CollectionsOfAFileAreWrittenByteForByteWithTriggerLinksAndSou
   // And the reader sees them: the linked trigger's channel is the saved one.
   ComPtr<IRecording> saved;
   ASSERT_EQ(Open(path, &saved), S_OK);
-  ComPtr<IUnknown> triggers, item;
-  ASSERT_EQ(saved->get_Collection(kalRecColTriggers, triggers.put()), S_OK);
-  triggers.As<ITimemarks>()->get_Item(2, item.put());
-  ComPtr<IChannelInfo> linked;
-  item.As<ITriggerInfo>()->get_ChannelInfo(linked.put());
+  ComPtr<IChannelInfo> linked = TriggerChannel(saved.get(), 2);
   ASSERT_TRUE(linked);
-  EXPECT_EQ(NameOf(linked.get()), u"Flow");
+  EXPECT_EQ(Name(linked.get()), "Flow");
 }
 
 TEST_F(WriterTest, EmptyCollectionsWriteNoStreamAndShortRecordsEndInZeros) {
@@ -72,7 +68,7 @@ TEST_F(WriterTest, EmptyCollectionsWriteNoStreamAndShortRecordsEndInZeros) {
   spec.bookmarks = {{0.1, u"AB"}};
   spec.triggers = {{0.2, kalTriggerSrcManual, u"abc", 0, 0}};
   ComPtr<IRecording> source = MakeMemoryRecording(spec);
-  ComPtr<IChannelInfo> x = ChannelOf(source.get(), 1, 1);
+  ComPtr<IChannelInfo> x = Channel(source.get(), 1, 1);
   const std::string path = Path("empty.krf");
   ASSERT_EQ(Save({x.get()}, 0.0, 1.0, 0, path).result, S_OK);
 

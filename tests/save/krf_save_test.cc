@@ -46,9 +46,9 @@ TEST_F(KrfSaveTest, SavesTheChosenChannelsAndReportsEachStatus) {
   ComPtr<IRecording> original, saved;
   ASSERT_EQ(Open(source, &original), S_OK);
   ASSERT_EQ(Open(target, &saved), S_OK);
-  EXPECT_EQ(NameOf(ChannelOf(saved.get(), 1, 1).get()), NameOf(ChannelOf(original.get(), 1, 2).get()));
-  EXPECT_FALSE(ChannelOf(saved.get(), 1, 2)) << "one channel of group 1";
-  EXPECT_EQ(NameOf(ChannelOf(saved.get(), 2, 1).get()), NameOf(ChannelOf(original.get(), 2, 1).get()));
+  EXPECT_EQ(Name(Channel(saved.get(), 1, 1).get()), Name(Channel(original.get(), 1, 2).get()));
+  EXPECT_FALSE(Channel(saved.get(), 1, 2)) << "one channel of group 1";
+  EXPECT_EQ(Name(Channel(saved.get(), 2, 1).get()), Name(Channel(original.get(), 2, 1).get()));
 }
 
 TEST_F(KrfSaveTest, ABadSelectionIsRefusedAndNoTargetIsMade) {

@@ -9,7 +9,7 @@
 #include <thread>
 
 #include "pipeline_fixture.h"
-#include "platform/strings.h"
+#include "tests/save/writer_fixture.h"
 
 namespace mlr::save::testing {
 namespace {
@@ -62,25 +62,9 @@ TEST_F(PipelineTest, PhasesRunInOrderWithTheirStatusesAndTheFileIsStamped) {
   progress = nullptr;
 
   // The written stream reads back, and the file carries the model's time.
-  ComPtr<IStorage> root, data, group;
-  ComPtr<IStream> stream;
-  const std::u16string wide = ToUtf16(target_.c_str());
-  ASSERT_EQ(StgOpenStorage(wide.c_str(), nullptr, STGM_READ | STGM_SHARE_EXCLUSIVE, nullptr, 0,
-                           root.put()),
-            S_OK);
-  ASSERT_EQ(root->OpenStorage(OLESTR("Data"), nullptr, STGM_READ | STGM_SHARE_EXCLUSIVE, nullptr,
-                              0, data.put()),
-            S_OK);
-  ASSERT_EQ(data->OpenStorage(OLESTR("ChGroup1"), nullptr, STGM_READ | STGM_SHARE_EXCLUSIVE,
-                              nullptr, 0, group.put()),
-            S_OK);
-  ASSERT_EQ(group->OpenStream(OLESTR("MuxData02"), nullptr, STGM_READ | STGM_SHARE_EXCLUSIVE, 0,
-                              stream.put()),
-            S_OK);
-  std::vector<unsigned char> bytes(1200);
-  ULONG read = 0;
-  ASSERT_EQ(stream->Read(bytes.data(), 1200, &read), S_OK);
-  ASSERT_EQ(read, 1000u);
+  std::vector<uint8_t> bytes;
+  ASSERT_TRUE(test::ReadStream(target_, "Data/ChGroup1/MuxData02", &bytes));
+  ASSERT_EQ(bytes.size(), 1000u);
   EXPECT_EQ(bytes[0], 1);
   EXPECT_EQ(bytes[999], static_cast<unsigned char>(1 + 999));
 

@@ -114,7 +114,7 @@ class SaveRecordingTest : public WriterTest {
     ComPtr<IRecording> memory = MakeMemoryRecording(ThreeGroups());
     std::vector<ComPtr<IChannelInfo>> memory_keep;
     ComPtr<ISaveRecordingProgress> progress;
-    EXPECT_EQ(Start(AllOf(memory.get(), &memory_keep), path, 0, &progress), S_OK);
+    EXPECT_EQ(Start(AllChannels(memory.get(), &memory_keep), path, 0, &progress), S_OK);
     kalSaveRecordingStatus status;
     LONG error;
     Wait(progress.get(), &status, &error);
@@ -122,26 +122,15 @@ class SaveRecordingTest : public WriterTest {
     progress = nullptr;
     ComPtr<IRecording> source;
     EXPECT_EQ(Open(path, &source), S_OK);
-    *channels = AllOf(source.get(), keep);
+    *channels = AllChannels(source.get(), keep);
     return source;
-  }
-
-  static std::vector<IChannelInfo*> AllOf(IRecording* r, std::vector<ComPtr<IChannelInfo>>* keep) {
-    std::vector<IChannelInfo*> out;
-    for (LONG g = 1; GroupOf(r, g); ++g) {
-      for (LONG c = 1; ChannelOf(r, g, c); ++c) {
-        keep->push_back(ChannelOf(r, g, c));
-        out.push_back(keep->back().get());
-      }
-    }
-    return out;
   }
 };
 
 TEST_F(SaveRecordingTest, ArgumentsAreCheckedBeforeTheTargetIsTouched) {
   ComPtr<IRecording> source = MakeMemoryRecording(ThreeGroups(10));
   std::vector<ComPtr<IChannelInfo>> keep;
-  const std::vector<IChannelInfo*> channels = AllOf(source.get(), &keep);
+  const std::vector<IChannelInfo*> channels = AllChannels(source.get(), &keep);
   const std::string path = Path("kept.krf");
   std::ofstream(path) << "not a recording";
 
@@ -182,7 +171,7 @@ TEST_F(SaveRecordingTest, AReadOnlyTargetIsReplacedAndTheSelectionReadsBack) {
   ASSERT_EQ(::chmod(path.c_str(), 0444), 0);
   for (LONG options : {0, kalSRF_SkipReducedStream | kalSRF_UseKSS}) {
     ComPtr<ISaveRecordingProgress> progress;
-    ASSERT_EQ(Start(AllOf(source.get(), &keep), path, options, &progress), S_OK);
+    ASSERT_EQ(Start(AllChannels(source.get(), &keep), path, options, &progress), S_OK);
     kalSaveRecordingStatus status;
     LONG error = -1;
     Wait(progress.get(), &status, &error);
