@@ -4,6 +4,7 @@
 
 #include <filesystem>
 
+#include "reader/stream_io.h"
 #include "reader/text_convert.h"
 #include "server/module.h"
 #include "testing/krf_writer.h"
@@ -53,6 +54,27 @@ HRESULT Open(const std::string& path, ComPtr<IRecording>* recording) {
   hr = loader->OpenRecording(name, recording->put());
   SysFreeString(name);
   return hr;
+}
+
+bool ReadStream(const std::string& file, const std::string& path, std::vector<uint8_t>* bytes) {
+  bytes->clear();
+  ComPtr<IStorage> storage;
+  if (FAILED(StgOpenStorage(mlr::testing::WidePath(file).c_str(), nullptr, 0x10, nullptr, 0,
+                            storage.put()))) {
+    return false;
+  }
+  size_t from = 0;
+  for (;;) {
+    size_t slash = path.find('/', from);
+    std::u16string name = AnsiToUtf16(path.substr(from, slash - from));
+    if (slash == std::string::npos) return ReadNamedStream(storage.get(), name, 0x10, bytes);
+    ComPtr<IStorage> child;
+    if (FAILED(storage->OpenStorage(name.c_str(), nullptr, 0x10, nullptr, 0, child.put()))) {
+      return false;
+    }
+    storage = child;
+    from = slash + 1;
+  }
 }
 
 ComPtr<IChannelGroup> Group(IRecording* r, LONG index) {

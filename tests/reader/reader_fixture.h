@@ -33,6 +33,10 @@ class ReaderTest : public ::testing::Test {
 // OpenRecording through DllGetClassObject(CLSID_KrfLoader).
 HRESULT Open(const std::string& path, ComPtr<IRecording>* recording);
 
+// The bytes of the stream at "/"-separated `path` below the root of `file`;
+// false when it does not exist.
+bool ReadStream(const std::string& file, const std::string& path, std::vector<uint8_t>* bytes);
+
 // Items of the collections, null when missing.
 ComPtr<IChannelGroup> Group(IRecording* r, LONG index);
 ComPtr<IChannelInfo> Channel(IChannelGroup* g, LONG index);

@@ -42,17 +42,17 @@ TEST_F(ReaderTest, OpenFailuresReturnStatusAndNull) {
 TEST_F(ReaderTest, DescriptionOfTheSample) {
   ComPtr<IRecording> r;
   ASSERT_EQ(Open(Write(SampleRecording(), "sample"), &r), S_OK);
-  BSTR b = nullptr;
-  r->get_Title(&b);
-  EXPECT_EQ(Text(b), "sample");
-  r->get_Extension(&b);
-  EXPECT_EQ(Text(b), "krf");
-  r->get_Location(&b);
-  EXPECT_EQ(Text(b), dir_);
-  r->get_Comment(&b);
-  EXPECT_EQ(Text(b), "Bench test run 7, pump start-up");
-  r->get_XUnits(&b);
-  EXPECT_EQ(Text(b), "s");
+  using Getter = HRESULT (STDMETHODCALLTYPE IRecording::*)(BSTR*);
+  const std::pair<Getter, std::string> texts[] = {
+      {&IRecording::get_Title, "sample"}, {&IRecording::get_Extension, "krf"},
+      {&IRecording::get_Location, dir_}, {&IRecording::get_XUnits, "s"},
+      {&IRecording::get_Comment, "Bench test run 7, pump start-up"}};
+  for (const auto& [getter, want] : texts) {
+    BSTR b = nullptr;
+    EXPECT_EQ((r.get()->*getter)(&b), S_OK);
+    EXPECT_EQ(Text(b), want);
+  }
+  EXPECT_EQ(r->get_Title(nullptr), E_POINTER);
   double d = 0;
   r->get_TimePerDivisionHint(&d);
   EXPECT_EQ(d, 0.5);
@@ -61,25 +61,18 @@ TEST_F(ReaderTest, DescriptionOfTheSample) {
   r->get_UTCYearDay(&day);
   EXPECT_EQ(year, 2004);
   EXPECT_EQ(day, 132);
-  EXPECT_EQ(r->get_Title(nullptr), E_POINTER);
-
-  ComPtr<IChannelGroups> groups;
-  ASSERT_EQ(r->get_ChannelGroups(groups.put()), S_OK);
-  LONG count = 0;
-  groups->get_Count(&count);
-  EXPECT_EQ(count, 2);
+  EXPECT_FALSE(Group(r.get(), 3)) << "two groups";
 
   // Group 1: two analog channels and an event channel.
   ComPtr<IChannelGroup> g1 = Group(r.get(), 1);
-  ComPtr<IChannelInfos> infos;
-  g1->get_ChannelInfos(infos.put());
-  infos->get_Count(&count);
-  EXPECT_EQ(count, 3);
+  EXPECT_TRUE(Channel(g1.get(), 3) && !Channel(g1.get(), 4));
   ComPtr<IChannelInfo> pressure = Channel(g1.get(), 1);
   EXPECT_EQ(Name(pressure.get()), "Pressure");
+  BSTR b = nullptr;
   pressure->get_YUnits(&b);
   EXPECT_EQ(Text(b), "bar");
   ComPtr<IVNorms> vnorms;
+  LONG count = 0;
   pressure->get_VNorms(vnorms.put());
   vnorms->get_Count(&count);
   EXPECT_EQ(count, 2);
@@ -93,19 +86,15 @@ TEST_F(ReaderTest, DescriptionOfTheSample) {
 
   // Group 2 ("ChGroup3"): the channel with present flag 0 is left out.
   ComPtr<IChannelGroup> g2 = Group(r.get(), 2);
-  infos.reset();
-  g2->get_ChannelInfos(infos.put());
-  infos->get_Count(&count);
-  EXPECT_EQ(count, 1);
+  EXPECT_TRUE(Channel(g2.get(), 1) && !Channel(g2.get(), 2));
   ComPtr<IHNorms> hnorms;
   g2->get_HNorms(hnorms.put());
   hnorms->get_Count(&count);
   EXPECT_EQ(count, 1);
   ComPtr<IHNorm> h;
   hnorms->get_Item(1, h.put());
-  LONG length = 0;
-  h->get_Length(&length);
-  EXPECT_EQ(length, 27);
+  h->get_Length(&count);
+  EXPECT_EQ(count, 27);
 }
 
 TEST_F(ReaderTest, MissingIntern01GivesDefaultStartAndUnknownVersion) {
@@ -127,46 +116,23 @@ TEST_F(ReaderTest, CollectionsAndLinks) {
   ComPtr<IRecording> r;
   ASSERT_EQ(Open(Write(SampleRecording(), "sample"), &r), S_OK);
 
-  ComPtr<IUnknown> unknown;
-  ASSERT_EQ(r->get_Collection(kalRecColMarkers, unknown.put()), S_OK);
-  ComPtr<ITimemarks> marks;
-  unknown->QueryInterface(IID_ITimemarks, marks.put_void());
-  LONG count = 0;
-  marks->get_Count(&count);
-  EXPECT_EQ(count, 2);  // the record with flag 0 is not a marker
-
-  unknown.reset();
-  r->get_Collection(kalRecColBookmarks, unknown.put());
-  unknown->QueryInterface(IID_ITimemarks, marks.put_void());
-  marks->get_Count(&count);
-  EXPECT_EQ(count, 2);
-
-  unknown.reset();
-  r->get_Collection(kalRecColTriggers, unknown.put());
-  unknown->QueryInterface(IID_ITimemarks, marks.put_void());
-  marks->get_Count(&count);
-  ASSERT_EQ(count, 3);
+  EXPECT_EQ(TimemarkCount(r.get(), kalRecColMarkers), 2);  // the record with flag 0 is not a marker
+  EXPECT_EQ(TimemarkCount(r.get(), kalRecColBookmarks), 2);
+  ASSERT_EQ(TimemarkCount(r.get(), kalRecColTriggers), 3);
   // Trigger 2 (source 3, group 1, channel number 2) links to "Flow"; trigger
   // 3 names a channel number nobody has.
   std::vector<std::string> linked;
-  for (LONG i = 1; i <= count; ++i) {
-    ComPtr<IUnknown> item;
-    marks->get_Item(i, item.put());
-    ComPtr<ITriggerInfo> t;
-    item->QueryInterface(IID_ITriggerInfo, t.put_void());
-    ComPtr<IChannelInfo> info;
-    t->get_ChannelInfo(info.put());
+  for (LONG i = 1; i <= 3; ++i) {
+    ComPtr<IChannelInfo> info = TriggerChannel(r.get(), i);
     linked.push_back(info ? Name(info.get()) : "-");
   }
   EXPECT_EQ(linked, (std::vector<std::string>{"-", "Flow", "-"}));
 
   // Physical channels: linked by name to the stored channel; the input whose
   // data were not stored has no channel.
-  unknown.reset();
-  r->get_Collection(kalRecColPhysicalChannelConfig, unknown.put());
-  ComPtr<IPhysicalChannels> pcs;
-  ASSERT_TRUE(unknown);
-  unknown->QueryInterface(IID_IPhysicalChannels, pcs.put_void());
+  ComPtr<IPhysicalChannels> pcs = CollectionOf<IPhysicalChannels>(r.get(), kalRecColPhysicalChannelConfig);
+  ASSERT_TRUE(pcs);
+  LONG count = 0;
   pcs->get_Count(&count);
   EXPECT_EQ(count, 4);
   ComPtr<IChannelInfo> found;
@@ -179,19 +145,15 @@ TEST_F(ReaderTest, CollectionsAndLinks) {
 
   // Display pages: two pages, the second without trace assignment; each
   // request builds a new collection.
-  unknown.reset();
-  r->get_Collection(kalRecColDisplayPages, unknown.put());
-  ComPtr<IDisplayPages> pages;
-  ASSERT_TRUE(unknown);
-  unknown->QueryInterface(IID_IDisplayPages, pages.put_void());
+  ComPtr<IDisplayPages> pages = CollectionOf<IDisplayPages>(r.get(), kalRecColDisplayPages);
+  ASSERT_TRUE(pages);
   pages->get_Count(&count);
   ASSERT_EQ(count, 2);
   ComPtr<IDisplayPage> page;
   pages->get_Item(1, page.put());
   ComPtr<IUnknown> blob;
   page->get_PageSetup(blob.put());
-  ComPtr<IStream> stream;
-  blob->QueryInterface(IID_IStream, stream.put_void());
+  ComPtr<IStream> stream = blob.As<IStream>();
   uint8_t bytes[8] = {};
   ULONG got = 0;
   LARGE_INTEGER zero{};
@@ -205,9 +167,7 @@ TEST_F(ReaderTest, CollectionsAndLinks) {
   EXPECT_EQ(page->get_TraceAssignment(blob.put()), S_OK);
   EXPECT_FALSE(blob);
   // Each request reads "Display Setup" again into a new collection.
-  ComPtr<IUnknown> again;
-  r->get_Collection(kalRecColDisplayPages, again.put());
-  EXPECT_NE(again.get(), unknown.get());
+  EXPECT_NE(CollectionOf<IDisplayPages>(r.get(), kalRecColDisplayPages).get(), pages.get());
 }
 
 TEST_F(ReaderTest, ConcurrentFirstUsesLoadOnce) {
@@ -222,12 +182,7 @@ TEST_F(ReaderTest, ConcurrentFirstUsesLoadOnce) {
       ComPtr<IChannelGroup> g = Group(r.get(), 1);
       ComPtr<IChannelInfos> infos;
       if (g && SUCCEEDED(g->get_ChannelInfos(infos.put())) && infos) infos->get_Count(&channels[t]);
-      ComPtr<IUnknown> unknown;
-      ComPtr<ITimemarks> marks;
-      if (SUCCEEDED(r->get_Collection(kalRecColMarkers, unknown.put())) && unknown &&
-          SUCCEEDED(unknown->QueryInterface(IID_ITimemarks, marks.put_void()))) {
-        marks->get_Count(&markers[t]);
-      }
+      markers[t] = TimemarkCount(r.get(), kalRecColMarkers);
     });
   }
   for (auto& th : threads) th.join();
@@ -242,15 +197,11 @@ TEST_F(ReaderTest, VoicemarkData) {
   spec.voicemarks[0].sound.resize(10);
   for (int i = 0; i < 10; ++i) spec.voicemarks[0].sound[static_cast<size_t>(i)] = static_cast<uint8_t>(i + 1);
   ASSERT_EQ(Open(Write(spec, "voice"), &r), S_OK);
-  ComPtr<IUnknown> unknown;
-  r->get_Collection(kalRecColVoicemarks, unknown.put());
-  ComPtr<IVoiceMarks> marks;
-  ASSERT_TRUE(unknown);
-  unknown->QueryInterface(IID_IVoiceMarks, marks.put_void());
+  ComPtr<IVoiceMarks> marks = CollectionOf<IVoiceMarks>(r.get(), kalRecColVoicemarks);
+  ASSERT_TRUE(marks);
   ComPtr<IUnknown> item;
   marks->get_Item(1, item.put());
-  ComPtr<IVoiceMark> mark;
-  item->QueryInterface(IID_IVoiceMark, mark.put_void());
+  ComPtr<IVoiceMark> mark = item.As<IVoiceMark>();
   LONG length = 0;
   mark->get_Length(&length);
   EXPECT_EQ(length, 10);
@@ -290,10 +241,8 @@ TEST_F(ReaderTest, VoicemarkShapesAndMissingSound) {
   spec.overrides["Data/Voicemarks/Voicemark8"] = std::nullopt;
   ComPtr<IRecording> r;
   ASSERT_EQ(Open(Write(spec, "voices"), &r), S_OK);
-  ComPtr<IUnknown> unknown;
-  r->get_Collection(kalRecColVoicemarks, unknown.put());
-  ComPtr<IVoiceMarks> marks;
-  unknown->QueryInterface(IID_IVoiceMarks, marks.put_void());
+  ComPtr<IVoiceMarks> marks = CollectionOf<IVoiceMarks>(r.get(), kalRecColVoicemarks);
+  ASSERT_TRUE(marks);
   LONG first = 0, last = 0;
   marks->GetIndicesFromTime(1.0, 2.0, &first, &last);
   EXPECT_EQ(first, 1);
@@ -302,9 +251,7 @@ TEST_F(ReaderTest, VoicemarkShapesAndMissingSound) {
   for (LONG i = 1; i <= 2; ++i) {
     ComPtr<IUnknown> item;
     marks->get_Item(i, item.put());
-    ComPtr<IVoiceMark> mark;
-    item->QueryInterface(IID_IVoiceMark, mark.put_void());
-    items.push_back(mark);
+    items.push_back(item.As<IVoiceMark>());
   }
   // 16-bit stereo: channels x (count x 4 bytes) elements of VT_I2, of which
   // the first count x 4 bytes hold the sound and the rest stays zero.
@@ -342,17 +289,10 @@ TEST_F(ReaderTest, MalformedStreamsEndListsSilently) {
   ComPtr<IRecording> r;
   ASSERT_EQ(Open(Write(spec, "malformed"), &r), S_OK);
   for (kalRecordingCollection type : {kalRecColMarkers, kalRecColBookmarks, kalRecColTriggers}) {
-    ComPtr<IUnknown> unknown;
-    ASSERT_EQ(r->get_Collection(type, unknown.put()), S_OK);
-    ComPtr<ITimemarks> marks;
-    unknown->QueryInterface(IID_ITimemarks, marks.put_void());
-    LONG count = -1;
-    marks->get_Count(&count);
-    EXPECT_EQ(count, 0) << type;
+    EXPECT_EQ(TimemarkCount(r.get(), type), 0) << type;
   }
-  ComPtr<IChannelGroup> g1 = Group(r.get(), 1);
   ComPtr<IHNorms> hnorms;
-  g1->get_HNorms(hnorms.put());
+  Group(r.get(), 1)->get_HNorms(hnorms.put());
   LONG count = -1;
   hnorms->get_Count(&count);
   EXPECT_EQ(count, 0);

@@ -1,9 +1,7 @@
 // The upgrade of old files: eligibility, void runs in the normsets, the
 // write-back, the version stamp and the file times; and the read-only
 // paths that never write.
-#include <linux/capability.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -14,14 +12,10 @@
 #include <ctime>
 
 #include "platform/file.h"
-#include "reader/byte_reader.h"
-#include "reader/krf_channel_group.h"
-#include "reader/krf_channel_info.h"
 #include "reader/krf_loader.h"
 #include "reader/krf_recording.h"
 #include "reader/normset_records.h"
 #include "reader/recording_properties.h"
-#include "reader/stream_io.h"
 #include "reader/text_convert.h"
 #include "tests/reader/reader_fixture.h"
 
@@ -75,28 +69,14 @@ RecordingSpec OldFile() {
 }
 
 std::vector<VNormRow> StoredVNorms(const std::string& path) {
-  ComPtr<IStorage> root, data, group, channel;
-  const std::u16string wide = AnsiToUtf16(path);
   std::vector<uint8_t> bytes;
-  const DWORD mode = STGM_READ | STGM_SHARE_EXCLUSIVE;
-  if (SUCCEEDED(StgOpenStorage(wide.c_str(), nullptr, mode, nullptr, 0, root.put())) &&
-      SUCCEEDED(root->OpenStorage(u"Data", nullptr, mode, nullptr, 0, data.put())) &&
-      SUCCEEDED(data->OpenStorage(u"ChGroup1", nullptr, mode, nullptr, 0, group.put())) &&
-      SUCCEEDED(group->OpenStorage(u"Channel1", nullptr, mode, nullptr, 0, channel.put()))) {
-    ReadNamedStream(channel.get(), u"VNorms01", mode, &bytes);
-  }
+  ReadStream(path, "Data/ChGroup1/Channel1/VNorms01", &bytes);
   return DecodeVNorms(bytes.data(), bytes.size());
 }
 
 uint32_t StoredVersion(const std::string& path) {
-  ComPtr<IStorage> root, data;
-  const std::u16string wide = AnsiToUtf16(path);
   std::vector<uint8_t> bytes;
-  const DWORD mode = STGM_READ | STGM_SHARE_EXCLUSIVE;
-  if (SUCCEEDED(StgOpenStorage(wide.c_str(), nullptr, mode, nullptr, 0, root.put())) &&
-      SUCCEEDED(root->OpenStorage(u"Data", nullptr, mode, nullptr, 0, data.put()))) {
-    ReadNamedStream(data.get(), u"Intern01", mode, &bytes);
-  }
+  ReadStream(path, "Data/Intern01", &bytes);
   return DecodeRecordingProperties(bytes.data(), bytes.size()).version;
 }
 
@@ -260,54 +240,6 @@ TEST_F(ReaderTest, ReadOnlyStorageIsNeverWritten) {
   struct stat after {};
   ASSERT_EQ(stat(path.c_str(), &after), 0);
   EXPECT_EQ(after.st_mtime, before.st_mtime);
-}
-
-// Opens `path` as OpenRecording does; 0 when the recording opened read-only,
-// with its groups readable, and went through the upgrade without writing
-// (the caller checks the bytes), else a code saying what went wrong.
-int OpenThroughRetry(const std::string& path) {
-  const std::u16string wide = AnsiToUtf16(path);
-  CKrfRecording* rec = CKrfRecording::Open(wide.c_str());
-  int status = 0;
-  if (rec->open_result() != S_OK) {
-    status = 3;
-  } else if ((rec->open_mode() & (STGM_WRITE | STGM_READWRITE)) != 0) {
-    status = 4;
-  } else if (!rec->upgraded()) {
-    status = 5;
-  } else if (rec->Groups().empty() || rec->Groups()[0]->Channels().empty()) {
-    status = 6;
-  }
-  rec->Release();
-  return status;
-}
-
-// Root writes any file whatever its mode; without CAP_DAC_OVERRIDE in its
-// effective set it is held to the mode like everybody else.
-bool DropFileModeOverride() {
-  __user_cap_header_struct head{_LINUX_CAPABILITY_VERSION_3, 0};
-  __user_cap_data_struct data[2] = {};
-  if (syscall(SYS_capget, &head, data) != 0) return false;
-  data[0].effective &= ~(1u << CAP_DAC_OVERRIDE);
-  return syscall(SYS_capset, &head, data) == 0;
-}
-
-TEST_F(ReaderTest, ReadOnlyFileOpensThroughTheRetry) {
-  const std::string path = Write(OldFile(), "old_mode");
-  ASSERT_EQ(chmod(path.c_str(), 0444), 0);
-  if (geteuid() == 0) {
-    // The open runs in a child process that gives up the override.
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(
-        {
-          if (!DropFileModeOverride()) std::_Exit(2);
-          std::_Exit(OpenThroughRetry(path));
-        },
-        ::testing::ExitedWithCode(0), "");
-  } else {
-    EXPECT_EQ(OpenThroughRetry(path), 0);
-  }
-  EXPECT_EQ(StoredVersion(path), 0xFFFFFFFFu);
 }
 
 // Clears the file seam's write refusal however the test ends.

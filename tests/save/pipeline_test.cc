@@ -63,7 +63,7 @@ TEST_F(PipelineTest, PhasesRunInOrderWithTheirStatusesAndTheFileIsStamped) {
 
   // The written stream reads back, and the file carries the model's time.
   std::vector<uint8_t> bytes;
-  ASSERT_TRUE(test::ReadStream(target_, "Data/ChGroup1/MuxData02", &bytes));
+  ASSERT_TRUE(reader::test::ReadStream(target_, "Data/ChGroup1/MuxData02", &bytes));
   ASSERT_EQ(bytes.size(), 1000u);
   EXPECT_EQ(bytes[0], 1);
   EXPECT_EQ(bytes[999], static_cast<unsigned char>(1 + 999));

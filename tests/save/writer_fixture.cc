@@ -2,8 +2,6 @@
 
 #include <cstring>
 
-#include "reader/stream_io.h"
-#include "reader/text_convert.h"
 #include "testing/krf_writer.h"
 
 namespace mlr::save::test {
@@ -45,27 +43,6 @@ void WriterTest::CreateTarget(const std::string& path, ComPtr<IStorage>* root,
                               ComPtr<IStorage>* data) {
   ASSERT_EQ(StgCreateDocfile(mlr::testing::WidePath(path).c_str(), 0x1012, 0, root->put()), S_OK);
   ASSERT_EQ((*root)->CreateStorage(u"Data", 0x1012, 0, 0, data->put()), S_OK);
-}
-
-bool ReadStream(const std::string& file, const std::string& path, std::vector<uint8_t>* bytes) {
-  bytes->clear();
-  ComPtr<IStorage> storage;
-  if (FAILED(StgOpenStorage(mlr::testing::WidePath(file).c_str(), nullptr, 0x10, nullptr, 0,
-                            storage.put()))) {
-    return false;
-  }
-  size_t from = 0;
-  for (;;) {
-    size_t slash = path.find('/', from);
-    std::u16string name = reader::AnsiToUtf16(path.substr(from, slash - from));
-    if (slash == std::string::npos) return reader::ReadNamedStream(storage.get(), name, 0x10, bytes);
-    ComPtr<IStorage> child;
-    if (FAILED(storage->OpenStorage(name.c_str(), nullptr, 0x10, nullptr, 0, child.put()))) {
-      return false;
-    }
-    storage = child;
-    from = slash + 1;
-  }
 }
 
 ComPtr<IRecording> MakeMemoryRecording(const model::MemoryRecordingSpec& spec) {

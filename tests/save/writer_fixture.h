@@ -19,6 +19,7 @@ using reader::test::CollectionOf;
 using reader::test::Group;
 using reader::test::Name;
 using reader::test::Open;
+using reader::test::ReadStream;
 using reader::test::TriggerChannel;
 
 // A stop source whose flag the test sets.
@@ -46,9 +47,6 @@ class WriterTest : public reader::test::ReaderTest {
   static void CreateTarget(const std::string& path, ComPtr<IStorage>* root, ComPtr<IStorage>* data);
 };
 
-// The bytes of the stream at "/"-separated `path` below the root of `file`;
-// false when it does not exist.
-bool ReadStream(const std::string& file, const std::string& path, std::vector<uint8_t>* bytes);
 
 ComPtr<IRecording> MakeMemoryRecording(const model::MemoryRecordingSpec& spec);
 // Every channel of `r`, group after group; `keep` holds the references.
