@@ -15,11 +15,6 @@
 namespace mlr::save::test {
 namespace {
 
-using model::MemoryChannelSpec;
-using model::MemoryGroupSpec;
-using model::MemoryRecordingSpec;
-using model::MemorySegment;
-
 // Deterministic samples that exercise both signs and every bit.
 std::vector<int16_t> Samples(size_t frames, size_t channels, uint32_t seed) {
   std::vector<int16_t> out(frames * channels);

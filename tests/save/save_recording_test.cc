@@ -17,11 +17,6 @@
 namespace mlr::save::test {
 namespace {
 
-using model::MemoryChannelSpec;
-using model::MemoryGroupSpec;
-using model::MemoryRecordingSpec;
-using model::MemorySegment;
-
 std::vector<int16_t> Ramp(size_t frames, size_t channels, int seed) {
   std::vector<int16_t> v(frames * channels);
   for (size_t i = 0; i < v.size(); ++i) v[i] = static_cast<int16_t>((i * 7 + seed * 101) % 4001 - 2000);
@@ -108,23 +103,48 @@ class SaveRecordingTest : public WriterTest {
     }
   }
 
-  // A file source: the memory recording saved once.
-  ComPtr<IRecording> FileSource(const std::string& path, std::vector<ComPtr<IChannelInfo>>* keep,
-                                std::vector<IChannelInfo*>* channels) {
+  // Starts the save and waits for its end; the start's failure, or S_OK.
+  HRESULT Run(const std::vector<IChannelInfo*>& channels, const std::string& path, LONG options,
+              kalSaveRecordingStatus* status, LONG* error,
+              ComPtr<ISaveRecordingProgress>* kept = nullptr) {
+    ComPtr<ISaveRecordingProgress> progress;
+    const HRESULT hr = Start(channels, path, options, &progress);
+    if (SUCCEEDED(hr)) Wait(progress.get(), status, error);
+    if (kept) *kept = progress;
+    return hr;
+  }
+};
+
+// A file source (the memory recording saved once) whose bytes the tests
+// compare after the saves.
+class FileSourceTest : public SaveRecordingTest {
+ protected:
+  void SetUp() override {
+    SaveRecordingTest::SetUp();
+    source_path_ = Path("source.krf");
+    target_ = Path("target.krf");
     ComPtr<IRecording> memory = MakeMemoryRecording(ThreeGroups());
     std::vector<ComPtr<IChannelInfo>> memory_keep;
-    ComPtr<ISaveRecordingProgress> progress;
-    EXPECT_EQ(Start(AllChannels(memory.get(), &memory_keep), path, 0, &progress), S_OK);
     kalSaveRecordingStatus status;
-    LONG error;
-    Wait(progress.get(), &status, &error);
-    EXPECT_EQ(error, S_OK);
-    progress = nullptr;
-    ComPtr<IRecording> source;
-    EXPECT_EQ(Open(path, &source), S_OK);
-    *channels = AllChannels(source.get(), keep);
-    return source;
+    LONG error = -1;
+    ASSERT_EQ(Run(AllChannels(memory.get(), &memory_keep), source_path_, 0, &status, &error), S_OK);
+    ASSERT_EQ(error, S_OK);
+    ASSERT_EQ(Open(source_path_, &source_), S_OK);
+    channels_ = AllChannels(source_.get(), &keep_);
+    before_ = Contents(source_path_);
   }
+  void TearDown() override {
+    EXPECT_EQ(Contents(source_path_), before_) << "the source never changes";
+    channels_.clear();
+    keep_.clear();
+    source_.reset();
+    SaveRecordingTest::TearDown();
+  }
+
+  std::string source_path_, target_, before_;
+  ComPtr<IRecording> source_;
+  std::vector<ComPtr<IChannelInfo>> keep_;
+  std::vector<IChannelInfo*> channels_;
 };
 
 TEST_F(SaveRecordingTest, ArgumentsAreCheckedBeforeTheTargetIsTouched) {
@@ -171,10 +191,9 @@ TEST_F(SaveRecordingTest, AReadOnlyTargetIsReplacedAndTheSelectionReadsBack) {
   ASSERT_EQ(::chmod(path.c_str(), 0444), 0);
   for (LONG options : {0, kalSRF_SkipReducedStream | kalSRF_UseKSS}) {
     ComPtr<ISaveRecordingProgress> progress;
-    ASSERT_EQ(Start(AllChannels(source.get(), &keep), path, options, &progress), S_OK);
     kalSaveRecordingStatus status;
     LONG error = -1;
-    Wait(progress.get(), &status, &error);
+    ASSERT_EQ(Run(AllChannels(source.get(), &keep), path, options, &status, &error, &progress), S_OK);
     EXPECT_EQ(status, kalSRS_Ready);
     EXPECT_EQ(error, S_OK);
     LONG size = 0, processed = 0, multiplier = 0;
@@ -198,24 +217,13 @@ TEST_F(SaveRecordingTest, AReadOnlyTargetIsReplacedAndTheSelectionReadsBack) {
 // save): the save ends with the failure and leaves no file, or, when the
 // failed write was not needed (none is), reads back whole; the source file
 // never changes.
-TEST_F(SaveRecordingTest, AFailedWriteAtAnyPointLeavesNoTargetAndTheSourceUntouched) {
-  std::vector<ComPtr<IChannelInfo>> keep;
-  std::vector<IChannelInfo*> channels;
-  const std::string source_path = Path("source.krf"), target = Path("target.krf");
-  ComPtr<IRecording> source = FileSource(source_path, &keep, &channels);
-  ASSERT_TRUE(source);
-  const std::string before = Contents(source_path);
-
+TEST_F(FileSourceTest, AFailedWriteAtAnyPointLeavesNoTargetAndTheSourceUntouched) {
   // A clean save counts the writes.
-  FailWriteForTesting(target.c_str(), 0);
-  {
-    ComPtr<ISaveRecordingProgress> progress;
-    ASSERT_EQ(Start(channels, target, 0, &progress), S_OK);
-    kalSaveRecordingStatus status;
-    LONG error;
-    Wait(progress.get(), &status, &error);
-    ASSERT_EQ(error, S_OK);
-  }
+  FailWriteForTesting(target_.c_str(), 0);
+  kalSaveRecordingStatus status;
+  LONG error = -1;
+  ASSERT_EQ(Run(channels_, target_, 0, &status, &error), S_OK);
+  ASSERT_EQ(error, S_OK);
   const uint64_t writes = CountedWritesForTesting();
   ASSERT_GT(writes, 3u);
   std::vector<uint64_t> ks;
@@ -223,45 +231,32 @@ TEST_F(SaveRecordingTest, AFailedWriteAtAnyPointLeavesNoTargetAndTheSourceUntouc
   for (uint64_t k = 1; k <= writes; k += stride) ks.push_back(k);
   ks.push_back(writes);
   for (uint64_t k : ks) {
-    FailWriteForTesting(target.c_str(), k, STG_E_MEDIUMFULL);
-    ComPtr<ISaveRecordingProgress> progress;
-    const HRESULT started = Start(channels, target, 0, &progress);
-    if (SUCCEEDED(started)) {
-      kalSaveRecordingStatus status;
-      LONG error;
-      Wait(progress.get(), &status, &error);
-      progress = nullptr;
-      if (error == S_OK) {
-        ComPtr<IRecording> saved;
-        ASSERT_EQ(Open(target, &saved), S_OK) << "k = " << k << " of " << writes;
-        ExpectSameFrames(source.get(), saved.get(), 3);
-      } else {
-        EXPECT_EQ(error, STG_E_MEDIUMFULL) << k;
-        EXPECT_EQ(status, kalSRS_ErrorOccurred) << k;
-        EXPECT_FALSE(Exists(target)) << "k = " << k << " of " << writes;
-      }
+    SCOPED_TRACE(::testing::Message() << "k = " << k << " of " << writes);
+    FailWriteForTesting(target_.c_str(), k, STG_E_MEDIUMFULL);
+    const HRESULT started = Run(channels_, target_, 0, &status, &error);
+    if (FAILED(started)) {
+      EXPECT_EQ(started, STG_E_MEDIUMFULL);
+    } else if (error == S_OK) {
+      ComPtr<IRecording> saved;
+      ASSERT_EQ(Open(target_, &saved), S_OK);
+      ExpectSameFrames(source_.get(), saved.get(), 3);
     } else {
-      EXPECT_EQ(started, STG_E_MEDIUMFULL) << k;
+      EXPECT_EQ(error, STG_E_MEDIUMFULL);
+      EXPECT_EQ(status, kalSRS_ErrorOccurred);
+      EXPECT_FALSE(Exists(target_));
     }
   }
   FailWriteForTesting(nullptr, 0);
-  EXPECT_EQ(Contents(source_path), before);
 }
 
-TEST_F(SaveRecordingTest, AnAbortAtARandomMomentEndsReadyWithoutATarget) {
-  std::vector<ComPtr<IChannelInfo>> keep;
-  std::vector<IChannelInfo*> channels;
-  const std::string source_path = Path("source.krf"), target = Path("target.krf");
-  ComPtr<IRecording> source = FileSource(source_path, &keep, &channels);
-  ASSERT_TRUE(source);
-  const std::string before = Contents(source_path);
+TEST_F(FileSourceTest, AnAbortAtARandomMomentEndsReadyWithoutATarget) {
   std::mt19937 random(20261124);
   for (int round = 0; round < 12; ++round) {
     // Two groups: with the writer thread; three: without.
-    std::vector<IChannelInfo*> chosen = channels;
+    std::vector<IChannelInfo*> chosen = channels_;
     if (round % 2) chosen.resize(4);  // channels of groups 1 and 2
     ComPtr<ISaveRecordingProgress> progress;
-    ASSERT_EQ(Start(chosen, target, 0, &progress), S_OK);
+    ASSERT_EQ(Start(chosen, target_, 0, &progress), S_OK);
     std::this_thread::sleep_for(std::chrono::microseconds(random() % 150000));
     kalSaveRecordingStatus status = kalSRS_Initializing;
     progress->get_Status(&status);
@@ -280,10 +275,9 @@ TEST_F(SaveRecordingTest, AnAbortAtARandomMomentEndsReadyWithoutATarget) {
     EXPECT_EQ(status, kalSRS_Ready) << round;
     progress = nullptr;
     // An abort after the end keeps the finished file.
-    EXPECT_EQ(Exists(target), ended) << round;
-    std::filesystem::remove(target);
+    EXPECT_EQ(Exists(target_), ended) << round;
+    std::filesystem::remove(target_);
   }
-  EXPECT_EQ(Contents(source_path), before);
 }
 
 }  // namespace

@@ -14,6 +14,10 @@
 
 namespace mlr::save::test {
 
+using model::MemoryChannelSpec;
+using model::MemoryGroupSpec;
+using model::MemoryRecordingSpec;
+using model::MemorySegment;
 using reader::test::Channel;
 using reader::test::CollectionOf;
 using reader::test::Group;
