@@ -1,11 +1,8 @@
 #include "pipeline_fixture.h"
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <chrono>
-#include <cstdlib>
-#include <filesystem>
 #include <thread>
 
 #include "platform/strings.h"
@@ -92,13 +89,9 @@ HRESULT TestModel::WriteRecording(IStorage* root, IStorage* data) {
 }
 
 void PipelineTest::SetUp() {
-  char pattern[] = "/tmp/mlr_save_XXXXXX";
-  ASSERT_NE(mkdtemp(pattern), nullptr);
-  dir_ = pattern;
-  target_ = dir_ + "/target.krf";
+  reader::test::ReaderTest::SetUp();
+  target_ = Path("target.krf");
 }
-
-void PipelineTest::TearDown() { std::filesystem::remove_all(dir_); }
 
 ComPtr<ISaveRecordingProgress> PipelineTest::Start(std::unique_ptr<TestModel> model,
                                                    CallLog* log, const CSaveClock& clock) {

@@ -18,6 +18,7 @@
 #include "save/main_save_thread.h"
 #include "save/save_clock.h"
 #include "save/save_model.h"
+#include "tests/reader/reader_fixture.h"
 
 namespace mlr::save::testing {
 
@@ -116,10 +117,9 @@ class TestModel final : public CSaveModel {
   std::vector<CSaveObject*> view_;
 };
 
-class PipelineTest : public ::testing::Test {
+class PipelineTest : public reader::test::ReaderTest {
  protected:
   void SetUp() override;
-  void TearDown() override;
 
   // Starts the save of `model` into target_ (the model's groups stay
   // reachable through their pointers until the save ends).
@@ -132,7 +132,7 @@ class PipelineTest : public ::testing::Test {
   std::vector<LONG> WaitReady(ISaveRecordingProgress* progress, CallLog* log = nullptr);
   bool TargetExists() const;
 
-  std::string dir_, target_;
+  std::string target_;
   CallLog log_;
 };
 
