@@ -9,6 +9,7 @@
 #include <mutex>
 #include <system_error>
 #include <thread>
+#include <unistd.h>
 #include <vector>
 
 #if defined(__has_feature)
@@ -70,7 +71,7 @@ class Pool {
       held_ = 0;
     }
     wake_.notify_all();
-    if (reaper_.joinable()) reaper_.join();
+    EndReaper();
     FreeAll(all);
   }
 
@@ -104,10 +105,12 @@ class Pool {
       Poison(block, bytes);
       kept_.push_back({block, bytes, Clock::now()});
       held_ += bytes;
-      if (!reaping_) {
-        if (reaper_.joinable()) reaper_.join();  // it has left its loop: ends at once
+      // A child process made by fork inherits the flag but not the thread.
+      if (!reaping_ || reaper_pid_ != getpid()) {
+        EndReaper();  // it has left its loop (or lives in the parent): ends at once
         try {
           reaper_ = std::thread(&Pool::Reap, this);
+          reaper_pid_ = getpid();
           reaping_ = true;
         } catch (const std::system_error&) {
           // No thread, no keeping: nothing would free the block.
@@ -147,6 +150,17 @@ class Pool {
     blocks.clear();
   }
 
+  // Joins a reaper thread that has ended, or lets go of one that belongs to
+  // the parent of a forked process (it does not exist here).
+  void EndReaper() {
+    if (!reaper_.joinable()) return;
+    if (reaper_pid_ == getpid()) {
+      reaper_.join();
+    } else {
+      reaper_.detach();
+    }
+  }
+
   void Reap() {
     const auto idle = std::chrono::milliseconds(kPoolIdleMs);
     std::unique_lock<std::mutex> hold(mutex_);
@@ -175,6 +189,7 @@ class Pool {
   std::vector<Kept> kept_;
   size_t held_ = 0;
   bool reaping_ = false;
+  pid_t reaper_pid_ = 0;
   bool closing_ = false;
   std::thread reaper_;
 };

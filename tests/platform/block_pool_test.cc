@@ -6,8 +6,12 @@
 #include "platform/win.h"
 
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <cstdint>
 #include <thread>
 #include <vector>
@@ -133,6 +137,33 @@ TEST_F(BlockPool, ServesSeveralThreadsAtOnce) {
   for (std::thread& th : threads) th.join();
   for (int t = 0; t < 4; ++t) EXPECT_EQ(wrong[t], 0) << t;
   EXPECT_LE(PoolHeldBytes(), kPoolMaxBlocks * (kPoolMinBytes + 2 * 65536));
+}
+
+TEST_F(BlockPool, AForkedChildKeepsBlocksAndExits) {
+  // The parent's helper thread runs while the child is made; the child has
+  // none, starts its own and joins it when it exits.
+  SafeArrayDestroy(Bytes(kPoolMinBytes, false));
+  ASSERT_EQ(PoolHeldBytes(), kPoolMinBytes);
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    SafeArrayDestroy(Bytes(2 * kPoolMinBytes, false));
+    std::exit(PoolHeldBytes() == 3 * kPoolMinBytes ? 0 : 1);  // runs the static destructors
+  }
+  int status = 0;
+  pid_t done = 0;
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  while ((done = waitpid(child, &status, WNOHANG)) == 0 &&
+         std::chrono::steady_clock::now() < deadline) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
+  if (done == 0) {
+    kill(child, SIGKILL);
+    waitpid(child, &status, 0);
+    FAIL() << "the child did not exit";
+  }
+  ASSERT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 0);
 }
 
 }  // namespace
