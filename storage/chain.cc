@@ -66,6 +66,8 @@ Status WalkChain(const std::vector<uint32_t>& table, uint32_t count, uint32_t st
                  std::vector<bool>* visited, const char* layer, const std::string& what, Chain* out) {
   out->Clear();
   uint32_t s = start;
+  uint64_t walked = 0;
+  uint32_t run_first = 0, run_count = 0;  // consecutive sectors not yet appended
   while (s != kEndOfChain) {
     if (s >= count || s >= table.size())
       return Corrupt(std::string(layer) + ": " + what + " links to sector " + std::to_string(s) +
@@ -76,12 +78,19 @@ Status WalkChain(const std::vector<uint32_t>& table, uint32_t count, uint32_t st
                        what + ")");
       (*visited)[s] = true;
     }
-    if (out->size() >= limit)
+    if (walked++ >= limit)
       return Corrupt(std::string(layer) + ": " + what + " is longer than " + std::to_string(limit) +
                      " sectors");
-    out->Append(s);
+    if (run_count != 0 && s == run_first + run_count) {
+      ++run_count;
+    } else {
+      out->AppendRun(run_first, run_count);
+      run_first = s;
+      run_count = 1;
+    }
     s = table[s];
   }
+  out->AppendRun(run_first, run_count);
   return Status::Ok();
 }
 

@@ -11,12 +11,22 @@ namespace {
 // Requests up to this many sectors may be scattered over free holes; larger
 // ones go to the end of the file as one run.
 constexpr uint64_t kHoleReuseLimit = 64;
-// A chain of at least kAlignFromBytes that needs new FAT sectors at the end
-// of the file gets enough of them that its next sector starts where the
-// stream position and the file offset agree modulo kAlignBytes (see
-// Fat::Allocate).
+// A chain that needs new FAT sectors at the end of the file gets enough of
+// them that its next sector starts where the stream position and the file
+// offset agree modulo an alignment unit (see Fat::Allocate): the largest
+// power of two up to an eighth of the chain, from kMinAlignBytes to
+// kAlignBytes; none for a chain below 8 * kMinAlignBytes.
 constexpr uint64_t kAlignBytes = 1 << 20;
-constexpr uint64_t kAlignFromBytes = 16 << 20;
+constexpr uint64_t kMinAlignBytes = 64 << 10;
+// The largest single write or read of table sectors.
+constexpr uint64_t kMaxTableIo = 1 << 20;
+
+uint64_t AlignUnitBytes(uint64_t chain_bytes) {
+  if (chain_bytes / 8 < kMinAlignBytes) return 0;
+  uint64_t unit = kAlignBytes;
+  while (unit > chain_bytes / 8) unit /= 2;
+  return unit;
+}
 }  // namespace
 
 Fat::Fat(uint32_t sector_size, uint16_t major_version)
@@ -59,10 +69,16 @@ Status Fat::Load(const Header& h, const SectorIo& io, uint32_t file_sectors, std
   }
 
   next_.assign(static_cast<size_t>(n) * per_sector_, kFreeSect);
-  std::vector<uint8_t> data(sector_size_);
-  for (uint32_t i = 0; i < n; ++i) {
-    MLR_RETURN_IF_ERROR(io.ReadSectors(fat_sectors_[i], 1, data.data()));
-    for (uint32_t k = 0; k < per_sector_; ++k) next_[static_cast<size_t>(i) * per_sector_ + k] = Load32(data.data() + 4 * k);
+  // FAT sectors that follow each other in the file are read in one go.
+  std::vector<uint8_t> data;
+  for (uint32_t i = 0; i < n;) {
+    uint32_t j = i + 1;
+    while (j < n && fat_sectors_[j] == fat_sectors_[j - 1] + 1 && uint64_t{j - i} * sector_size_ < kMaxTableIo) ++j;
+    data.resize(static_cast<size_t>(j - i) * sector_size_);
+    MLR_RETURN_IF_ERROR(io.ReadSectors(fat_sectors_[i], j - i, data.data()));
+    for (size_t k = 0; k < static_cast<size_t>(j - i) * per_sector_; ++k)
+      next_[static_cast<size_t>(i) * per_sector_ + k] = Load32(data.data() + 4 * k);
+    i = j;
   }
   count_ = static_cast<uint32_t>(std::min<uint64_t>(file_sectors, next_.size()));
   dirty_.assign(n, false);
@@ -131,7 +147,8 @@ Status Fat::EnsureCapacity(uint64_t extra) {
 }
 
 Status Fat::AlignEnd(uint64_t index, uint64_t extra) {
-  const uint64_t unit = kAlignBytes / sector_size_;
+  const uint64_t unit = AlignUnitBytes(index * sector_size_) / sector_size_;
+  if (unit <= 1) return Status::Ok();
   // Sector s lies at file offset (s + 1) * sector_size; chain index `index`
   // at stream offset index * sector_size.
   auto aligned = [&] { return (static_cast<uint64_t>(count_) + 1) % unit == index % unit; };
@@ -170,16 +187,16 @@ Status Fat::Allocate(uint64_t count, Chain* chain) {
     free_hint_ = s;
   }
   if (count == 0) return Status::Ok();
-  // One run at the end, after any FAT and DIFAT sectors it needs. A long
-  // chain that needs new table sectors gets extra FAT sectors (capacity for
-  // later growth) until its run starts at a file offset that agrees with its
-  // stream position modulo 1 MiB: block-sized reads and writes of the stream
-  // are then aligned in the file as they are in the stream, which the page
-  // cache serves with large pages (unaligned ones cost up to a third more).
+  // One run at the end, after any FAT and DIFAT sectors it needs. A chain
+  // that needs new table sectors gets extra FAT sectors (capacity for later
+  // growth, at most an eighth of the chain) until its run starts at a file
+  // offset that agrees with its stream position modulo a power of two of up
+  // to 1 MiB: block-sized reads and writes of the stream are then aligned in
+  // the file as they are in the stream, which the page cache serves with
+  // large pages (unaligned ones cost up to a third more).
   const uint32_t before = count_;
   MLR_RETURN_IF_ERROR(EnsureCapacity(count));
-  if (count_ != before && chain->size() * sector_size_ >= kAlignFromBytes)
-    MLR_RETURN_IF_ERROR(AlignEnd(chain->size(), count));
+  if (count_ != before) MLR_RETURN_IF_ERROR(AlignEnd(chain->size(), count));
   for (uint64_t i = 0; i < count; ++i) link(count_++);
   return Status::Ok();
 }
@@ -208,7 +225,7 @@ Status Fat::Flush(const SectorIo& io, Header* h) {
     }
     size_t j = i + 1;
     while (j < fat_sectors_.size() && dirty_[j] && fat_sectors_[j] == fat_sectors_[j - 1] + 1 &&
-           (j - i) * sector_size_ < kAlignBytes)
+           (j - i) * sector_size_ < kMaxTableIo)
       ++j;
     buf.resize((j - i) * sector_size_);
     for (size_t k = 0; k < (j - i) * per_sector_; ++k) Store32(buf.data() + 4 * k, next_[i * per_sector_ + k]);
@@ -245,7 +262,7 @@ Status Fat::WritePlaceholders(const SectorIo& io) {
   std::vector<uint8_t> free_links;
   for (size_t i = 0; i < unwritten_.size();) {
     size_t j = i + 1;
-    while (j < unwritten_.size() && unwritten_[j] == unwritten_[j - 1] + 1 && (j - i) * sector_size_ < kAlignBytes) ++j;
+    while (j < unwritten_.size() && unwritten_[j] == unwritten_[j - 1] + 1 && (j - i) * sector_size_ < kMaxTableIo) ++j;
     free_links.assign((j - i) * sector_size_, 0xFF);
     MLR_RETURN_IF_ERROR(io.WriteSectors(unwritten_[i], static_cast<uint32_t>(j - i), free_links.data()));
     i = j;

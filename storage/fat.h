@@ -40,10 +40,10 @@ class Fat {
 
   // Adds `count` sectors to the end of `chain`: after its last sector where
   // those are free, else in free holes (small requests), else as one run at
-  // the end of the file. A chain of 16 MiB or more that needs new FAT
-  // sectors there gets extra ones (up to 1 MiB of them, capacity for its
-  // later growth) so that its run is aligned in the file as in the stream
-  // modulo 1 MiB.
+  // the end of the file. A chain of 512 KiB or more that needs new FAT
+  // sectors there gets extra ones (capacity for its later growth, at most an
+  // eighth of its size) so that its run is aligned in the file as in the
+  // stream modulo a power of two from 64 KiB to 1 MiB.
   Status Allocate(uint64_t count, Chain* chain);
   // Cuts `chain` to n sectors and frees the rest.
   void Truncate(Chain* chain, uint64_t n);
@@ -67,8 +67,9 @@ class Fat {
   // Adds FAT and DIFAT sectors until `extra` more sectors fit in the table.
   Status EnsureCapacity(uint64_t extra);
   // Adds FAT sectors (room for later growth) until the next sector at the
-  // end of the file sits at chain index `index` modulo 1 MiB of file offset,
-  // keeping room for `extra` sectors.
+  // end of the file sits where chain index `index` does modulo the
+  // alignment unit of a chain of that length, keeping room for `extra`
+  // sectors.
   Status AlignEnd(uint64_t index, uint64_t extra);
   void FreeOne(uint32_t s);
 
