@@ -102,6 +102,7 @@ Status CompoundFile::ValidateStreams(std::vector<bool>* visited) {
     } else {
       need = CeilDiv(e.size, header_.sector_size());
       MLR_RETURN_IF_ERROR(fat_.Walk(e.start, visited, what, &chain));
+      if (!writable()) read_only_chains_[i] = chain;
     }
     if (chain.size() < need)
       return Corrupt(std::string(IsMini(e) ? "mini FAT" : "FAT") + ": " + what + " of " + std::to_string(e.size) +
@@ -132,6 +133,13 @@ Status CompoundFile::LoadChain(uint32_t index, Chain* chain) const {
   const DirEntry& e = dir_.entry(index);
   chain->Clear();
   if (e.size == 0) return Status::Ok();
+  if (!IsMini(e)) {
+    auto kept = read_only_chains_.find(index);
+    if (kept != read_only_chains_.end()) {
+      *chain = kept->second;
+      return Status::Ok();
+    }
+  }
   const std::string what = "stream " + Quoted(e.name);
   if (IsMini(e)) return mini_.Walk(e.start, mini_.sector_count(), nullptr, what, chain);
   return fat_.Walk(e.start, nullptr, what, chain);

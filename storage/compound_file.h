@@ -141,6 +141,10 @@ class CompoundFile : public std::enable_shared_from_this<CompoundFile> {
   Directory dir_;
   MiniStream mini_;
   std::unordered_map<uint32_t, int> open_;
+  // In a read-only file the chains of ordinary streams, as the validation at
+  // open walked them (nothing changes them later), so that opening a large
+  // stream does not walk its chain again.
+  std::unordered_map<uint32_t, Chain> read_only_chains_;
   bool dirty_ = false;
 };
 
