@@ -18,8 +18,10 @@ constexpr uint64_t kHoleReuseLimit = 64;
 // kAlignBytes; none for a chain below 8 * kMinAlignBytes.
 constexpr uint64_t kAlignBytes = 1 << 20;
 constexpr uint64_t kMinAlignBytes = 64 << 10;
-// The largest single write or read of table sectors.
+// The largest single write of table sectors.
 constexpr uint64_t kMaxTableIo = 1 << 20;
+// The FAT is read at open in pieces of this size.
+constexpr size_t kLoadPiece = 64 << 10;
 
 uint64_t AlignUnitBytes(uint64_t chain_bytes) {
   if (chain_bytes / 8 < kMinAlignBytes) return 0;
@@ -68,16 +70,17 @@ Status Fat::Load(const Header& h, const SectorIo& io, uint32_t file_sectors, std
     d = Load32(buf.data() + 4 * per_difat);
   }
 
-  next_.assign(static_cast<size_t>(n) * per_sector_, kFreeSect);
-  // FAT sectors that follow each other in the file are read in one go.
-  std::vector<uint8_t> data;
+  // FAT sectors that follow each other in the file are read together, a
+  // small piece at a time through one buffer; each link is stored once.
+  next_.clear();
+  next_.reserve(static_cast<size_t>(n) * per_sector_);
+  std::vector<uint8_t> data(std::max<size_t>(kLoadPiece, sector_size_));
+  const uint32_t per_piece = static_cast<uint32_t>(data.size() / sector_size_);
   for (uint32_t i = 0; i < n;) {
     uint32_t j = i + 1;
-    while (j < n && fat_sectors_[j] == fat_sectors_[j - 1] + 1 && uint64_t{j - i} * sector_size_ < kMaxTableIo) ++j;
-    data.resize(static_cast<size_t>(j - i) * sector_size_);
+    while (j < n && j - i < per_piece && fat_sectors_[j] == fat_sectors_[j - 1] + 1) ++j;
     MLR_RETURN_IF_ERROR(io.ReadSectors(fat_sectors_[i], j - i, data.data()));
-    for (size_t k = 0; k < static_cast<size_t>(j - i) * per_sector_; ++k)
-      next_[static_cast<size_t>(i) * per_sector_ + k] = Load32(data.data() + 4 * k);
+    for (size_t k = 0; k < static_cast<size_t>(j - i) * per_sector_; ++k) next_.push_back(Load32(data.data() + 4 * k));
     i = j;
   }
   count_ = static_cast<uint32_t>(std::min<uint64_t>(file_sectors, next_.size()));
