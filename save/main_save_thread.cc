@@ -139,6 +139,7 @@ void CMainSaveThread::Prepare(const std::vector<CSaveObject*>& order) {
     if (FAILED(hr)) SetError(hr);
     g->SetWriter(&writer_);
     g->SetRemovable(removable_);
+    g->SetClock(clock_);
     if (workers_.size() < static_cast<size_t>(kMaxSaveWorkers))
       workers_.push_back(std::make_unique<CSaveThread>());
     workers_[i % kMaxSaveWorkers]->AddGroup(g);

@@ -216,7 +216,7 @@ void CSaveChannelGroup::SaveData(const CSaveStopSource& caller) {
     LONG first = std::max<LONG>(1, segment.first_frame);
     int64_t remaining = segment.frames;
     while (remaining > 0) {
-      const DWORD started = timeGetTime();
+      const DWORD started = clock_->Now();
       if (Stopped(caller)) break;
       const LONG n = static_cast<LONG>(std::min<int64_t>(block, remaining));
       SAFEARRAY* data = nullptr;
@@ -261,8 +261,8 @@ void CSaveChannelGroup::SaveData(const CSaveStopSource& caller) {
         SetError(E_FAIL);  // success without a result: nothing to write
       }
       if (removable_) {
-        const DWORD elapsed = timeGetTime() - started;
-        Sleep(elapsed <= kPauseMs ? kPauseMs - elapsed : kPauseMs);
+        const DWORD elapsed = clock_->Now() - started;
+        clock_->Pause(elapsed <= kPauseMs ? kPauseMs - elapsed : kPauseMs);
       }
       if (FAILED(error())) break;
     }

@@ -31,8 +31,8 @@
 //      2 GiB or more fails with 0x80080011 before any data is written.
 //   4  data: blocks of 100,000 / 50,000 / 30,000 / 15,000 frames by channel
 //      count (on a removable target ceil(100,000 / C / 500) x 500 clamped to
-//      500..25,000, each block followed by a pause that makes it last 500
-//      ms), written through the writer queue; reduced frames batched by
+//      500..25,000, each block followed by a pause on the save's clock that
+//      makes it last 500 ms, or of 500 ms when it took longer), written through the writer queue; reduced frames batched by
 //      100,000 (10,000 on a removable target). A fetch that succeeds
 //      without frames fails the group with E_FAIL (it would never end).
 //   5 / kSavePhaseCleanUp  finish: commit the streams and the storage, or,
@@ -125,6 +125,8 @@ class CSaveChannelGroup final : public CSaveObject {
   void SetSpan(double first, double last, double shift, LONG hnorm = 0);
   void SetWriter(CSaveWriteQueue* writer) override { writer_ = writer; }
   void SetRemovable(bool removable) override { removable_ = removable; }
+  // The system clock until set.
+  void SetClock(const CSaveClock& clock) override { clock_ = &clock; }
 
   // Creates "ChGroup<number>" in `data` with "MuxData02" and (unless
   // kalSRF_SkipReducedStream) "MuxData500", and registers the three in the
@@ -186,6 +188,7 @@ class CSaveChannelGroup final : public CSaveObject {
   DWORD storage_cookie_ = 0, main_cookie_ = 0, reduced_cookie_ = 0;
   CSaveWriteQueue* writer_ = nullptr;
   bool removable_ = false;
+  const CSaveClock* clock_ = &SystemSaveClock();
   std::atomic<HRESULT> error_{S_OK};
   std::atomic<int64_t> to_allocate_{0}, allocated_{0}, written_main_{0}, written_reduced_{0};
 };

@@ -6,6 +6,7 @@ namespace {
 class SystemClock final : public CSaveClock {
  public:
   DWORD Now() const override { return timeGetTime(); }
+  void Pause(DWORD ms) const override { Sleep(ms); }
 };
 
 }  // namespace

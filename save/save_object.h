@@ -2,7 +2,7 @@
 //
 // The main save thread (save/main_save_thread.h) asks each group, in order,
 // to create its storage inside the target's "Data" storage, gives it the
-// writer queue and the removable-target flag, and then has a worker run its
+// writer queue, the removable-target flag and the save's clock, and then has a worker run its
 // phase operation once per save phase (phase numbers in
 // save/save_write_job.h); after a failed or aborted save it runs the
 // clean-up phase, and in every case it closes the group at the end. The
@@ -11,16 +11,17 @@
 // CSaveChannelGroup (save/save_channel_group.h) is the implementation that
 // writes a source channel group; tests may derive their own.
 //
-// Threading: CreateStorage, SetWriter, SetRemovable and Close run on the main
-// save thread; Phase runs on one worker at a time. error() and the counters
-// may be read from any thread at any time (the progress object reads them
-// while a worker updates them); the counters only grow.
+// Threading: CreateStorage, SetWriter, SetRemovable, SetClock and Close run
+// on the main save thread; Phase runs on one worker at a time. error() and
+// the counters may be read from any thread at any time (the progress object
+// reads them while a worker updates them); the counters only grow.
 // Ownership: the save model owns its groups (save/save_model.h).
 #pragma once
 
 #include <cstdint>
 
 #include "platform/win.h"
+#include "save/save_clock.h"
 #include "save/save_write_job.h"
 
 namespace mlr::save {
@@ -48,6 +49,9 @@ class CSaveObject {
   // The queue that performs the group's writes; lives as long as the save.
   virtual void SetWriter(CSaveWriteQueue* writer) = 0;
   virtual void SetRemovable(bool removable) = 0;
+  // The clock of the pause after each block on a removable target; lives as
+  // long as the save.
+  virtual void SetClock(const CSaveClock& clock) = 0;
 
   // Runs phase `phase`; `caller` is the thread running it (its stop test).
   // Failures are kept as the group's error code.

@@ -45,9 +45,11 @@ HRESULT CreateRoot(BSTR file_name, LONG options, IStorage** root) {
 
 }  // namespace
 
-HRESULT STDAPICALLTYPE SaveRecording(BSTR FileName, SAFEARRAY** ChannelInfos, double StartTime,
-                                     double EndTime, kalSaveRecordingFlags Options,
-                                     ISaveRecordingProgress** Result) {
+namespace mlr::save {
+
+HRESULT SaveRecordingWithClock(BSTR FileName, SAFEARRAY** ChannelInfos, double StartTime,
+                               double EndTime, LONG Options, const CSaveClock& clock,
+                               ISaveRecordingProgress** Result) {
   if (!Result) return E_POINTER;
   *Result = nullptr;
   if (SysStringLen(FileName) == 0 || !ChannelInfos || !*ChannelInfos ||
@@ -55,7 +57,7 @@ HRESULT STDAPICALLTYPE SaveRecording(BSTR FileName, SAFEARRAY** ChannelInfos, do
     return E_INVALIDARG;
   }
   try {
-    auto model = std::make_unique<mlr::save::CSaveRecording>();
+    auto model = std::make_unique<CSaveRecording>();
     HRESULT hr = model->AddChannels(*ChannelInfos);
     if (FAILED(hr)) return hr;
     model->SetOptions(Options);
@@ -63,8 +65,8 @@ HRESULT STDAPICALLTYPE SaveRecording(BSTR FileName, SAFEARRAY** ChannelInfos, do
     if (model->recording_count() == 0 || model->groups().empty()) return E_INVALIDARG;
 
     const mlr::OleString name(FileName, SysStringLen(FileName));
-    SetFileAttributesA(mlr::save::AnsiFileName(name).c_str(), FILE_ATTRIBUTE_NORMAL);
-    mlr::save::DeleteTargetFile(name);
+    SetFileAttributesA(AnsiFileName(name).c_str(), FILE_ATTRIBUTE_NORMAL);
+    DeleteTargetFile(name);
 
     mlr::ComPtr<IStorage> created, root;
     hr = CreateRoot(FileName, Options, created.put());
@@ -72,9 +74,17 @@ HRESULT STDAPICALLTYPE SaveRecording(BSTR FileName, SAFEARRAY** ChannelInfos, do
     // The save's threads write the file at once.
     hr = mlr::StorageForThreads(created.get(), root.put());
     if (FAILED(hr)) return hr;
-    return mlr::save::StartSave(name.c_str(), root.get(), std::move(model),
-                                mlr::save::SystemSaveClock(), Result);
+    return StartSave(name.c_str(), root.get(), std::move(model), clock, Result);
   } catch (const std::bad_alloc&) {
     return E_OUTOFMEMORY;
   }
+}
+
+}  // namespace mlr::save
+
+HRESULT STDAPICALLTYPE SaveRecording(BSTR FileName, SAFEARRAY** ChannelInfos, double StartTime,
+                                     double EndTime, kalSaveRecordingFlags Options,
+                                     ISaveRecordingProgress** Result) {
+  return mlr::save::SaveRecordingWithClock(FileName, ChannelInfos, StartTime, EndTime, Options,
+                                           mlr::save::SystemSaveClock(), Result);
 }

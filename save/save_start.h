@@ -24,6 +24,13 @@ class CMainSaveThread;
 
 // `thread`, when given, receives the main save thread before it starts (for
 // tests that watch it; valid while the progress object lives).
+// SaveRecording (the exported entry point, save/save_recording_api.cc) on
+// `clock`: the entry point passes SystemSaveClock, tests a clock they move by
+// hand.
+HRESULT SaveRecordingWithClock(BSTR FileName, SAFEARRAY** ChannelInfos, double StartTime,
+                               double EndTime, LONG Options, const CSaveClock& clock,
+                               ISaveRecordingProgress** Result);
+
 HRESULT StartSave(const OLECHAR* file_name, IStorage* root, std::unique_ptr<CSaveModel> model,
                   const CSaveClock& clock, ISaveRecordingProgress** result,
                   CMainSaveThread** thread = nullptr);

@@ -4,6 +4,7 @@
 // platform/file.h, does enforce sharing).
 #if !defined(_WIN32)
 
+#include "platform/drive_type.h"
 #include "platform/posix/handles.h"
 #include "platform/win.h"
 
@@ -20,6 +21,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
 #include <new>
 #include <string>
 #include <vector>
@@ -125,8 +127,40 @@ bool IsRemovableDevice(dev_t dev) {
   return false;
 }
 
+struct DriveTypeHook {
+  std::mutex mutex;
+  std::string root;
+  UINT type = DRIVE_UNKNOWN;
+};
+
+DriveTypeHook& DriveHook() {
+  static DriveTypeHook hook;
+  return hook;
+}
+
+// The type the test hook gives `path`, if it names the hook's root or a path
+// below it.
+bool HookedDriveType(const char* path, UINT* type) {
+  DriveTypeHook& hook = DriveHook();
+  std::lock_guard<std::mutex> lock(hook.mutex);
+  const std::string& root = hook.root;
+  if (root.empty() || std::strncmp(path, root.c_str(), root.size()) != 0) return false;
+  const char next = path[root.size()];
+  if (next != '\0' && next != '/' && next != '\\') return false;
+  *type = hook.type;
+  return true;
+}
+
 }  // namespace
 }  // namespace posix
+
+void SetDriveTypeForTesting(const char* root, UINT type) {
+  posix::DriveTypeHook& hook = posix::DriveHook();
+  std::lock_guard<std::mutex> lock(hook.mutex);
+  hook.root = root ? root : "";
+  hook.type = type;
+}
+
 }  // namespace mlr
 
 using mlr::posix::FileObject;
@@ -384,6 +418,8 @@ BOOL SetFileAttributesA(LPCSTR lpFileName, DWORD dwFileAttributes) {
 }
 
 UINT GetDriveTypeA(LPCSTR lpRootPathName) {
+  UINT hooked;
+  if (lpRootPathName && mlr::posix::HookedDriveType(lpRootPathName, &hooked)) return hooked;
   std::string path = ".";
   if (lpRootPathName && lpRootPathName[0]) {
     path = lpRootPathName;

@@ -2,6 +2,7 @@
 // write jobs handed to the writer queue.
 #include <utility>
 
+#include "tests/save/pipeline_fixture.h"
 #include "tests/save/writer_fixture.h"
 
 namespace mlr::save::test {
@@ -84,6 +85,40 @@ TEST_F(WriterTest, DataGoesOutInBlocksThenTheReducedFramesInOneBatch) {
   EXPECT_EQ(I16s(reduced, 12 + 100 * 4, 2), (std::vector<int16_t>{int16_t(50499), int16_t(50000)}));
   EXPECT_EQ(I16s(reduced, 12 + 500 * 4, 2),
             (std::vector<int16_t>{int16_t(250000), int16_t(250000)}));
+}
+
+// On a removable target each block is followed by a pause on the save's clock
+// that makes the block last 500 ms, or of 500 ms when it took longer; a fixed
+// target never pauses.
+TEST_F(WriterTest, RemovableTargetPausesAfterEachSmallerBlock) {
+  model::MemoryRecordingSpec spec;
+  model::MemoryGroupSpec group;
+  group.channels = {model::MemoryChannelSpec{u"x", u"", false, {}, {}}};
+  group.segments = {model::MemorySegment{0.0, 1.0, std::vector<int16_t>(60000, 7)}};
+  spec.groups = {group};
+  ComPtr<IRecording> source = MakeMemoryRecording(spec);
+  ComPtr<IChannelInfo> x = Channel(source.get(), 1, 1);
+
+  struct Case {
+    DWORD block_ms, pause_ms;
+  };
+  for (Case c : {Case{0, 500}, Case{120, 380}, Case{500, 0}, Case{501, 500}, Case{4000, 500}}) {
+    testing::ManualClock clock;
+    clock.Set(0xFFFFFF00u);  // the tick count wraps during the save
+    clock.step = c.block_ms;  // each block reads the clock twice
+    RecordingQueue queue;
+    DrivenSave save = Save({x.get()}, 0.0, 1e9, kalSRF_SkipReducedStream,
+                           Path("removable" + std::to_string(c.block_ms) + ".krf"), &queue, &clock);
+    ASSERT_EQ(save.result, S_OK);
+    EXPECT_EQ(clock.Pauses(), std::vector<DWORD>(3, c.pause_ms)) << c.block_ms;
+    ASSERT_EQ(queue.jobs.size(), 3u);  // 25,000 + 25,000 + 10,000 frames
+    EXPECT_EQ(queue.jobs[0].second, size_t{50000});
+    EXPECT_EQ(queue.jobs[2].second, size_t{20000});
+  }
+  RecordingQueue queue;
+  ASSERT_EQ(Save({x.get()}, 0.0, 1e9, kalSRF_SkipReducedStream, Path("fixed.krf"), &queue).result,
+            S_OK);
+  EXPECT_EQ(queue.jobs.size(), 1u);
 }
 
 }  // namespace

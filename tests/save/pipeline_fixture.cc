@@ -11,6 +11,17 @@
 
 namespace mlr::save::testing {
 
+void ManualClock::Pause(DWORD ms) const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  pauses_.push_back(ms);
+  now_.fetch_add(ms);
+}
+
+std::vector<DWORD> ManualClock::Pauses() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return pauses_;
+}
+
 std::vector<std::string> CallLog::With(const std::string& prefix) const {
   std::vector<std::string> out;
   for (const std::string& line : Lines())

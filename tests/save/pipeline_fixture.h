@@ -22,14 +22,22 @@
 
 namespace mlr::save::testing {
 
+// Moves when the test says, by `step` after every reading, and by the
+// length of every pause, which it records.
 class ManualClock final : public CSaveClock {
  public:
-  DWORD Now() const override { return now_.load(); }
+  DWORD Now() const override { return now_.fetch_add(step); }
+  void Pause(DWORD ms) const override;
   void Set(DWORD ms) { now_.store(ms); }
   void Advance(DWORD ms) { now_.fetch_add(ms); }
+  std::vector<DWORD> Pauses() const;
+
+  std::atomic<DWORD> step{0};
 
  private:
-  std::atomic<DWORD> now_{0};
+  mutable std::atomic<DWORD> now_{0};
+  mutable std::mutex mutex_;
+  mutable std::vector<DWORD> pauses_;
 };
 
 // One line per call the pipeline makes, in the order made.
@@ -77,6 +85,7 @@ class TestGroup final : public CSaveObject {
   HRESULT CreateStorage(IStorage* data) override;
   void SetWriter(CSaveWriteQueue* writer) override { writer_ = writer; }
   void SetRemovable(bool removable) override { removable_ = removable; }
+  void SetClock(const CSaveClock&) override {}
   void Phase(ULONG phase, const CSaveStopSource& caller) override;
   void Close() override;
 

@@ -10,8 +10,12 @@
 #include <random>
 #include <thread>
 
+#include "platform/drive_type.h"
 #include "platform/file.h"
 #include "platform/strings.h"
+#include "save/save_start.h"
+#include "save/target_file.h"
+#include "tests/save/pipeline_fixture.h"
 #include "tests/save/writer_fixture.h"
 
 namespace mlr::save::test {
@@ -57,12 +61,16 @@ SAFEARRAY* ChannelArray(const std::vector<IChannelInfo*>& channels) {
 
 class SaveRecordingTest : public WriterTest {
  protected:
+  // SaveRecording, or its body on `clock` when given.
   HRESULT Start(const std::vector<IChannelInfo*>& channels, const std::string& path, LONG options,
-                ComPtr<ISaveRecordingProgress>* progress, double start = 0.0, double end = 1e9) {
+                ComPtr<ISaveRecordingProgress>* progress, double start = 0.0, double end = 1e9,
+                const CSaveClock* clock = nullptr) {
     SAFEARRAY* array = ChannelArray(channels);
     BSTR name = SysAllocString(ToUtf16(path.c_str()).c_str());
-    HRESULT hr = SaveRecording(name, &array, start, end, static_cast<kalSaveRecordingFlags>(options),
-                               progress->put());
+    HRESULT hr = clock ? SaveRecordingWithClock(name, &array, start, end, options, *clock,
+                                                progress->put())
+                       : SaveRecording(name, &array, start, end,
+                                       static_cast<kalSaveRecordingFlags>(options), progress->put());
     SysFreeString(name);
     SafeArrayDestroy(array);
     return hr;
@@ -211,6 +219,37 @@ TEST_F(SaveRecordingTest, AReadOnlyTargetIsReplacedAndTheSelectionReadsBack) {
     EXPECT_EQ(ReadStream(path, "Data/ChGroup3/MuxData500", &reduced),
               (options & kalSRF_SkipReducedStream) == 0);
   }
+}
+
+// A target in a folder on a removable drive makes the group pause after each
+// of its smaller blocks (on the save's clock, which only the pauses move
+// here); the same save to a fixed disk never pauses. Both read back whole.
+TEST_F(SaveRecordingTest, ARemovableTargetPausesAfterEachBlockAFixedOneNever) {
+  ComPtr<IRecording> source = MakeMemoryRecording(ThreeGroups(60000));
+  ComPtr<IChannelInfo> channel = Channel(source.get(), 1, 1);  // 1 channel: blocks of 25,000
+  const std::string path = Path("drive/saved.krf");
+  ASSERT_TRUE(std::filesystem::create_directory(Path("drive")));
+  for (UINT drive : {DRIVE_REMOVABLE, DRIVE_FIXED}) {
+    SetDriveTypeForTesting(Path("drive").c_str(), drive);
+    ASSERT_EQ(IsRemovableTarget(ToUtf16(path.c_str())), drive == DRIVE_REMOVABLE);
+    EXPECT_EQ(GetDriveTypeA(Path("drive2").c_str()), DRIVE_NO_ROOT_DIR) << "only alike in name";
+    testing::ManualClock clock;
+    ComPtr<ISaveRecordingProgress> progress;
+    ASSERT_EQ(Start({channel.get()}, path, 0, &progress, 0.0, 1e9, &clock), S_OK);
+    kalSaveRecordingStatus status;
+    LONG error = -1;
+    Wait(progress.get(), &status, &error);
+    EXPECT_EQ(error, S_OK);
+    progress = nullptr;
+    EXPECT_EQ(clock.Pauses(), std::vector<DWORD>(drive == DRIVE_REMOVABLE ? 3 : 0, 500)) << drive;
+    ComPtr<IRecording> saved;
+    ASSERT_EQ(Open(path, &saved), S_OK);
+    EXPECT_EQ(Frames(saved.get(), 1, 1), Frames(source.get(), 1, 1));
+  }
+  // A drive letter names the drive, whatever folder follows.
+  SetDriveTypeForTesting("E:", DRIVE_REMOVABLE);
+  EXPECT_TRUE(IsRemovableTarget(u"E:\\records\\x.krf"));
+  SetDriveTypeForTesting(nullptr, 0);
 }
 
 // Every k-th write of the target fails in turn (a sample of k over a whole

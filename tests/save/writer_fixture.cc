@@ -7,7 +7,8 @@
 namespace mlr::save::test {
 
 DrivenSave WriterTest::Save(const std::vector<IChannelInfo*>& channels, double start, double end,
-                            LONG options, const std::string& path, CSaveWriteQueue* writer) {
+                            LONG options, const std::string& path, CSaveWriteQueue* writer,
+                            const CSaveClock* removable) {
   DrivenSave save;
   CSaveRecording& model = *save.model;
   for (IChannelInfo* channel : channels) EXPECT_EQ(model.AddChannel(channel), S_OK);
@@ -20,6 +21,10 @@ DrivenSave WriterTest::Save(const std::vector<IChannelInfo*>& channels, double s
   for (CSaveObject* g : model.groups()) {
     if (FAILED(save.result = g->CreateStorage(data.get()))) return save;
     g->SetWriter(writer);
+    if (removable) {
+      g->SetRemovable(true);
+      g->SetClock(*removable);
+    }
   }
   TestStop running;
   for (ULONG phase = 1; phase <= 5 && SUCCEEDED(save.result); ++phase) {

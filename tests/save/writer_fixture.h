@@ -44,9 +44,11 @@ class WriterTest : public reader::test::ReaderTest {
   // Saves `channels` into `path` through a CSaveRecording: Align, the
   // groups' storages, phases 1 to 5 in turn with Gather and WriteRecording
   // after phase 1, the clean-up phase on every group after a failure.
-  // `writer` (optional) performs the groups' writes.
+  // `writer` (optional) performs the groups' writes; with `removable` the
+  // target counts as removable and the groups pause on that clock.
   static DrivenSave Save(const std::vector<IChannelInfo*>& channels, double start, double end,
-                         LONG options, const std::string& path, CSaveWriteQueue* writer = nullptr);
+                         LONG options, const std::string& path, CSaveWriteQueue* writer = nullptr,
+                         const CSaveClock* removable = nullptr);
   // A new compound file at `path` with its "Data" storage.
   static void CreateTarget(const std::string& path, ComPtr<IStorage>* root, ComPtr<IStorage>* data);
 };
