@@ -4,6 +4,7 @@
 
 #include "model/com_enum.h"
 #include "model/item_hand_out.h"
+#include "model/query_interface.h"
 #include "model/recording_impl.h"
 
 // --- CURIBookmarkImpl -------------------------------------------------------
@@ -13,19 +14,10 @@ CURIBookmarkImpl::CURIBookmarkImpl(CURIBookmarksImpl* owner, LONG index,
     : refs_(owner), index_(index), record_(record) {}
 
 HRESULT CURIBookmarkImpl::QueryInterface(REFIID riid, void** ppv) {
-  if (ppv == nullptr) return E_POINTER;
-  if (riid == IID_IUnknown || riid == IID_IDispatch || riid == IID_IBookmark) {
-    *ppv = static_cast<IBookmark*>(this);
-  } else if (riid == IID_ITimemark) {
-    *ppv = static_cast<ITimemark*>(&timemark_);
-  } else if (riid == IID_ISupportErrorInfo) {
-    *ppv = static_cast<ISupportErrorInfo*>(this);
-  } else {
-    *ppv = nullptr;
-    return E_NOINTERFACE;
-  }
-  AddRef();
-  return S_OK;
+  return mlr::model::AnswerQueryInterface(
+      static_cast<IBookmark*>(this), {IID_IBookmark}, riid, ppv,
+      {{IID_ITimemark, static_cast<ITimemark*>(&timemark_)},
+       {IID_ISupportErrorInfo, static_cast<ISupportErrorInfo*>(this)}});
 }
 
 ULONG CURIBookmarkImpl::AddRef() { return refs_.AddRef(); }
@@ -60,19 +52,10 @@ HRESULT CURIBookmarkImpl::TimemarkFace::get_Index(LONG* pVal) {
 CURIBookmarksImpl::CURIBookmarksImpl(CURIRecordingImpl* owner) : refs_(owner) {}
 
 HRESULT CURIBookmarksImpl::QueryInterface(REFIID riid, void** ppv) {
-  if (ppv == nullptr) return E_POINTER;
-  if (riid == IID_IUnknown || riid == IID_IDispatch || riid == IID_IBookmarks) {
-    *ppv = static_cast<IBookmarks*>(this);
-  } else if (riid == IID_ITimemarks) {
-    *ppv = static_cast<ITimemarks*>(&timemarks_);
-  } else if (riid == IID_ISupportErrorInfo) {
-    *ppv = static_cast<ISupportErrorInfo*>(this);
-  } else {
-    *ppv = nullptr;
-    return E_NOINTERFACE;
-  }
-  AddRef();
-  return S_OK;
+  return mlr::model::AnswerQueryInterface(
+      static_cast<IBookmarks*>(this), {IID_IBookmarks}, riid, ppv,
+      {{IID_ITimemarks, static_cast<ITimemarks*>(&timemarks_)},
+       {IID_ISupportErrorInfo, static_cast<ISupportErrorInfo*>(this)}});
 }
 
 ULONG CURIBookmarksImpl::AddRef() { return refs_.AddRef(); }

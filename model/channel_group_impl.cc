@@ -7,6 +7,7 @@
 #include "model/channel_info_impl.h"
 #include "model/channel_infos_impl.h"
 #include "model/hnorm_impl.h"
+#include "model/query_interface.h"
 #include "model/recording_impl.h"
 
 namespace {
@@ -22,17 +23,9 @@ CURIChannelGroupImpl::CURIChannelGroupImpl(CURIRecordingImpl* owner)
 CURIChannelGroupImpl::~CURIChannelGroupImpl() = default;
 
 HRESULT CURIChannelGroupImpl::QueryInterface(REFIID riid, void** ppv) {
-  if (ppv == nullptr) return E_POINTER;
-  if (riid == IID_IUnknown || riid == IID_IDispatch || riid == IID_IChannelGroup) {
-    *ppv = static_cast<IChannelGroup*>(this);
-  } else if (riid == IID_ISupportErrorInfo) {
-    *ppv = static_cast<ISupportErrorInfo*>(this);
-  } else {
-    *ppv = nullptr;
-    return E_NOINTERFACE;
-  }
-  AddRef();
-  return S_OK;
+  return mlr::model::AnswerQueryInterface(
+      static_cast<IChannelGroup*>(this), {IID_IChannelGroup}, riid, ppv,
+      {{IID_ISupportErrorInfo, static_cast<ISupportErrorInfo*>(this)}});
 }
 
 ULONG CURIChannelGroupImpl::AddRef() { return refs_.AddRef(); }
@@ -67,7 +60,7 @@ HRESULT CURIChannelGroupImpl::GetBestReductionFactor(LONG, LONG* ReductionFactor
   return S_OK;
 }
 
-HRESULT CURIChannelGroupImpl::get_StartTime(double* pVal) {
+HRESULT CURIChannelGroupImpl::OuterNormsetTime(bool last, double* pVal) {
   if (pVal == nullptr) return E_POINTER;
   *pVal = 0.0;
   IHNorms* hnorms = nullptr;
@@ -75,11 +68,20 @@ HRESULT CURIChannelGroupImpl::get_StartTime(double* pVal) {
   if (FAILED(hr)) return hr;
   hr = kNoHorizontalNormsets;
   if (hnorms != nullptr) {
-    IHNorm* first = nullptr;
-    hnorms->get_Item(1, &first);
-    if (first != nullptr) {
-      first->get_StartTime(pVal);
-      first->Release();
+    LONG index = 1;
+    if (last) {
+      index = 0;
+      hnorms->get_Count(&index);
+    }
+    IHNorm* hnorm = nullptr;
+    hnorms->get_Item(index, &hnorm);
+    if (hnorm != nullptr) {
+      if (last) {
+        hnorm->get_EndTime(pVal);
+      } else {
+        hnorm->get_StartTime(pVal);
+      }
+      hnorm->Release();
       hr = S_OK;
     }
     hnorms->Release();
@@ -87,27 +89,9 @@ HRESULT CURIChannelGroupImpl::get_StartTime(double* pVal) {
   return hr;
 }
 
-HRESULT CURIChannelGroupImpl::get_EndTime(double* pVal) {
-  if (pVal == nullptr) return E_POINTER;
-  *pVal = 0.0;
-  IHNorms* hnorms = nullptr;
-  HRESULT hr = get_HNorms(&hnorms);
-  if (FAILED(hr)) return hr;
-  hr = kNoHorizontalNormsets;
-  if (hnorms != nullptr) {
-    LONG count = 0;
-    hnorms->get_Count(&count);
-    IHNorm* last = nullptr;
-    hnorms->get_Item(count, &last);
-    if (last != nullptr) {
-      last->get_EndTime(pVal);
-      last->Release();
-      hr = S_OK;
-    }
-    hnorms->Release();
-  }
-  return hr;
-}
+HRESULT CURIChannelGroupImpl::get_StartTime(double* pVal) { return OuterNormsetTime(false, pVal); }
+
+HRESULT CURIChannelGroupImpl::get_EndTime(double* pVal) { return OuterNormsetTime(true, pVal); }
 
 HRESULT CURIChannelGroupImpl::get_Duration(double* pVal) {
   if (pVal == nullptr) return E_POINTER;

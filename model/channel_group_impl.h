@@ -129,6 +129,9 @@ class CURIChannelGroupImpl : public mlr::model::DispatchImplFor<IChannelGroup>,
   CURIHNormsImpl* HNormsCollection();
 
  private:
+  // StartTime (`last` false) or EndTime (`last` true) as described above.
+  HRESULT OuterNormsetTime(bool last, double* pVal);
+
   mlr::model::LiveObjectToken live_;
   mlr::model::ChildRefCount<CURIRecordingImpl> refs_;
   LONG index_ = 0;

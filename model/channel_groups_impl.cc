@@ -1,6 +1,7 @@
 #include "model/channel_groups_impl.h"
 
 #include "model/channel_group_impl.h"
+#include "model/query_interface.h"
 #include "model/recording_impl.h"
 
 CURIChannelGroupsImpl::CURIChannelGroupsImpl(CURIRecordingImpl* owner) : refs_(owner) {}
@@ -8,17 +9,9 @@ CURIChannelGroupsImpl::CURIChannelGroupsImpl(CURIRecordingImpl* owner) : refs_(o
 CURIChannelGroupsImpl::~CURIChannelGroupsImpl() = default;
 
 HRESULT CURIChannelGroupsImpl::QueryInterface(REFIID riid, void** ppv) {
-  if (ppv == nullptr) return E_POINTER;
-  if (riid == IID_IUnknown || riid == IID_IDispatch || riid == IID_IChannelGroups) {
-    *ppv = static_cast<IChannelGroups*>(this);
-  } else if (riid == IID_ISupportErrorInfo) {
-    *ppv = static_cast<ISupportErrorInfo*>(this);
-  } else {
-    *ppv = nullptr;
-    return E_NOINTERFACE;
-  }
-  AddRef();
-  return S_OK;
+  return mlr::model::AnswerQueryInterface(
+      static_cast<IChannelGroups*>(this), {IID_IChannelGroups}, riid, ppv,
+      {{IID_ISupportErrorInfo, static_cast<ISupportErrorInfo*>(this)}});
 }
 
 ULONG CURIChannelGroupsImpl::AddRef() { return refs_.AddRef(); }

@@ -5,6 +5,7 @@
 #include "model/api_entry_table.h"
 #include "model/bit_number.h"
 #include "model/channel_group_impl.h"
+#include "model/query_interface.h"
 #include "model/vnorm_impl.h"
 
 
@@ -13,17 +14,9 @@ CURIChannelInfoImpl::CURIChannelInfoImpl(CURIChannelGroupImpl* owner) : refs_(ow
 CURIChannelInfoImpl::~CURIChannelInfoImpl() = default;
 
 HRESULT CURIChannelInfoImpl::QueryInterface(REFIID riid, void** ppv) {
-  if (ppv == nullptr) return E_POINTER;
-  if (riid == IID_IUnknown || riid == IID_IDispatch || riid == IID_IChannelInfo) {
-    *ppv = static_cast<IChannelInfo*>(this);
-  } else if (riid == IID_ISupportErrorInfo) {
-    *ppv = static_cast<ISupportErrorInfo*>(this);
-  } else {
-    *ppv = nullptr;
-    return E_NOINTERFACE;
-  }
-  AddRef();
-  return S_OK;
+  return mlr::model::AnswerQueryInterface(
+      static_cast<IChannelInfo*>(this), {IID_IChannelInfo}, riid, ppv,
+      {{IID_ISupportErrorInfo, static_cast<ISupportErrorInfo*>(this)}});
 }
 
 ULONG CURIChannelInfoImpl::AddRef() { return refs_.AddRef(); }

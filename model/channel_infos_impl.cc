@@ -2,23 +2,16 @@
 
 #include "model/channel_group_impl.h"
 #include "model/channel_info_impl.h"
+#include "model/query_interface.h"
 
 CURIChannelInfosImpl::CURIChannelInfosImpl(CURIChannelGroupImpl* owner) : refs_(owner) {}
 
 CURIChannelInfosImpl::~CURIChannelInfosImpl() = default;
 
 HRESULT CURIChannelInfosImpl::QueryInterface(REFIID riid, void** ppv) {
-  if (ppv == nullptr) return E_POINTER;
-  if (riid == IID_IUnknown || riid == IID_IDispatch || riid == IID_IChannelInfos) {
-    *ppv = static_cast<IChannelInfos*>(this);
-  } else if (riid == IID_ISupportErrorInfo) {
-    *ppv = static_cast<ISupportErrorInfo*>(this);
-  } else {
-    *ppv = nullptr;
-    return E_NOINTERFACE;
-  }
-  AddRef();
-  return S_OK;
+  return mlr::model::AnswerQueryInterface(
+      static_cast<IChannelInfos*>(this), {IID_IChannelInfos}, riid, ppv,
+      {{IID_ISupportErrorInfo, static_cast<ISupportErrorInfo*>(this)}});
 }
 
 ULONG CURIChannelInfosImpl::AddRef() { return refs_.AddRef(); }

@@ -2,20 +2,15 @@
 
 #include <new>
 
+#include "model/query_interface.h"
+
 // --- CURIDisplayPageImpl ----------------------------------------------------
 
 CURIDisplayPageImpl::CURIDisplayPageImpl(CURIDisplayPagesImpl* owner) : refs_(owner) {}
 
 HRESULT CURIDisplayPageImpl::QueryInterface(REFIID riid, void** ppv) {
-  if (ppv == nullptr) return E_POINTER;
-  if (riid == IID_IUnknown || riid == IID_IDispatch || riid == IID_IDisplayPage) {
-    *ppv = static_cast<IDisplayPage*>(this);
-  } else {
-    *ppv = nullptr;
-    return E_NOINTERFACE;
-  }
-  AddRef();
-  return S_OK;
+  return mlr::model::AnswerQueryInterface(
+      static_cast<IDisplayPage*>(this), {IID_IDisplayPage}, riid, ppv);
 }
 
 ULONG CURIDisplayPageImpl::AddRef() { return refs_.AddRef(); }
@@ -64,15 +59,8 @@ CURIDisplayPagesImpl::CURIDisplayPagesImpl(IUnknown* owner) : refs_(owner) {}
 CURIDisplayPagesImpl::~CURIDisplayPagesImpl() = default;
 
 HRESULT CURIDisplayPagesImpl::QueryInterface(REFIID riid, void** ppv) {
-  if (ppv == nullptr) return E_POINTER;
-  if (riid == IID_IUnknown || riid == IID_IDispatch || riid == IID_IDisplayPages) {
-    *ppv = static_cast<IDisplayPages*>(this);
-  } else {
-    *ppv = nullptr;
-    return E_NOINTERFACE;
-  }
-  AddRef();
-  return S_OK;
+  return mlr::model::AnswerQueryInterface(
+      static_cast<IDisplayPages*>(this), {IID_IDisplayPages}, riid, ppv);
 }
 
 ULONG CURIDisplayPagesImpl::AddRef() { return refs_.AddRef(); }

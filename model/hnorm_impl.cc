@@ -2,6 +2,7 @@
 
 #include "model/channel_group_impl.h"
 #include "model/normset_search.h"
+#include "model/query_interface.h"
 
 // --- CURIHNormImpl ----------------------------------------------------------
 
@@ -10,17 +11,9 @@ CURIHNormImpl::CURIHNormImpl(CURIChannelGroupImpl* owner, double startTime, doub
     : refs_(owner), start_time_(startTime), x_step_(xStep), length_(length) {}
 
 HRESULT CURIHNormImpl::QueryInterface(REFIID riid, void** ppv) {
-  if (ppv == nullptr) return E_POINTER;
-  if (riid == IID_IUnknown || riid == IID_IDispatch || riid == IID_IHNorm) {
-    *ppv = static_cast<IHNorm*>(this);
-  } else if (riid == IID_ISupportErrorInfo) {
-    *ppv = static_cast<ISupportErrorInfo*>(this);
-  } else {
-    *ppv = nullptr;
-    return E_NOINTERFACE;
-  }
-  AddRef();
-  return S_OK;
+  return mlr::model::AnswerQueryInterface(
+      static_cast<IHNorm*>(this), {IID_IHNorm}, riid, ppv,
+      {{IID_ISupportErrorInfo, static_cast<ISupportErrorInfo*>(this)}});
 }
 
 ULONG CURIHNormImpl::AddRef() { return refs_.AddRef(); }
@@ -89,17 +82,9 @@ CURIHNormsImpl::CURIHNormsImpl(CURIChannelGroupImpl* owner) : refs_(owner) {}
 CURIHNormsImpl::~CURIHNormsImpl() = default;
 
 HRESULT CURIHNormsImpl::QueryInterface(REFIID riid, void** ppv) {
-  if (ppv == nullptr) return E_POINTER;
-  if (riid == IID_IUnknown || riid == IID_IDispatch || riid == IID_IHNorms) {
-    *ppv = static_cast<IHNorms*>(this);
-  } else if (riid == IID_ISupportErrorInfo) {
-    *ppv = static_cast<ISupportErrorInfo*>(this);
-  } else {
-    *ppv = nullptr;
-    return E_NOINTERFACE;
-  }
-  AddRef();
-  return S_OK;
+  return mlr::model::AnswerQueryInterface(
+      static_cast<IHNorms*>(this), {IID_IHNorms}, riid, ppv,
+      {{IID_ISupportErrorInfo, static_cast<ISupportErrorInfo*>(this)}});
 }
 
 ULONG CURIHNormsImpl::AddRef() { return refs_.AddRef(); }

@@ -4,6 +4,7 @@
 
 #include "model/com_enum.h"
 #include "model/item_hand_out.h"
+#include "model/query_interface.h"
 #include "model/recording_impl.h"
 
 // --- CURIMarkerImpl ---------------------------------------------------------
@@ -11,18 +12,9 @@
 CURIMarkerImpl::CURIMarkerImpl(CURIMarkersImpl* owner, LONG index) : refs_(owner), index_(index) {}
 
 HRESULT CURIMarkerImpl::QueryInterface(REFIID riid, void** ppv) {
-  if (ppv == nullptr) return E_POINTER;
-  if (riid == IID_IUnknown || riid == IID_IDispatch || riid == IID_ITimemark ||
-      riid == IID_IMarker) {
-    *ppv = static_cast<IMarker*>(this);
-  } else if (riid == IID_ISupportErrorInfo) {
-    *ppv = static_cast<ISupportErrorInfo*>(this);
-  } else {
-    *ppv = nullptr;
-    return E_NOINTERFACE;
-  }
-  AddRef();
-  return S_OK;
+  return mlr::model::AnswerQueryInterface(
+      static_cast<IMarker*>(this), {IID_ITimemark, IID_IMarker}, riid, ppv,
+      {{IID_ISupportErrorInfo, static_cast<ISupportErrorInfo*>(this)}});
 }
 
 ULONG CURIMarkerImpl::AddRef() { return refs_.AddRef(); }
@@ -53,18 +45,9 @@ HRESULT CURIMarkerImpl::get_Parent(IMarkers** pVal) {
 CURIMarkersImpl::CURIMarkersImpl(CURIRecordingImpl* owner) : refs_(owner) {}
 
 HRESULT CURIMarkersImpl::QueryInterface(REFIID riid, void** ppv) {
-  if (ppv == nullptr) return E_POINTER;
-  if (riid == IID_IUnknown || riid == IID_IDispatch || riid == IID_ITimemarks ||
-      riid == IID_IMarkers) {
-    *ppv = static_cast<IMarkers*>(this);
-  } else if (riid == IID_ISupportErrorInfo) {
-    *ppv = static_cast<ISupportErrorInfo*>(this);
-  } else {
-    *ppv = nullptr;
-    return E_NOINTERFACE;
-  }
-  AddRef();
-  return S_OK;
+  return mlr::model::AnswerQueryInterface(
+      static_cast<IMarkers*>(this), {IID_ITimemarks, IID_IMarkers}, riid, ppv,
+      {{IID_ISupportErrorInfo, static_cast<ISupportErrorInfo*>(this)}});
 }
 
 ULONG CURIMarkersImpl::AddRef() { return refs_.AddRef(); }

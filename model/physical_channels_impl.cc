@@ -3,6 +3,7 @@
 #include <new>
 
 #include "model/bit_number.h"
+#include "model/query_interface.h"
 #include "model/recording_impl.h"
 
 // --- CURIPhysicalChannelImpl ------------------------------------------------
@@ -16,17 +17,9 @@ CURIPhysicalChannelImpl::CURIPhysicalChannelImpl(CURIPhysicalChannelsImpl* owner
       channel_index_(channelIndex) {}
 
 HRESULT CURIPhysicalChannelImpl::QueryInterface(REFIID riid, void** ppv) {
-  if (ppv == nullptr) return E_POINTER;
-  if (riid == IID_IUnknown || riid == IID_IDispatch || riid == IID_IPhysicalChannel) {
-    *ppv = static_cast<IPhysicalChannel*>(this);
-  } else if (riid == IID_ISupportErrorInfo) {
-    *ppv = static_cast<ISupportErrorInfo*>(this);
-  } else {
-    *ppv = nullptr;
-    return E_NOINTERFACE;
-  }
-  AddRef();
-  return S_OK;
+  return mlr::model::AnswerQueryInterface(
+      static_cast<IPhysicalChannel*>(this), {IID_IPhysicalChannel}, riid, ppv,
+      {{IID_ISupportErrorInfo, static_cast<ISupportErrorInfo*>(this)}});
 }
 
 ULONG CURIPhysicalChannelImpl::AddRef() { return refs_.AddRef(); }
@@ -80,17 +73,9 @@ CURIPhysicalChannelsImpl::CURIPhysicalChannelsImpl(CURIRecordingImpl* owner) : r
 CURIPhysicalChannelsImpl::~CURIPhysicalChannelsImpl() = default;
 
 HRESULT CURIPhysicalChannelsImpl::QueryInterface(REFIID riid, void** ppv) {
-  if (ppv == nullptr) return E_POINTER;
-  if (riid == IID_IUnknown || riid == IID_IDispatch || riid == IID_IPhysicalChannels) {
-    *ppv = static_cast<IPhysicalChannels*>(this);
-  } else if (riid == IID_ISupportErrorInfo) {
-    *ppv = static_cast<ISupportErrorInfo*>(this);
-  } else {
-    *ppv = nullptr;
-    return E_NOINTERFACE;
-  }
-  AddRef();
-  return S_OK;
+  return mlr::model::AnswerQueryInterface(
+      static_cast<IPhysicalChannels*>(this), {IID_IPhysicalChannels}, riid, ppv,
+      {{IID_ISupportErrorInfo, static_cast<ISupportErrorInfo*>(this)}});
 }
 
 ULONG CURIPhysicalChannelsImpl::AddRef() { return refs_.AddRef(); }

@@ -9,6 +9,7 @@
 #include "model/channel_groups_impl.h"
 #include "model/markers_impl.h"
 #include "model/physical_channels_impl.h"
+#include "model/query_interface.h"
 #include "model/trigger_infos_impl.h"
 
 namespace {
@@ -32,17 +33,9 @@ CURIRecordingImpl::CURIRecordingImpl() : groups_(new CURIChannelGroupsImpl(this)
 CURIRecordingImpl::~CURIRecordingImpl() = default;
 
 HRESULT CURIRecordingImpl::QueryInterface(REFIID riid, void** ppv) {
-  if (ppv == nullptr) return E_POINTER;
-  if (riid == IID_IUnknown || riid == IID_IDispatch || riid == IID_IRecording) {
-    *ppv = static_cast<IRecording*>(this);
-  } else if (riid == IID_ISupportErrorInfo) {
-    *ppv = static_cast<ISupportErrorInfo*>(this);
-  } else {
-    *ppv = nullptr;
-    return E_NOINTERFACE;
-  }
-  AddRef();
-  return S_OK;
+  return mlr::model::AnswerQueryInterface(
+      static_cast<IRecording*>(this), {IID_IRecording}, riid, ppv,
+      {{IID_ISupportErrorInfo, static_cast<ISupportErrorInfo*>(this)}});
 }
 
 ULONG CURIRecordingImpl::AddRef() { return refs_.Increment(); }

@@ -4,6 +4,7 @@
 
 #include "model/com_enum.h"
 #include "model/item_hand_out.h"
+#include "model/query_interface.h"
 #include "model/recording_impl.h"
 
 // --- CURITriggerInfoImpl ----------------------------------------------------
@@ -13,18 +14,9 @@ CURITriggerInfoImpl::CURITriggerInfoImpl(CURITriggerInfosImpl* owner, LONG index
     : refs_(owner), index_(index), record_(record) {}
 
 HRESULT CURITriggerInfoImpl::QueryInterface(REFIID riid, void** ppv) {
-  if (ppv == nullptr) return E_POINTER;
-  if (riid == IID_IUnknown || riid == IID_IDispatch || riid == IID_ITimemark ||
-      riid == IID_ITriggerInfo) {
-    *ppv = static_cast<ITriggerInfo*>(this);
-  } else if (riid == IID_ISupportErrorInfo) {
-    *ppv = static_cast<ISupportErrorInfo*>(this);
-  } else {
-    *ppv = nullptr;
-    return E_NOINTERFACE;
-  }
-  AddRef();
-  return S_OK;
+  return mlr::model::AnswerQueryInterface(
+      static_cast<ITriggerInfo*>(this), {IID_ITimemark, IID_ITriggerInfo}, riid, ppv,
+      {{IID_ISupportErrorInfo, static_cast<ISupportErrorInfo*>(this)}});
 }
 
 ULONG CURITriggerInfoImpl::AddRef() { return refs_.AddRef(); }
@@ -72,18 +64,9 @@ HRESULT CURITriggerInfoImpl::get_ChannelInfo(IChannelInfo** pVal) {
 CURITriggerInfosImpl::CURITriggerInfosImpl(CURIRecordingImpl* owner) : refs_(owner) {}
 
 HRESULT CURITriggerInfosImpl::QueryInterface(REFIID riid, void** ppv) {
-  if (ppv == nullptr) return E_POINTER;
-  if (riid == IID_IUnknown || riid == IID_IDispatch || riid == IID_ITimemarks ||
-      riid == IID_ITriggerInfos) {
-    *ppv = static_cast<ITriggerInfos*>(this);
-  } else if (riid == IID_ISupportErrorInfo) {
-    *ppv = static_cast<ISupportErrorInfo*>(this);
-  } else {
-    *ppv = nullptr;
-    return E_NOINTERFACE;
-  }
-  AddRef();
-  return S_OK;
+  return mlr::model::AnswerQueryInterface(
+      static_cast<ITriggerInfos*>(this), {IID_ITimemarks, IID_ITriggerInfos}, riid, ppv,
+      {{IID_ISupportErrorInfo, static_cast<ISupportErrorInfo*>(this)}});
 }
 
 ULONG CURITriggerInfosImpl::AddRef() { return refs_.AddRef(); }

@@ -2,6 +2,7 @@
 
 #include "model/channel_info_impl.h"
 #include "model/normset_search.h"
+#include "model/query_interface.h"
 
 // --- CURIVNormImpl ----------------------------------------------------------
 
@@ -9,17 +10,9 @@ CURIVNormImpl::CURIVNormImpl(CURIChannelInfoImpl* owner, double y0, double yStep
     : refs_(owner), y0_(y0), y_step_(yStep), start_time_(startTime) {}
 
 HRESULT CURIVNormImpl::QueryInterface(REFIID riid, void** ppv) {
-  if (ppv == nullptr) return E_POINTER;
-  if (riid == IID_IUnknown || riid == IID_IDispatch || riid == IID_IVNorm) {
-    *ppv = static_cast<IVNorm*>(this);
-  } else if (riid == IID_ISupportErrorInfo) {
-    *ppv = static_cast<ISupportErrorInfo*>(this);
-  } else {
-    *ppv = nullptr;
-    return E_NOINTERFACE;
-  }
-  AddRef();
-  return S_OK;
+  return mlr::model::AnswerQueryInterface(
+      static_cast<IVNorm*>(this), {IID_IVNorm}, riid, ppv,
+      {{IID_ISupportErrorInfo, static_cast<ISupportErrorInfo*>(this)}});
 }
 
 ULONG CURIVNormImpl::AddRef() { return refs_.AddRef(); }
@@ -91,17 +84,9 @@ CURIVNormsImpl::CURIVNormsImpl(CURIChannelInfoImpl* owner) : refs_(owner) {}
 CURIVNormsImpl::~CURIVNormsImpl() = default;
 
 HRESULT CURIVNormsImpl::QueryInterface(REFIID riid, void** ppv) {
-  if (ppv == nullptr) return E_POINTER;
-  if (riid == IID_IUnknown || riid == IID_IDispatch || riid == IID_IVNorms) {
-    *ppv = static_cast<IVNorms*>(this);
-  } else if (riid == IID_ISupportErrorInfo) {
-    *ppv = static_cast<ISupportErrorInfo*>(this);
-  } else {
-    *ppv = nullptr;
-    return E_NOINTERFACE;
-  }
-  AddRef();
-  return S_OK;
+  return mlr::model::AnswerQueryInterface(
+      static_cast<IVNorms*>(this), {IID_IVNorms}, riid, ppv,
+      {{IID_ISupportErrorInfo, static_cast<ISupportErrorInfo*>(this)}});
 }
 
 ULONG CURIVNormsImpl::AddRef() { return refs_.AddRef(); }
