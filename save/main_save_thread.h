@@ -11,8 +11,9 @@
 //      2 groups; with 3 or more every write is made by the worker that
 //      submits it;
 //   5. has every group create its storage, gives it the writer, the
-//      removable-target flag and the save's clock, and deals the groups round-robin to up to 5
-//      workers ("KrfWork1".."KrfWork5"), which it then starts;
+//      removable-target flag and the save's clock, and deals the groups
+//      round-robin to up to 5 workers ("KrfWork1".."KrfWork5"), which it
+//      then starts;
 //   6. runs phases 1..5 while neither the stop flag nor a failure is set:
 //      status Initializing, (phase 1) Initializing, SavingInternals (after
 //      phase 1, when the model has gathered its description and writes the

@@ -32,9 +32,10 @@
 //   4  data: blocks of 100,000 / 50,000 / 30,000 / 15,000 frames by channel
 //      count (on a removable target ceil(100,000 / C / 500) x 500 clamped to
 //      500..25,000, each block followed by a pause on the save's clock that
-//      makes it last 500 ms, or of 500 ms when it took longer), written through the writer queue; reduced frames batched by
-//      100,000 (10,000 on a removable target). A fetch that succeeds
-//      without frames fails the group with E_FAIL (it would never end).
+//      makes it last 500 ms, or of 500 ms when it took longer), written
+//      through the writer queue; reduced frames batched by 100,000 (10,000
+//      on a removable target). A fetch that succeeds without frames fails
+//      the group with E_FAIL (it would never end).
 //   5 / kSavePhaseCleanUp  finish: commit the streams and the storage, or,
 //      after a failure or abort, set the streams' size to 0 (left as they
 //      are with kalSRF_UseKSS); revoke the interface-table entries. A second

@@ -2,8 +2,8 @@
 //
 // The main save thread (save/main_save_thread.h) asks each group, in order,
 // to create its storage inside the target's "Data" storage, gives it the
-// writer queue, the removable-target flag and the save's clock, and then has a worker run its
-// phase operation once per save phase (phase numbers in
+// writer queue, the removable-target flag and the save's clock, and then has
+// a worker run its phase operation once per save phase (phase numbers in
 // save/save_write_job.h); after a failed or aborted save it runs the
 // clean-up phase, and in every case it closes the group at the end. The
 // progress object sums the four counters over all groups.

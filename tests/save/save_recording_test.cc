@@ -67,10 +67,10 @@ class SaveRecordingTest : public WriterTest {
                 const CSaveClock* clock = nullptr) {
     SAFEARRAY* array = ChannelArray(channels);
     BSTR name = SysAllocString(ToUtf16(path.c_str()).c_str());
+    const auto flags = static_cast<kalSaveRecordingFlags>(options);
     HRESULT hr = clock ? SaveRecordingWithClock(name, &array, start, end, options, *clock,
                                                 progress->put())
-                       : SaveRecording(name, &array, start, end,
-                                       static_cast<kalSaveRecordingFlags>(options), progress->put());
+                       : SaveRecording(name, &array, start, end, flags, progress->put());
     SysFreeString(name);
     SafeArrayDestroy(array);
     return hr;
