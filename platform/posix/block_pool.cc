@@ -7,9 +7,10 @@
 #include <condition_variable>
 #include <cstdlib>
 #include <mutex>
+#include <new>
+#include <pthread.h>
 #include <system_error>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
 #if defined(__has_feature)
@@ -60,9 +61,25 @@ struct Kept {
 // runs while `kept_` is not empty and ends itself when it becomes empty; it
 // is joined before the next one starts and when the pool is destroyed (at
 // exit, or when the library is unloaded).
+//
+// fork: the pool is locked while a process forks, so the child inherits a
+// consistent list. The child has only the forking thread: the parent's
+// reaper, and any wait it was in, do not exist there, so the child forgets
+// them (its mutex and condition variable start afresh; the inherited ones,
+// which may count the missing thread as a waiter and would never let the
+// child finish destroying them, are abandoned) and starts a reaper of its own
+// when it next keeps a block. The kept blocks stay with the child.
 class Pool {
  public:
+  Pool() {
+    instance_ = this;
+    pthread_atfork([] { if (instance_) instance_->mutex_.lock(); },
+                   [] { if (instance_) instance_->mutex_.unlock(); },
+                   [] { if (instance_) instance_->ForgetParentThreads(); });
+  }
+
   ~Pool() {
+    instance_ = nullptr;
     std::vector<Kept> all;
     {
       std::lock_guard<std::mutex> hold(mutex_);
@@ -105,12 +122,10 @@ class Pool {
       Poison(block, bytes);
       kept_.push_back({block, bytes, Clock::now()});
       held_ += bytes;
-      // A child process made by fork inherits the flag but not the thread.
-      if (!reaping_ || reaper_pid_ != getpid()) {
-        EndReaper();  // it has left its loop (or lives in the parent): ends at once
+      if (!reaping_) {
+        EndReaper();  // it has left its loop: ends at once
         try {
           reaper_ = std::thread(&Pool::Reap, this);
-          reaper_pid_ = getpid();
           reaping_ = true;
         } catch (const std::system_error&) {
           // No thread, no keeping: nothing would free the block.
@@ -150,15 +165,16 @@ class Pool {
     blocks.clear();
   }
 
-  // Joins a reaper thread that has ended, or lets go of one that belongs to
-  // the parent of a forked process (it does not exist here).
   void EndReaper() {
-    if (!reaper_.joinable()) return;
-    if (reaper_pid_ == getpid()) {
-      reaper_.join();
-    } else {
-      reaper_.detach();
-    }
+    if (reaper_.joinable()) reaper_.join();
+  }
+
+  // In a child made by fork, right after it (see the class comment).
+  void ForgetParentThreads() {
+    new (&mutex_) std::mutex();
+    new (&wake_) std::condition_variable();
+    new (&reaper_) std::thread();
+    reaping_ = false;
   }
 
   void Reap() {
@@ -189,10 +205,12 @@ class Pool {
   std::vector<Kept> kept_;
   size_t held_ = 0;
   bool reaping_ = false;
-  pid_t reaper_pid_ = 0;
   bool closing_ = false;
   std::thread reaper_;
+  static Pool* instance_;
 };
+
+Pool* Pool::instance_ = nullptr;
 
 // Set once the pool is gone (static destruction): from then on every block
 // goes straight back to free. Constant-initialised, so it outlives the pool.

@@ -144,6 +144,10 @@ TEST_F(BlockPool, AForkedChildKeepsBlocksAndExits) {
   // none, starts its own and joins it when it exits.
   SafeArrayDestroy(Bytes(kPoolMinBytes, false));
   ASSERT_EQ(PoolHeldBytes(), kPoolMinBytes);
+  // Give the helper thread time to start waiting for the block to age: a
+  // child made then inherits a condition variable with a waiter that does not
+  // exist in it, and must still exit.
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));
   const pid_t child = fork();
   ASSERT_GE(child, 0);
   if (child == 0) {
