@@ -13,6 +13,7 @@ root="$(cd "$(dirname "$0")/.." && pwd)"
 build="$root/build-cov"
 report="${1:-$build/coverage.txt}"
 jobs=$(nproc)
+"$root/scripts/deps.sh" coverage
 # A compiler cache's base directory would make the recorded source paths
 # relative, and a header reached as both build-cov/../x.h and x.h would be
 # counted twice; the coverage build records absolute paths.

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs, with apt-get and by package name, what building and testing need,
-# and only what is missing.
+# and only what is missing. `deps.sh coverage` also installs what
+# scripts/coverage.sh needs.
 set -euo pipefail
 packages=(
   g++ clang libclang-rt-14-dev cmake ninja-build pkg-config   # compilers, fuzzer runtime, build
@@ -11,6 +12,8 @@ packages=(
   pybind11-dev python3-dev python3-numpy python3-pytest        # the Python module, its tests
   python3-pandas                                              # movalegacy to_dataframe (optional)
 )
+# llvm-profdata and llvm-cov, for scripts/coverage.sh only.
+[ "${1:-}" != coverage ] || packages+=(llvm)
 sudo_cmd=()
 [ "$(id -u)" -eq 0 ] || sudo_cmd=(sudo)
 export DEBIAN_FRONTEND=noninteractive
