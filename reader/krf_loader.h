@@ -14,11 +14,10 @@
 // stateless.
 #pragma once
 
-#include <atomic>
-
 #include "LegacyRecording.h"
 #include "model/dispatch_tables.h"
 #include "model/live_objects.h"
+#include "platform/ref_count.h"
 #include "platform/win.h"
 
 class CKrfLoader : public mlr::model::DispatchImplFor<IKrfLoader> {
@@ -35,7 +34,7 @@ class CKrfLoader : public mlr::model::DispatchImplFor<IKrfLoader> {
   virtual ~CKrfLoader() = default;
 
  private:
-  std::atomic<ULONG> refs_{0};
+  mlr::RefCount refs_{0};
   mlr::model::LiveObjectToken live_;
 };
 

@@ -1,11 +1,11 @@
 #include "reader/kss_storage_provider.h"
 #include "model/static_class_factory.h"
 
-#include <atomic>
 #include <mutex>
 #include <new>
 #include <string>
 
+#include "platform/ref_count.h"
 #include "reader/text_convert.h"
 
 namespace mlr::reader {
@@ -33,10 +33,10 @@ class KssStorageProvider final : public IKssStorageProvider {
     return E_NOINTERFACE;
   }
   ULONG STDMETHODCALLTYPE AddRef() override {
-    return refs_.fetch_add(1, std::memory_order_relaxed) + 1;
+    return refs_.AddRef();
   }
   ULONG STDMETHODCALLTYPE Release() override {
-    const ULONG left = refs_.fetch_sub(1, std::memory_order_acq_rel) - 1;
+    const ULONG left = refs_.Release();
     if (left == 0) delete this;
     return left;
   }
@@ -114,7 +114,7 @@ class KssStorageProvider final : public IKssStorageProvider {
 
  private:
   ~KssStorageProvider() = default;
-  std::atomic<ULONG> refs_{1};
+  mlr::RefCount refs_{1};
 };
 
 // The class object: a static, never deleted.

@@ -110,11 +110,11 @@ HRESULT STDMETHODCALLTYPE CChannelResampler::Inner::QueryInterface(REFIID riid, 
 }
 
 ULONG STDMETHODCALLTYPE CChannelResampler::Inner::AddRef() {
-  return self->refs_.fetch_add(1, std::memory_order_relaxed) + 1;
+  return self->refs_.AddRef();
 }
 
 ULONG STDMETHODCALLTYPE CChannelResampler::Inner::Release() {
-  const ULONG left = self->refs_.fetch_sub(1, std::memory_order_acq_rel) - 1;
+  const ULONG left = self->refs_.Release();
   if (left == 0) delete self;
   return left;
 }

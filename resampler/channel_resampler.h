@@ -49,7 +49,6 @@
 // on one recording at once from different threads.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -57,6 +56,7 @@
 #include "LegacyRecording.h"
 #include "model/dispatch_tables.h"
 #include "model/live_objects.h"
+#include "platform/ref_count.h"
 #include "platform/win.h"
 #include "resampler/group_resampler.h"
 
@@ -121,7 +121,7 @@ class CChannelResampler final : public mlr::model::DispatchImplFor<IChannelResam
 
   Inner inner_;
   IUnknown* outer_;  // the aggregating object, or &inner_
-  std::atomic<ULONG> refs_{0};
+  mlr::RefCount refs_{0};
   PauseFunction pause_;
   mlr::model::LiveObjectToken live_;
 

@@ -51,6 +51,7 @@
 
 #include "LegacyRecording.h"
 #include "model/dispatch_tables.h"
+#include "platform/ref_count.h"
 #include "platform/win.h"
 #include "save/main_save_thread.h"
 
@@ -122,7 +123,7 @@ class CSaveProgress final : public mlr::model::DispatchImplFor<ISaveRecordingPro
 
   CMainSaveThread* thread_;
   std::atomic<LONG> aborted_{0};
-  std::atomic<ULONG> refs_{0};
+  mlr::RefCount refs_{0};
   RecordingProgressFace recording_progress_{this};
 };
 

@@ -14,11 +14,11 @@ HRESULT STDMETHODCALLTYPE ClassFactory::QueryInterface(REFIID riid, void** ppv) 
 }
 
 ULONG STDMETHODCALLTYPE ClassFactory::AddRef() {
-  return refs_.fetch_add(1, std::memory_order_relaxed) + 1;
+  return refs_.AddRef();
 }
 
 ULONG STDMETHODCALLTYPE ClassFactory::Release() {
-  const ULONG left = refs_.fetch_sub(1, std::memory_order_acq_rel) - 1;
+  const ULONG left = refs_.Release();
   if (left == 0) delete this;
   return left;
 }

@@ -6,8 +6,7 @@
 // zero; it does not hold the module. Free-threaded.
 #pragma once
 
-#include <atomic>
-
+#include "platform/ref_count.h"
 #include "platform/win.h"
 #include "server/class_table.h"
 
@@ -25,7 +24,7 @@ class ClassFactory final : public IClassFactory {
 
  private:
   ~ClassFactory() = default;
-  std::atomic<ULONG> refs_{0};
+  mlr::RefCount refs_{0};
   const CreateRoutine create_;
 };
 
