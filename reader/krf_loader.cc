@@ -3,20 +3,14 @@
 #include <new>
 
 #include "model/aggregation.h"
+#include "model/query_interface.h"
 #include "platform/com_ptr.h"
 #include "platform/error_info.h"
 #include "platform/strings.h"
 #include "reader/krf_recording.h"
 
 HRESULT STDMETHODCALLTYPE CKrfLoader::QueryInterface(REFIID riid, void** ppv) {
-  if (!ppv) return E_POINTER;
-  *ppv = nullptr;
-  if (riid == IID_IUnknown || riid == IID_IDispatch || riid == IID_IKrfLoader) {
-    *ppv = static_cast<IKrfLoader*>(this);
-    AddRef();
-    return S_OK;
-  }
-  return E_NOINTERFACE;
+  return mlr::model::AnswerQueryInterface(static_cast<IKrfLoader*>(this), {IID_IKrfLoader}, riid, ppv);
 }
 
 ULONG STDMETHODCALLTYPE CKrfLoader::AddRef() {

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "model/query_interface.h"
+
 namespace mlr::save {
 namespace {
 
@@ -71,17 +73,9 @@ CSaveProgress::~CSaveProgress() {
 }
 
 HRESULT STDMETHODCALLTYPE CSaveProgress::QueryInterface(REFIID riid, void** ppv) {
-  if (!ppv) return E_POINTER;
-  *ppv = nullptr;
-  if (riid == IID_IUnknown || riid == IID_IDispatch || riid == IID_ISaveRecordingProgress) {
-    *ppv = static_cast<ISaveRecordingProgress*>(this);
-  } else if (riid == IID_IRecordingProgress) {
-    *ppv = static_cast<IRecordingProgress*>(&recording_progress_);
-  } else {
-    return E_NOINTERFACE;
-  }
-  AddRef();
-  return S_OK;
+  return mlr::model::AnswerQueryInterface(
+      static_cast<ISaveRecordingProgress*>(this), {IID_ISaveRecordingProgress}, riid, ppv,
+      {{IID_IRecordingProgress, static_cast<IRecordingProgress*>(&recording_progress_)}});
 }
 
 HRESULT STDMETHODCALLTYPE
