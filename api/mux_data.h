@@ -34,6 +34,11 @@
 //     chunk that comes back empty ends the data (the result is cut to the
 //     frames before it); a chunk that fails fails the call with its status.
 //     Pairs come in one read of the group, scaled from the group's array.
+//   - A full-rate result larger than the processor's last-level cache is
+//     written with streaming stores, which go to memory without first
+//     reading each line (the caller cannot find such a result in the cache
+//     anyway); a smaller one is written through the cache, where a caller
+//     that reads it at once finds it. The values are the same bits.
 //   - An analog channel without vertical normsets (VNorms null, or no
 //     normset valid at a sample's time) fails the call with 10302 naming
 //     IChannelInfo; a failing VNorms, GetFromTime, EndTime, YStep or Y0

@@ -9,6 +9,7 @@
 #include "api/mux_data.h"
 #include "api/mux_support.h"
 #include "api/scaling.h"
+#include "platform/streaming_stores.h"
 #include "server/error_raiser.h"
 
 namespace mlr::api {
@@ -102,10 +103,12 @@ HRESULT ChannelRuns(const ChannelSelection& selection, const NormsetView& normse
 
 // Full rate: out[c + i x width] from the raw value of channel c in frame i,
 // width = channels. Frames are converted in order, a stretch at a time.
+// `stream`: tiles without event columns are written with streaming stores,
+// which the caller fences before it hands the result out.
 class FullRateScaler {
  public:
-  FullRateScaler(const std::vector<std::vector<Run>>& runs, double* out)
-      : runs_(runs), out_(out), width_(runs.size()), cursor_(runs.size(), 0) {}
+  FullRateScaler(const std::vector<std::vector<Run>>& runs, double* out, bool stream)
+      : runs_(runs), out_(out), width_(runs.size()), stream_(stream), cursor_(runs.size(), 0) {}
 
   // Frames [begin, end), whose raw values start at `raw` (frame begin); begin
   // is where the previous call ended (0 at first).
@@ -138,14 +141,21 @@ class FullRateScaler {
   // coefficients laid out like the frames, then the event words on top.
   void ConvertUniform(size_t a, size_t b) {
     if (pattern_cursor_ != cursor_) BuildPattern();
-    const size_t offset = a * width_;
+    // A tile with event columns is written the ordinary way: its event words
+    // go over the scaled zeros afterwards and should find the lines cached.
+    const bool stream = stream_ && !events_;
     for (size_t i = a; i < b; i += kPatternFrames) {
       const size_t count = (std::min(b, i + kPatternFrames) - i) * width_;
-      ScaleContiguous(RawAt(i), out_ + i * width_, count, step_.data(), y0_.data());
+      if (stream) {
+        ScaleInt16Streaming(RawAt(i), out_ + i * width_, count, step_.data(), y0_.data());
+      } else {
+        ScaleContiguous(RawAt(i), out_ + i * width_, count, step_.data(), y0_.data());
+      }
     }
+    if (!events_) return;
     for (size_t c = 0; c < width_; ++c) {
       if (runs_[c][cursor_[c]].kind == Kind::kEvent) {
-        EventStrided(RawAt(a) + c, out_ + offset + c, width_, b - a);
+        EventStrided(RawAt(a) + c, out_ + a * width_ + c, width_, b - a);
       }
     }
   }
@@ -153,8 +163,10 @@ class FullRateScaler {
   void BuildPattern() {
     step_.resize(kPatternFrames * width_);
     y0_.resize(kPatternFrames * width_);
+    events_ = false;
     for (size_t c = 0; c < width_; ++c) {
       const Run& run = runs_[c][cursor_[c]];
+      if (run.kind == Kind::kEvent) events_ = true;
       // Zero and event columns: x 0 + 0 gives +0.0, events are written after.
       const double step = run.kind == Kind::kAnalog ? run.step : 0.0;
       const double y0 = run.kind == Kind::kAnalog ? run.y0 : 0.0;
@@ -199,10 +211,12 @@ class FullRateScaler {
   size_t begin_ = 0;
   double* out_;
   size_t width_;
+  bool stream_;
   std::vector<size_t> cursor_;
   std::vector<size_t> pattern_cursor_;
   std::vector<double> step_;
   std::vector<double> y0_;
+  bool events_ = false;  // the pattern has an event column
 };
 
 // Reduced: (maximum, minimum) pairs; the larger technical value first.
@@ -272,7 +286,10 @@ HRESULT ScaledMuxData(IChannelGroup* group, SAFEARRAY** channels, LONG hnorm, LO
     *result = array.release();
     return S_OK;
   }
-  FullRateScaler scaler(runs, static_cast<double*>(data));
+  // A result larger than the last-level cache cannot be found there by the
+  // caller anyway: it goes to memory without being read first.
+  const bool stream = width * total * sizeof(double) > StreamingThresholdBytes();
+  FullRateScaler scaler(runs, static_cast<double*>(data), stream);
   size_t done = 0;
   for (;;) {
     scaler.Convert(done, done + frames, block.data());
@@ -280,10 +297,12 @@ HRESULT ScaledMuxData(IChannelGroup* group, SAFEARRAY** channels, LONG hnorm, LO
     if (done >= total) break;
     const LONG next = static_cast<LONG>(std::min(total - done, static_cast<size_t>(chunk)));
     hr = block.Read(group, channels, selection, hnorm, first + static_cast<LONG>(done), next, 1);
-    if (FAILED(hr)) return hr;
+    if (FAILED(hr)) break;
     frames = std::min(block.frames(), static_cast<size_t>(next));
     if (frames == 0) break;
   }
+  if (stream) StreamingStoresFence();
+  if (FAILED(hr)) return hr;
   // A group that delivers fewer frames than its normset promised.
   if (done < total && FAILED(hr = ShrinkLastDimension(array.get(), done))) return hr;
   *result = array.release();

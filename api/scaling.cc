@@ -2,9 +2,29 @@
 // a sum stays two roundings.
 #include "api/scaling.h"
 
+#include <atomic>
 #include <cstring>
 
+#include "platform/streaming_stores.h"
+
 namespace mlr::api {
+namespace {
+
+constexpr size_t kUnset = ~size_t{0};
+std::atomic<size_t> g_streaming_threshold{kUnset};
+
+}  // namespace
+
+size_t StreamingThresholdBytes() {
+  const size_t threshold = g_streaming_threshold.load(std::memory_order_relaxed);
+  return threshold != kUnset ? threshold : LastLevelCacheBytes();
+}
+
+size_t SetStreamingThresholdBytes(size_t bytes) {
+  const size_t before = StreamingThresholdBytes();
+  g_streaming_threshold.store(bytes, std::memory_order_relaxed);
+  return before;
+}
 
 double Scale(int16_t raw, double y0, double step) {
   const double product = static_cast<double>(raw) * step;

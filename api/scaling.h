@@ -25,6 +25,16 @@ double Scale(int16_t raw, double y0, double step);
 void ScaleContiguous(const int16_t* raw, double* out, size_t count, const double* step,
                      const double* y0);
 
+// Full-rate results of more bytes than this are written with stores that
+// bypass the caches (platform/streaming_stores.h): the processor's
+// last-level cache size, so that a result a caller can still find in the
+// cache is written the ordinary way.
+size_t StreamingThresholdBytes();
+
+// Replaces the threshold for the whole process and returns the one before
+// (for tests: 0 streams every result). Any thread may call it.
+size_t SetStreamingThresholdBytes(size_t bytes);
+
 // out[k x stride] = Scale(raw[k x raw_stride], y0, step) for k in [0, count).
 void ScaleStrided(const int16_t* raw, size_t raw_stride, double* out, size_t stride, size_t count,
                   double y0, double step);
