@@ -5,7 +5,6 @@
 #include <functional>
 #include <vector>
 
-#include "model/com_enum.h"
 #include "model_test_util.h"
 
 namespace mlr::model::testing {
@@ -232,22 +231,6 @@ TEST(ModelEnumerators, NextSkipResetCloneEdgeCases) {
   ASSERT_EQ(S_OK, e->Reset());
   ASSERT_EQ(S_OK, e->Next(2, v, &fetched));
   EXPECT_EQ((std::vector<LONG>{1, 2}), Take(v, fetched, &GroupIndex));
-}
-
-TEST(ModelEnumerators, EmptyCollectionAndEnumeratorWithoutSnapshot) {
-  ComPtr<IRecording> recording = MakeRecording(MemoryRecordingSpec{});
-  ComPtr<IEnumVARIANT> e = EnumOf(Child(recording.get(), &IRecording::get_ChannelGroups).get());
-  VARIANT v;
-  VariantInit(&v);
-  ULONG fetched = 7;
-  EXPECT_EQ(S_FALSE, e->Next(1, &v, &fetched));
-  EXPECT_EQ(0u, fetched);
-  EXPECT_EQ(VT_EMPTY, v.vt);
-
-  ComPtr<IEnumVARIANT> bare;
-  bare.assign(new CURIComEnumVariant(nullptr));
-  EXPECT_EQ(E_FAIL, bare->Next(1, &v, &fetched));
-  EXPECT_EQ(0u, fetched);
 }
 
 double MarkerTime(IMarker* marker) { return Get(marker, &IMarker::get_Time); }

@@ -79,22 +79,6 @@ TEST(ModelNormsets, HorizontalSearches) {
   EXPECT_EQ(E_POINTER, HNorms(empty.get(), 1)->GetLastStartingBefore(0.0, nullptr));
 }
 
-TEST(ModelNormsets, VerticalEndTimesAndSearch) {
-  MemoryGroupSpec group = MakeGroup(1, {{0.0, 1.0, 201}});  // ends at 200
-  group.channels[0].vnorms = {{0.0, 1.0, 0.0}, {5.0, 2.0, 100.0}};
-  ComPtr<IRecording> recording = MakeRecording({group});
-  ComPtr<IVNorms> vnorms = VNorms(recording.get(), 1, 1);
-  ComPtr<IVNorm> second = At(vnorms.get(), 2);
-  EXPECT_DOUBLE_EQ(100.0, Get(At(vnorms.get(), 1).get(), &IVNorm::get_EndTime));
-  EXPECT_DOUBLE_EQ(205.0, Get(second.get(), &IVNorm::get_EndTime));  // the group's end + 5 s
-  EXPECT_DOUBLE_EQ(5.0, Get(second.get(), &IVNorm::get_Y0));
-  EXPECT_DOUBLE_EQ(2.0, Get(second.get(), &IVNorm::get_YStep));
-
-  EXPECT_EQ(1, ValidAt(vnorms.get(), 99.0));
-  EXPECT_EQ(2, ValidAt(vnorms.get(), 100.0));  // the first's end is not after 100
-  EXPECT_EQ(E_POINTER, vnorms->GetFromTime(0.0, nullptr));
-}
-
 TEST(ModelNormsets, VerticalSearches) {
   for (LONG n : {0, 1, 3, 4, 9, 500}) {
     MemoryGroupSpec group = MakeGroup(1, {{0.0, 1.0, 2 * n + 1}});  // ends at 2n
@@ -111,7 +95,16 @@ TEST(ModelNormsets, VerticalSearches) {
       }
       EXPECT_EQ(expected, ValidAt(vnorms.get(), t)) << "n " << n << " t " << t;
     }
+    // A normset ends where the next starts, the last 5 s after the group's end.
+    if (n > 1) {
+      EXPECT_DOUBLE_EQ(2.0, Get(At(vnorms.get(), 1).get(), &IVNorm::get_EndTime));
+    }
+    if (n > 0) {
+      EXPECT_DOUBLE_EQ(2.0 * n + 5.0, Get(At(vnorms.get(), n).get(), &IVNorm::get_EndTime));
+    }
   }
+  ComPtr<IRecording> recording = MakeRecording({MakeGroup(1, {})});
+  EXPECT_EQ(E_POINTER, VNorms(recording.get(), 1, 1)->GetFromTime(0.0, nullptr));
 }
 
 // A collection that reports a count near the 32-bit limit (a source may

@@ -21,15 +21,6 @@ std::vector<int> Ids(const TimeOrderedArray<Named>& array) {
   return ids;
 }
 
-TEST(ModelTimemarks, OrderedInsertionPutsEqualTimesAfterTheScannedOnes) {
-  TimeOrderedArray<Named> array;
-  EXPECT_EQ(0, array.Insert({5.0, 1}, false));
-  EXPECT_EQ(0, array.Insert({1.0, 2}, false));
-  EXPECT_EQ(2, array.Insert({5.0, 3}, false));  // after its twin
-  EXPECT_EQ(1, array.Insert({3.0, 4}, false));
-  EXPECT_EQ((std::vector<int>{2, 4, 1, 3}), Ids(array));
-}
-
 // Eleven records 0, 1, 2, 3, 4, 5, 5, 7, 8, 9, 10: the bisection (taken from
 // ten records on) narrows to [0, 5], so the final scan stops in front of the
 // second 5.
@@ -54,29 +45,6 @@ TEST(ModelTimemarks, BisectionPathLandsBetweenEqualTimes) {
   EXPECT_EQ(9, markers.Insert({8.0, 101}, true));
   EXPECT_EQ(101, markers.at(9).id);
   EXPECT_EQ(8, markers.at(8).id);
-}
-
-TEST(ModelTimemarks, MarkersAddAndLiveIndexedItems) {
-  MemoryRecordingSpec spec;
-  spec.markers = {1.0, 3.0};
-  ComPtr<IRecording> recording = MakeRecording(spec);
-  auto markers = CollectionAs<IMarkers>(recording.get(), kalRecColMarkers);
-  auto time_of = [](IUnknown* item) {
-    return Get(QueryAs<IMarker>(item, IID_IMarker).get(), &IMarker::get_Time);
-  };
-  ComPtr<IMarker> marker = QueryAs<IMarker>(At(markers.get(), 2).get(), IID_IMarker);
-  EXPECT_DOUBLE_EQ(3.0, time_of(marker.get()));
-
-  EXPECT_EQ(S_OK, markers->Add(2.0));
-  EXPECT_EQ(S_OK, markers->Add(3.0));
-  const LONG count = Get(markers.get(), &IMarkers::get_Count);
-  std::vector<double> times;
-  for (LONG i = 1; i <= count; ++i) times.push_back(time_of(At(markers.get(), i).get()));
-  EXPECT_EQ((std::vector<double>{1.0, 2.0, 3.0, 3.0}), times);
-  // The held item keeps index 2 and now reads the inserted time there.
-  EXPECT_DOUBLE_EQ(2.0, time_of(marker.get()));
-  EXPECT_EQ(2, Get(marker.get(), &IMarker::get_Index));
-  EXPECT_EQ(E_POINTER, marker->get_Time(nullptr));
 }
 
 TEST(ModelTimemarks, GetIndicesFromTimeOnEveryEventCollection) {
