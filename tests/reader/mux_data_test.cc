@@ -1,10 +1,9 @@
-// GetMuxData and GetBestReductionFactor over builder files: full rate and
-// reduced, both index widths, the offset repair of old reduced streams,
-// argument checks and concurrent readers.
+// GetMuxData and GetBestReductionFactor over builder files: shapes, the ends
+// of a normset, argument checks, the offset repair of old reduced streams,
+// hostile indexes and concurrent readers.
+#include <array>
 #include <thread>
 
-#include "reader/krf_recording.h"
-#include "reader/text_convert.h"
 #include "tests/reader/reader_fixture.h"
 
 namespace mlr::reader::test {
@@ -58,29 +57,6 @@ class MuxDataTest : public ReaderTest {
   std::vector<ComPtr<IChannelInfo>> channels_;
 };
 
-TEST_F(MuxDataTest, FullRateShapesAndValues) {
-  OpenSpec(ThreeChannels(1), "full");
-  // One channel: a vector from 0.
-  Mux one = GetMux(group_.get(), {channels_[1].get()}, 1, 10, 4, 1);
-  ASSERT_EQ(one.hr, S_OK);
-  EXPECT_EQ(one.dims, 1u);
-  EXPECT_EQ(one.lower, 0);
-  EXPECT_EQ(one.values, Pick(Seg(0), 3, {1}, 9, 4));
-  // Channels in another order: two dimensions from 1, channels fastest.
-  Mux two = GetMux(group_.get(), {channels_[2].get(), channels_[0].get()}, 1, 1, 5000, 1);
-  ASSERT_EQ(two.hr, S_OK);
-  EXPECT_EQ(two.dims, 2u);
-  EXPECT_EQ(two.lower, 1);
-  EXPECT_EQ(two.extents, (std::vector<LONG>{2, 5000}));  // spans more than one 4096-frame block
-  EXPECT_EQ(two.values, Pick(Seg(0), 3, {2, 0}, 0, 5000));
-  // Second segment, to its end: the count is cut to what the normset holds;
-  // FirstSample = Length gives one item.
-  Mux tail = GetMux(group_.get(), {channels_[0].get()}, 2, 10, 100, 1);
-  EXPECT_EQ(tail.values, Pick(Seg(1), 3, {0}, 9, 8));
-  Mux last = GetMux(group_.get(), {channels_[0].get()}, 2, 17, 100, 1);
-  EXPECT_EQ(last.values, Pick(Seg(1), 3, {0}, 16, 1));
-}
-
 // A normset longer than what its stream holds: the frames past the stream's
 // end read as -32768, whether all channels are read in place or picked, and
 // the reduced pairs likewise (the result arrays start uninitialised, so this
@@ -95,6 +71,10 @@ TEST_F(MuxDataTest, FramesPastTheStreamEndReadAsAbsent) {
                         1, 40, 1);
   ASSERT_EQ(in_place.hr, S_OK);
   EXPECT_EQ(in_place.values, all);
+  // Picked in another order, over more than one 4096-frame block: channels fastest.
+  Mux two = GetMux(group_.get(), {channels_[2].get(), channels_[0].get()}, 1, 1, 5000, 1);
+  EXPECT_EQ(two.extents, (std::vector<LONG>{2, 5000}));
+  EXPECT_EQ(two.values, Pick(Seg(0), 3, {2, 0}, 0, 5000));
   std::vector<int16_t> one = Pick(Seg(1), 3, {2}, 10, 7);
   one.resize(30, -32768);
   Mux picked = GetMux(group_.get(), {channels_[2].get()}, 2, 11, 100, 1);
@@ -131,6 +111,9 @@ TEST_F(MuxDataTest, ItemCountsAtAndPastTheEnd) {
       asked.resize(width);
       Mux mux = GetMux(group_.get(), asked, c.hnorm, c.first, c.count, c.reduction);
       ASSERT_EQ(mux.hr, S_OK);
+      // One channel at full rate is a vector from 0; anything else two dimensions from 1.
+      EXPECT_EQ(mux.dims, width == 1 && c.reduction == 1 ? 1u : 2u);
+      EXPECT_EQ(mux.lower, width == 1 && c.reduction == 1 ? 0 : 1);
       ASSERT_FALSE(mux.extents.empty());
       EXPECT_EQ(mux.extents.back(), c.items);
       EXPECT_EQ(mux.values.size(), width * static_cast<size_t>(c.items) * (c.reduction == 1 ? 1 : 2));
@@ -142,74 +125,17 @@ TEST_F(MuxDataTest, ItemCountsAtAndPastTheEnd) {
   Mux past = GetMux(group_.get(), {channels_[1].get()}, 2, 18, 5, 4);
   ASSERT_EQ(whole.values.size(), 10u);
   EXPECT_EQ(past.values, std::vector<int16_t>(whole.values.begin() + 8, whole.values.end()));
-}
 
-TEST_F(MuxDataTest, ArgumentChecks) {
-  OpenSpec(ThreeChannels(1), "args");
-  std::vector<IChannelInfo*> all = {channels_[0].get()};
-  EXPECT_EQ(GetMux(group_.get(), all, 1, 0, 1, 1).hr, E_INVALIDARG);
-  EXPECT_EQ(GetMux(group_.get(), all, 1, 1, 1, 0).hr, E_INVALIDARG);
-  EXPECT_EQ(GetMux(group_.get(), all, 0, 1, 1, 1).hr, E_INVALIDARG);
-  EXPECT_EQ(GetMux(group_.get(), all, 3, 1, 1, 1).hr, E_INVALIDARG);
-  EXPECT_EQ(GetMux(group_.get(), all, 1, -5, 1, 1).hr, E_INVALIDARG);
-  SAFEARRAY* list = nullptr;
-  EXPECT_EQ(group_->GetMuxData(&list, 1, 1, 1, 1, nullptr), E_POINTER);
-  SAFEARRAY* result = nullptr;
-  EXPECT_EQ(group_->GetMuxData(&list, 1, 1, 1, 1, &result), E_INVALIDARG);
-
-  // A channel of another group fails the call.
-  RecordingSpec other = ThreeChannels(1);
-  ComPtr<IRecording> second;
-  ASSERT_EQ(Open(Write(other, "other"), &second), S_OK);
-  ComPtr<IChannelInfo> foreign = Channel(Group(second.get(), 1).get(), 1);
-  EXPECT_EQ(GetMux(group_.get(), {channels_[0].get(), foreign.get()}, 1, 1, 1, 1).hr, E_FAIL);
-}
-
-TEST_F(MuxDataTest, ReducedPairsAndBestFactor) {
-  OpenSpec(ThreeChannels(500), "reduced");
-  LONG f = 499;
-  group_->GetBestReductionFactor(1, &f);
-  EXPECT_EQ(f, 499);
-  f = 1200;
-  group_->GetBestReductionFactor(1, &f);
-  EXPECT_EQ(f, 1000);
-  EXPECT_EQ(group_->GetBestReductionFactor(1, nullptr), E_POINTER);
-
-  // Reduction = F returns (max, min) pairs of the stored reduced frames; the
-  // first sample falls into reduced frame (1001 - 1) / 500 = 2.
-  Mux r = GetMux(group_.get(), {channels_[1].get()}, 1, 1001, 100, 500);
-  ASSERT_EQ(r.hr, S_OK);
-  EXPECT_EQ(r.dims, 2u);
-  EXPECT_EQ(r.extents, (std::vector<LONG>{2, 9}));  // (5003 - 1001) / 500 + 1
-  std::vector<int16_t> reduced =
-      mlr::testing::ReduceFrames(Seg(0), 3, {false, false, false}, 500);
-  std::vector<int16_t> expected;
-  for (size_t k = 2; k < 11; ++k) {
-    expected.push_back(reduced[k * 6 + 2]);
-    expected.push_back(reduced[k * 6 + 3]);
+  // The errors: a start or reduction below 1, a bad normset index, no list.
+  for (const auto& [hnorm, first, reduction] :
+       {std::array<LONG, 3>{1, 0, 1}, {1, -5, 1}, {1, 1, 0}, {0, 1, 1}, {4, 1, 1}}) {
+    EXPECT_EQ(GetMux(group_.get(), {channels_[0].get()}, hnorm, first, 1, reduction).hr, E_INVALIDARG)
+        << hnorm << " " << first << " " << reduction;
   }
-  EXPECT_EQ(r.values, expected);
-}
-
-TEST_F(MuxDataTest, MissingReducedStreamMeansFactorOne) {
-  RecordingSpec spec = ThreeChannels(500);
-  spec.groups[0].write_reduced = false;
-  OpenSpec(spec, "noreduced");
-  LONG f = 1200;
-  group_->GetBestReductionFactor(1, &f);
-  EXPECT_EQ(f, 1200);
-}
-
-TEST_F(MuxDataTest, WideIndexOfConvertedFiles) {
-  RecordingSpec spec = ThreeChannels(10);
-  spec.version = 0x30000;
-  spec.wide_index = true;
-  OpenSpec(spec, "wide");
-  Mux full = GetMux(group_.get(), {channels_[0].get()}, 2, 1, 17, 1);
-  EXPECT_EQ(full.values, Pick(Seg(1), 3, {0}, 0, 17));
-  Mux red = GetMux(group_.get(), {channels_[0].get()}, 2, 1, 2, 10);
-  std::vector<int16_t> reduced = mlr::testing::ReduceFrames(Seg(1), 3, {false, false, false}, 10);
-  EXPECT_EQ(red.values, (std::vector<int16_t>{reduced[0], reduced[1], reduced[6], reduced[7]}));
+  SAFEARRAY* list = nullptr;
+  SAFEARRAY* result = nullptr;
+  EXPECT_EQ(group_->GetMuxData(&list, 1, 1, 1, 1, nullptr), E_POINTER);
+  EXPECT_EQ(group_->GetMuxData(&list, 1, 1, 1, 1, &result), E_INVALIDARG);
 }
 
 TEST_F(MuxDataTest, OffsetRepairOfOldReducedStreams) {
@@ -219,6 +145,14 @@ TEST_F(MuxDataTest, OffsetRepairOfOldReducedStreams) {
   std::vector<int16_t> reduced = mlr::testing::ReduceFrames(Seg(1), 3, {false, false, false}, 10);
   Mux red = GetMux(group_.get(), {channels_[2].get()}, 2, 11, 1, 10);
   EXPECT_EQ(red.values, (std::vector<int16_t>{reduced[6 + 4], reduced[6 + 5]}));
+  // The best factor: a multiple of the stored one, or what was asked below it.
+  LONG f = 25;
+  group_->GetBestReductionFactor(1, &f);
+  EXPECT_EQ(f, 20);
+  f = 9;
+  group_->GetBestReductionFactor(1, &f);
+  EXPECT_EQ(f, 9);
+  EXPECT_EQ(group_->GetBestReductionFactor(1, nullptr), E_POINTER);
 
   // One byte more: the offsets are used as stored (so they point into the
   // index), and the data read differ.
@@ -232,6 +166,14 @@ TEST_F(MuxDataTest, OffsetRepairOfOldReducedStreams) {
   Mux off = GetMux(g2.get(), {Channel(g2.get(), 3).get()}, 2, 11, 1, 10);
   ASSERT_EQ(off.hr, S_OK);
   EXPECT_NE(off.values, red.values);
+
+  // Without a reduced stream the factor is 1, whatever the group's settings say.
+  spec.groups[0].write_reduced = false;
+  ComPtr<IRecording> r3;
+  ASSERT_EQ(Open(Write(spec, "no_reduced"), &r3), S_OK);
+  f = 25;
+  Group(r3.get(), 1)->GetBestReductionFactor(1, &f);
+  EXPECT_EQ(f, 25);
 }
 
 TEST_F(MuxDataTest, ConcurrentReadersGetTheirOwnFrames) {

@@ -1,8 +1,5 @@
 // The reader's objects over files written by the test builder: opening,
-// the recording's description, groups, channels and collections.
-#include <sys/stat.h>
-
-#include <cstring>
+// groups, channels, collections and voice marks.
 #include <fstream>
 #include <thread>
 
@@ -15,12 +12,6 @@ namespace {
 
 using mlr::testing::RecordingSpec;
 using mlr::testing::SampleRecording;
-
-std::string Text(BSTR b) {
-  std::string s = Utf16ToAnsi(b);
-  SysFreeString(b);
-  return s;
-}
 
 TEST_F(ReaderTest, OpenFailuresReturnStatusAndNull) {
   ComPtr<IRecording> r;
@@ -37,64 +28,6 @@ TEST_F(ReaderTest, OpenFailuresReturnStatusAndNull) {
   no_data.overrides["Other"] = std::vector<uint8_t>{1, 2, 3};
   EXPECT_EQ(Open(Write(no_data, "nodata"), &r), STG_E_FILENOTFOUND);
   EXPECT_FALSE(r);
-}
-
-TEST_F(ReaderTest, DescriptionOfTheSample) {
-  ComPtr<IRecording> r;
-  ASSERT_EQ(Open(Write(SampleRecording(), "sample"), &r), S_OK);
-  using Getter = HRESULT (STDMETHODCALLTYPE IRecording::*)(BSTR*);
-  const std::pair<Getter, std::string> texts[] = {
-      {&IRecording::get_Title, "sample"}, {&IRecording::get_Extension, "krf"},
-      {&IRecording::get_Location, dir_}, {&IRecording::get_XUnits, "s"},
-      {&IRecording::get_Comment, "Bench test run 7, pump start-up"}};
-  for (const auto& [getter, want] : texts) {
-    BSTR b = nullptr;
-    EXPECT_EQ((r.get()->*getter)(&b), S_OK);
-    EXPECT_EQ(Text(b), want);
-  }
-  EXPECT_EQ(r->get_Title(nullptr), E_POINTER);
-  double d = 0;
-  r->get_TimePerDivisionHint(&d);
-  EXPECT_EQ(d, 0.5);
-  SHORT year = 0, day = 0;
-  r->get_UTCYear(&year);
-  r->get_UTCYearDay(&day);
-  EXPECT_EQ(year, 2004);
-  EXPECT_EQ(day, 132);
-  EXPECT_FALSE(Group(r.get(), 3)) << "two groups";
-
-  // Group 1: two analog channels and an event channel.
-  ComPtr<IChannelGroup> g1 = Group(r.get(), 1);
-  EXPECT_TRUE(Channel(g1.get(), 3) && !Channel(g1.get(), 4));
-  ComPtr<IChannelInfo> pressure = Channel(g1.get(), 1);
-  EXPECT_EQ(Name(pressure.get()), "Pressure");
-  BSTR b = nullptr;
-  pressure->get_YUnits(&b);
-  EXPECT_EQ(Text(b), "bar");
-  ComPtr<IVNorms> vnorms;
-  LONG count = 0;
-  pressure->get_VNorms(vnorms.put());
-  vnorms->get_Count(&count);
-  EXPECT_EQ(count, 2);
-  ComPtr<IChannelInfo> events = Channel(g1.get(), 3);
-  VARIANT_BOOL is_event = VARIANT_FALSE;
-  events->get_EventChannel(&is_event);
-  EXPECT_NE(is_event, VARIANT_FALSE);
-  EXPECT_EQ(Name(events.get(), 1), "Pump on");
-  EXPECT_EQ(Name(events.get(), 3), "");
-  EXPECT_EQ(Name(events.get(), 4), "Alarm");
-
-  // Group 2 ("ChGroup3"): the channel with present flag 0 is left out.
-  ComPtr<IChannelGroup> g2 = Group(r.get(), 2);
-  EXPECT_TRUE(Channel(g2.get(), 1) && !Channel(g2.get(), 2));
-  ComPtr<IHNorms> hnorms;
-  g2->get_HNorms(hnorms.put());
-  hnorms->get_Count(&count);
-  EXPECT_EQ(count, 1);
-  ComPtr<IHNorm> h;
-  hnorms->get_Item(1, h.put());
-  h->get_Length(&count);
-  EXPECT_EQ(count, 27);
 }
 
 TEST_F(ReaderTest, MissingIntern01GivesDefaultStartAndUnknownVersion) {
@@ -142,6 +75,8 @@ TEST_F(ReaderTest, CollectionsAndLinks) {
   found.reset();
   EXPECT_EQ(pcs->FindChannelInfo(2, 1, found.put()), S_OK);
   EXPECT_FALSE(found);
+  // Group 2 ("ChGroup3") leaves out its channel whose present flag is 0.
+  EXPECT_TRUE(Channel(r.get(), 2, 1) && !Channel(r.get(), 2, 2));
 
   // Display pages: two pages, the second without trace assignment; each
   // request builds a new collection.

@@ -46,19 +46,6 @@ TEST(MarkVoidRun, InsertsVoidRowAndMovesCoveredRows) {
   EXPECT_EQ(tail[1].start_time, 7);
 }
 
-TEST(VoidSearch, LeadingAndForwardIndex) {
-  // Two channels interleaved; channel 0 starts with 3 void samples.
-  std::vector<int16_t> f = {V, 1, V, 2, V, V, 4, V};
-  EXPECT_EQ(LeadingVoidCount(f.data(), 4, 2), 3u);
-  EXPECT_EQ(LeadingVoidCount(f.data() + 1, 4, 2), 0u);
-  // Channel 1's last sample is void: the forward index leaves the examined
-  // samples by one step and no further.
-  EXPECT_EQ(ForwardVoidIndex(f.data() + 1, 4, 2), 4u);
-  // Channel 0's last sample is not void: the index stays.
-  EXPECT_EQ(ForwardVoidIndex(f.data(), 4, 2), 3u);
-  EXPECT_EQ(ForwardVoidIndex(f.data(), 0, 2), 0u);
-}
-
 TEST(VoidSearch, RunAroundBoundaryCrossesNormsets) {
   // Normset 1: 2500 samples at 1 ms from 0; normset 2: 10 samples from 10 s.
   std::vector<std::vector<int16_t>> data(2);
