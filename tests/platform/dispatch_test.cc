@@ -1,5 +1,5 @@
 // The table-driven IDispatch end to end, through a small sample interface:
-// names, property get/put, methods with [out] and optional arguments,
+// names, property put errors, methods with [out] and optional arguments,
 // retval, DISPID_NEWENUM, errors with EXCEPINFO and argument positions.
 #include "platform/com_ptr.h"
 #include "platform/dispatch.h"
@@ -14,11 +14,8 @@
 #include <vector>
 
 struct ISample : public IDispatch {
-  virtual HRESULT STDMETHODCALLTYPE get_Name(BSTR* pVal) = 0;
-  virtual HRESULT STDMETHODCALLTYPE put_Name(BSTR newVal) = 0;
   virtual HRESULT STDMETHODCALLTYPE get_Enabled(VARIANT_BOOL* pVal) = 0;
   virtual HRESULT STDMETHODCALLTYPE put_Enabled(VARIANT_BOOL newVal) = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_Item(LONG index, IDispatch** pVal) = 0;
   virtual HRESULT STDMETHODCALLTYPE Scale(double value, LONG* rounded, SHORT factor,
                                           double* result) = 0;
   virtual HRESULT STDMETHODCALLTYPE Describe(VARIANT what, BSTR prefix, BSTR* pVal) = 0;
@@ -37,11 +34,8 @@ MLR_DECLARE_IID(ISample, IID_ISample)
 namespace {
 
 constexpr mlr::dispatch::Member kSampleMembers[] = {
-    MLR_DISP_PROPGET(ISample, get_Name, "Name", DISPID_VALUE),
-    MLR_DISP_PROPPUT(ISample, put_Name, "Name", DISPID_VALUE),
     MLR_DISP_PROPGET(ISample, get_Enabled, "Enabled", 2, RetBool),
     MLR_DISP_PROPPUT(ISample, put_Enabled, "Enabled", 2, InBool),
-    MLR_DISP_PROPGET(ISample, get_Item, "Item", 3),
     MLR_DISP_METHOD(ISample, Scale, "Scale", 4, In, Out, Opt(10), Retval),
     MLR_DISP_METHOD(ISample, Describe, "Describe", 5, Opt(), Opt(OLESTR("<")), Retval),
     MLR_DISP_METHOD(ISample, Fail, "Fail", 6),
@@ -71,26 +65,12 @@ class Sample final : public mlr::DispatchImpl<ISample, &kSampleTable>,
   ULONG STDMETHODCALLTYPE AddRef() override { return refs_.AddRef(); }
   ULONG STDMETHODCALLTYPE Release() override { return refs_.Release(); }  // stack object
 
-  HRESULT STDMETHODCALLTYPE get_Name(BSTR* pVal) override {
-    *pVal = SysAllocString(name_.c_str());
-    return S_OK;
-  }
-  HRESULT STDMETHODCALLTYPE put_Name(BSTR newVal) override {
-    name_ = newVal ? newVal : u"";
-    return S_OK;
-  }
   HRESULT STDMETHODCALLTYPE get_Enabled(VARIANT_BOOL* pVal) override {
     *pVal = enabled_;
     return S_OK;
   }
   HRESULT STDMETHODCALLTYPE put_Enabled(VARIANT_BOOL newVal) override {
     enabled_ = newVal;
-    return S_OK;
-  }
-  // Out of range (anything but 1): S_OK with null.
-  HRESULT STDMETHODCALLTYPE get_Item(LONG index, IDispatch** pVal) override {
-    *pVal = index == 1 ? &item : nullptr;
-    if (*pVal) item.AddRef();
     return S_OK;
   }
   HRESULT STDMETHODCALLTYPE Scale(double value, LONG* rounded, SHORT factor,
@@ -152,7 +132,6 @@ class Sample final : public mlr::DispatchImpl<ISample, &kSampleTable>,
   mlr::RefCount refs_{1};
 
  private:
-  std::u16string name_ = u"initial";
   VARIANT_BOOL enabled_ = VARIANT_FALSE;
 };
 
@@ -208,45 +187,6 @@ TEST_F(DispatchTest, NamesAreCaseInsensitive) {
   UINT count = 9;
   EXPECT_EQ(disp->GetTypeInfoCount(&count), S_OK);
   EXPECT_EQ(count, 0u);
-}
-
-TEST_F(DispatchTest, PropertyGetAndPut) {
-  Call get = Invoke(disp, DISPID_VALUE, DISPATCH_PROPERTYGET, {});
-  ASSERT_EQ(get.hr, S_OK);
-  EXPECT_EQ(get.result.vt, VT_BSTR);
-  EXPECT_EQ(TextOf(get.result.bstrVal), u"initial");
-  VariantClear(&get.result);
-
-  // The new value converts from any type; named DISPID_PROPERTYPUT.
-  Call put = Invoke(disp, DISPID_VALUE, DISPATCH_PROPERTYPUT, {V(123)}, true);
-  ASSERT_EQ(put.hr, S_OK);
-  EXPECT_EQ(put.result.vt, VT_EMPTY);
-  get = Invoke(disp, DISPID_VALUE, DISPATCH_METHOD | DISPATCH_PROPERTYGET, {});
-  EXPECT_EQ(TextOf(get.result.bstrVal), u"123");
-  VariantClear(&get.result);
-
-  Call on = Invoke(disp, 2, DISPATCH_PROPERTYPUT, {V(u"True")}, true);
-  ASSERT_EQ(on.hr, S_OK);
-  Call enabled = Invoke(disp, 2, DISPATCH_PROPERTYGET, {});
-  ASSERT_EQ(enabled.hr, S_OK);
-  EXPECT_EQ(enabled.result.vt, VT_BOOL);
-  EXPECT_EQ(enabled.result.boolVal, VARIANT_TRUE);
-
-  // A put with no value, and a get through the put-only flag.
-  EXPECT_EQ(Invoke(disp, 2, DISPATCH_PROPERTYPUT, {}).hr, DISP_E_BADPARAMCOUNT);
-  EXPECT_EQ(Invoke(disp, 3, DISPATCH_PROPERTYPUT, {V(1)}, true).hr, DISP_E_MEMBERNOTFOUND);
-}
-
-TEST_F(DispatchTest, IndexedGetReturnsObjects) {
-  Call c = Invoke(disp, 3, DISPATCH_PROPERTYGET, {V(u"1")});
-  ASSERT_EQ(c.hr, S_OK);
-  EXPECT_EQ(c.result.vt, VT_DISPATCH);
-  EXPECT_EQ(c.result.pdispVal, static_cast<IDispatch*>(&sample.item));
-  VariantClear(&c.result);
-  Call none = Invoke(disp, 3, DISPATCH_PROPERTYGET, {V(5)});
-  ASSERT_EQ(none.hr, S_OK);
-  EXPECT_EQ(none.result.vt, VT_DISPATCH);
-  EXPECT_EQ(none.result.pdispVal, nullptr);
 }
 
 TEST_F(DispatchTest, MethodWithOutOptionalAndRetval) {
@@ -343,6 +283,9 @@ TEST_F(DispatchTest, DispatchErrors) {
   EXPECT_EQ(Invoke(disp, 6, DISPATCH_METHOD, {Missing()}).hr, DISP_E_PARAMNOTOPTIONAL);
   EXPECT_EQ(Invoke(disp, 6, DISPATCH_METHOD, {V(1), V(2)}).hr, DISP_E_BADPARAMCOUNT);
   EXPECT_EQ(Invoke(disp, 8, DISPATCH_METHOD, {V(1)}).hr, DISP_E_BADPARAMCOUNT);
+  // A put with no value, and a put of a property that has only a get.
+  EXPECT_EQ(Invoke(disp, 2, DISPATCH_PROPERTYPUT, {}).hr, DISP_E_BADPARAMCOUNT);
+  EXPECT_EQ(Invoke(disp, DISPID_NEWENUM, DISPATCH_PROPERTYPUT, {V(1)}, true).hr, DISP_E_MEMBERNOTFOUND);
 
   Call c = Invoke(disp, 4, DISPATCH_METHOD, {V(u"abc"), V(0)});
   EXPECT_EQ(c.hr, DISP_E_TYPEMISMATCH);

@@ -1,5 +1,6 @@
-// Time, files, modules and string resources, threads, events and waits.
+// Time, files, modules, threads, events and waits, text conversion.
 #include "platform/module.h"
+#include "platform/strings.h"
 #include "platform/time_zone.h"
 #include "platform/win.h"
 #include "testing/scoped_env.h"
@@ -216,17 +217,6 @@ TEST(Module, OwnHandleFindsExportedFunctions) {
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_MOD_NOT_FOUND));
 }
 
-TEST(Module, LoadStringFromTheTable) {
-  static const mlr::StringEntry kStrings[] = {{61001, "First message"}, {61002, "Zweite"}};
-  mlr::RegisterStrings(kStrings);
-  char buf[32];
-  EXPECT_EQ(LoadStringA(mlr::ModuleHandle(), 61001, buf, sizeof buf), 13);
-  EXPECT_STREQ(buf, "First message");
-  EXPECT_EQ(LoadStringA(nullptr, 61001, buf, 6), 5);  // truncated, terminated
-  EXPECT_STREQ(buf, "First");
-  EXPECT_EQ(LoadStringA(nullptr, 61999, buf, sizeof buf), 0);
-}
-
 DWORD WINAPI SetAfter(LPVOID param) {
   Sleep(30);
   SetEvent(static_cast<HANDLE>(param));
@@ -347,6 +337,16 @@ TEST(Text, Utf8IsTheAnsiCodePage) {
   n = MultiByteToWideChar(CP_UTF8, 0, "a\xff" "b", 3, wide, 16);
   ASSERT_EQ(n, 3);
   EXPECT_EQ(wide[1], 0xFFFD);
+  // The other way, each unpaired surrogate becomes U+FFFD (entry names and
+  // ANSI text rely on it); the length, not a NUL, ends the text.
+  const std::string fffd = "\xEF\xBF\xBD";
+  for (const auto& [utf16, utf8] : {std::pair<std::u16string, std::string>{u"a\xD800", "a" + fffd},
+                                    {u"\xD800" u"b", fffd + "b"},
+                                    {u"\xDC00\xD800", fffd + fffd},
+                                    {u"\xD800\xD800\xDC00", fffd + "\xF0\x90\x80\x80"},
+                                    {u"\xDBFF\xDFFF", "\xF4\x8F\xBF\xBF"},
+                                    {std::u16string(u"x\0y", 3), std::string("x\0y", 3)}})
+    EXPECT_EQ(mlr::ToUtf8(utf16.data(), utf16.size()), utf8);
 }
 
 }  // namespace

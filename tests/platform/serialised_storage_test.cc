@@ -240,16 +240,4 @@ TEST(SerialisedStorage, StandsInForTheEnginesOwnStorage) {
             S_OK);
 }
 
-TEST(SerialisedStorage, RejectsMissingArguments) {
-  ComPtr<IStorage> out;
-  EXPECT_EQ(mlr::SerialiseStorage(nullptr, out.put()), E_INVALIDARG);
-  EXPECT_FALSE(out);
-  EXPECT_EQ(mlr::StorageForThreads(nullptr, out.put()), E_INVALIDARG);
-  FakeFile file;
-  FakeStorage* inner = new FakeStorage(&file);
-  EXPECT_EQ(mlr::SerialiseStorage(inner, nullptr), E_POINTER);
-  inner->Release();
-  EXPECT_EQ(file.live.load(), 0);
-}
-
 }  // namespace

@@ -12,7 +12,6 @@
 #include <thread>
 #include <vector>
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -238,34 +237,6 @@ TEST_F(StgApi, StreamsKeepTheFileAliveAndLocksEndWithTheLastReference) {
   ComPtr<IStorage> root;
   ASSERT_EQ(StgOpenStorage(Path("l.cfb").c_str(), nullptr, STGM_SHARE_EXCLUSIVE | STGM_READ, nullptr, 0, root.put()), S_OK);
   EXPECT_EQ(Get(root.get(), u"S"), data);
-}
-
-TEST_F(StgApi, ReadOnlyOpenChangesNothing) {
-  {
-    ComPtr<IStorage> root;
-    ASSERT_EQ(StgCreateDocfile(Path("r.cfb").c_str(), STGM_CREATE | STGM_SHARE_EXCLUSIVE | STGM_READWRITE, 0, root.put()),
-              S_OK);
-    Put(root.get(), u"S", Bytes(5000, 5));
-  }
-  std::ifstream in(Narrow("r.cfb"), std::ios::binary);
-  std::vector<char> before((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  in.close();
-  struct timespec old_times[2] = {{1000000000, 0}, {1000000000, 0}};
-  ASSERT_EQ(::utimensat(AT_FDCWD, Narrow("r.cfb").c_str(), old_times, 0), 0);
-  {
-    ComPtr<IStorage> root;
-    ASSERT_EQ(StgOpenStorage(Path("r.cfb").c_str(), nullptr, STGM_SHARE_EXCLUSIVE | STGM_READ, nullptr, 0, root.put()),
-              S_OK);
-    EXPECT_EQ(Get(root.get(), u"S"), Bytes(5000, 5));
-    EXPECT_EQ(root->Commit(STGC_DEFAULT), S_OK);
-  }
-  struct stat st;  // before the comparison below reads the file
-  ASSERT_EQ(::stat(Narrow("r.cfb").c_str(), &st), 0);
-  EXPECT_EQ(st.st_mtim.tv_sec, 1000000000);
-  EXPECT_EQ(st.st_atim.tv_sec, 1000000000);
-  std::ifstream again(Narrow("r.cfb"), std::ios::binary);
-  std::vector<char> after((std::istreambuf_iterator<char>(again)), std::istreambuf_iterator<char>());
-  EXPECT_EQ(before, after);
 }
 
 TEST_F(StgApi, StreamsBeyondFourGiB) {

@@ -1,6 +1,6 @@
 // The POSIX file seam: error kinds, short reads at the end, sharing locks.
 // (That a read-only open neither writes nor touches the file's times is
-// checked end to end through StgOpenStorage in api_test.cc.)
+// checked end to end through the reader's read-only open.)
 #include "platform/file.h"
 
 #include <gtest/gtest.h>
@@ -91,34 +91,6 @@ TEST(File, MemoryFiles) {
   uint64_t size = 0;
   ASSERT_EQ(g->GetSize(&size), S_OK);
   EXPECT_EQ(size, 3u);
-}
-
-}  // namespace
-}  // namespace mlr
-
-namespace mlr {
-namespace {
-
-TEST(File, TheFailingDiskHookFailsOnlyTheKthWriteOfItsPath) {
-  const std::string path = TempPath("faulty"), other = TempPath("healthy");
-  FailWriteForTesting(path.c_str(), 2, STG_E_MEDIUMFULL);
-  std::unique_ptr<File> f, g, r;
-  ASSERT_EQ(OpenFile(path.c_str(), FileMode::kCreateAlways, FileShare::kDenyNone, &f), S_OK);
-  ASSERT_EQ(OpenFile(other.c_str(), FileMode::kCreateAlways, FileShare::kDenyNone, &g), S_OK);
-  EXPECT_EQ(g->WriteAt(0, "x", 1), S_OK) << "another path is not counted";
-  EXPECT_EQ(f->WriteAt(0, "ab", 2), S_OK);
-  EXPECT_EQ(f->WriteAt(2, "cd", 2), STG_E_MEDIUMFULL);
-  EXPECT_EQ(f->WriteAt(4, "ef", 2), S_OK) << "one fault, not a dead disk";
-  EXPECT_EQ(CountedWritesForTesting(), 3u);
-  char buf[8] = {};
-  size_t read = 0;
-  ASSERT_EQ(f->ReadAt(0, buf, sizeof buf, &read), S_OK);
-  EXPECT_EQ(std::string(buf, read), std::string("ab\0\0ef", 6)) << "the failed write wrote nothing";
-  FailWriteForTesting(nullptr, 0);
-  EXPECT_EQ(CountedWritesForTesting(), 0u);
-  f.reset();
-  std::filesystem::remove(path);
-  std::filesystem::remove(other);
 }
 
 }  // namespace

@@ -30,16 +30,6 @@ TEST(PropertySetCodec, StreamNamesOfIdentifiers) {
   EXPECT_FALSE(PropertySetIdFromName(u"Data", &back));
 }
 
-TEST(PropertySetCodec, CodePages) {
-  const std::string text = "Gr\xC3\xBC\xC3\x9F" "e \xE2\x82\xAC";  // "Grüße €"
-  auto cp1252 = EncodeCodePage(text, 1252);
-  EXPECT_EQ(cp1252, (std::vector<uint8_t>{'G', 'r', 0xFC, 0xDF, 'e', ' ', 0x80}));
-  EXPECT_EQ(DecodeCodePage(cp1252.data(), cp1252.size(), 1252), text);
-  EXPECT_EQ(EncodeCodePage("\xE2\x82\xAC", 28591), std::vector<uint8_t>{'?'});
-  auto utf16 = EncodeCodePage(text, 1200);
-  EXPECT_EQ(DecodeCodePage(utf16.data(), utf16.size(), 1200), text);
-}
-
 TEST(PropertySetCodec, DamagedSetsAreRefused) {
   PropertySet set;
   set.fmtid = kFmtidSummaryInformation;
@@ -144,6 +134,8 @@ TEST(PropertySets, SummaryInformationRoundTrip) {
   ASSERT_EQ(raw->Read(bytes.data(), 4096, &n), S_OK);
   std::string all(bytes.data(), n);
   EXPECT_NE(all.find("Gr\xFC\xDF" "e \x80"), std::string::npos);
+  // A character the code page lacks is stored as '?'.
+  EXPECT_EQ(EncodeCodePage("\xE2\x82\xAC", 28591), std::vector<uint8_t>{'?'});
   std::filesystem::remove(path);
 }
 
