@@ -32,6 +32,12 @@ class StgApi : public ::testing::Test {
   void TearDown() override { std::filesystem::remove_all(dir_); }
   std::u16string Path(const std::string& name) const { return Wide((dir_ / name).string()); }
   std::string Narrow(const std::string& name) const { return (dir_ / name).string(); }
+  HRESULT Create(const std::string& name, IStorage** out) const {
+    return StgCreateDocfile(Path(name).c_str(), STGM_CREATE | STGM_SHARE_EXCLUSIVE | STGM_READWRITE, 0, out);
+  }
+  HRESULT OpenRead(const std::string& name, IStorage** out) const {
+    return StgOpenStorage(Path(name).c_str(), nullptr, STGM_SHARE_EXCLUSIVE | STGM_READ, nullptr, 0, out);
+  }
 
   std::filesystem::path dir_;
 };
@@ -65,12 +71,10 @@ std::vector<uint8_t> Get(IStorage* stg, const char16_t* name) {
 
 TEST_F(StgApi, OpenErrorsAsOnWindows) {
   ComPtr<IStorage> stg;
-  EXPECT_EQ(StgOpenStorage(Path("missing").c_str(), nullptr, STGM_SHARE_EXCLUSIVE | STGM_READ, nullptr, 0, stg.put()),
-            STG_E_FILENOTFOUND);
+  EXPECT_EQ(OpenRead("missing", stg.put()), STG_E_FILENOTFOUND);
   EXPECT_EQ(stg.get(), nullptr);
   std::ofstream(Narrow("text")) << std::string(2000, 'x');
-  EXPECT_EQ(StgOpenStorage(Path("text").c_str(), nullptr, STGM_SHARE_EXCLUSIVE | STGM_READ, nullptr, 0, stg.put()),
-            STG_E_FILEALREADYEXISTS);
+  EXPECT_EQ(OpenRead("text", stg.put()), STG_E_FILEALREADYEXISTS);
   EXPECT_EQ(StgIsStorageFile(Path("text").c_str()), S_FALSE);
   EXPECT_EQ(StgIsStorageFile(Path("missing").c_str()), STG_E_FILENOTFOUND);
   EXPECT_EQ(StgOpenStorage(Path("x").c_str(), nullptr, STGM_READ, nullptr, 0, nullptr), STG_E_INVALIDPOINTER);
@@ -78,8 +82,7 @@ TEST_F(StgApi, OpenErrorsAsOnWindows) {
                            stg.put()),
             STG_E_INVALIDFLAG);
 
-  ASSERT_EQ(StgCreateDocfile(Path("a.cfb").c_str(), STGM_CREATE | STGM_SHARE_EXCLUSIVE | STGM_READWRITE, 0, stg.put()),
-            S_OK);
+  ASSERT_EQ(Create("a.cfb", stg.put()), S_OK);
   stg = nullptr;
   EXPECT_EQ(StgIsStorageFile(Path("a.cfb").c_str()), S_OK);
   EXPECT_EQ(StgCreateDocfile(Path("a.cfb").c_str(), STGM_SHARE_EXCLUSIVE | STGM_READWRITE, 0, stg.put()),
@@ -89,15 +92,13 @@ TEST_F(StgApi, OpenErrorsAsOnWindows) {
     EXPECT_EQ(StgOpenStorage(Path("a.cfb").c_str(), nullptr, STGM_SHARE_EXCLUSIVE | STGM_READWRITE, nullptr, 0,
                              stg.put()),
               STG_E_ACCESSDENIED);
-    EXPECT_EQ(StgOpenStorage(Path("a.cfb").c_str(), nullptr, STGM_SHARE_EXCLUSIVE | STGM_READ, nullptr, 0, stg.put()),
-              S_OK);
+    EXPECT_EQ(OpenRead("a.cfb", stg.put()), S_OK);
   }
 }
 
 TEST_F(StgApi, ElementsAndModes) {
   ComPtr<IStorage> root;
-  ASSERT_EQ(StgCreateDocfile(Path("e.cfb").c_str(), STGM_CREATE | STGM_SHARE_EXCLUSIVE | STGM_READWRITE, 0, root.put()),
-            S_OK);
+  ASSERT_EQ(Create("e.cfb", root.put()), S_OK);
   ComPtr<IStorage> data;
   ASSERT_EQ(root->CreateStorage(u"Data", STGM_CREATE | STGM_SHARE_EXCLUSIVE | STGM_READWRITE, 0, 0, data.put()), S_OK);
   Put(data.get(), u"Intern01", Bytes(100, 1));
@@ -115,6 +116,9 @@ TEST_F(StgApi, ElementsAndModes) {
   EXPECT_EQ(data->DestroyElement(u"Intern01"), STG_E_ACCESSDENIED);
   s = nullptr;
   EXPECT_EQ(data->RenameElement(u"Intern01", u"Intern02"), S_OK);
+  EXPECT_EQ(data->RenameElement(u"Intern02", u"muxdata02"), STG_E_FILEALREADYEXISTS);  // names compare without case
+  EXPECT_EQ(data->CreateStream(std::u16string(32, u'n').c_str(), STGM_SHARE_EXCLUSIVE | STGM_WRITE, 0, 0, s.put()),
+            STG_E_INVALIDNAME);  // 31 characters at most
   EXPECT_EQ(data->DestroyElement(u"Intern01"), STG_E_FILENOTFOUND);
   EXPECT_EQ(data->CreateStream(u"a:b", STGM_SHARE_EXCLUSIVE | STGM_WRITE, 0, 0, s.put()), STG_E_INVALIDNAME);
 
@@ -145,7 +149,7 @@ TEST_F(StgApi, ElementsAndModes) {
   root = nullptr;
 
   // Read-only: no element may be created, changed or destroyed.
-  ASSERT_EQ(StgOpenStorage(Path("e.cfb").c_str(), nullptr, STGM_SHARE_EXCLUSIVE | STGM_READ, nullptr, 0, root.put()), S_OK);
+  ASSERT_EQ(OpenRead("e.cfb", root.put()), S_OK);
   ASSERT_EQ(root->OpenStorage(u"Data", nullptr, STGM_SHARE_EXCLUSIVE | STGM_READ, nullptr, 0, data.put()), S_OK);
   EXPECT_EQ(data->CreateStream(u"New", STGM_SHARE_EXCLUSIVE | STGM_WRITE, 0, 0, s.put()), STG_E_ACCESSDENIED);
   EXPECT_EQ(data->OpenStream(u"Intern02", nullptr, STGM_SHARE_EXCLUSIVE | STGM_READWRITE, 0, s.put()), STG_E_ACCESSDENIED);
@@ -155,8 +159,7 @@ TEST_F(StgApi, ElementsAndModes) {
 
 TEST_F(StgApi, StreamMembers) {
   ComPtr<IStorage> root;
-  ASSERT_EQ(StgCreateDocfile(Path("s.cfb").c_str(), STGM_CREATE | STGM_SHARE_EXCLUSIVE | STGM_READWRITE, 0, root.put()),
-            S_OK);
+  ASSERT_EQ(Create("s.cfb", root.put()), S_OK);
   ComPtr<IStream> s;
   ASSERT_EQ(root->CreateStream(u"S", STGM_SHARE_EXCLUSIVE | STGM_READWRITE, 0, 0, s.put()), S_OK);
   auto data = Bytes(10000, 3);
@@ -199,15 +202,13 @@ TEST_F(StgApi, StreamMembers) {
 
 TEST_F(StgApi, StorageCopyToCopiesTheTree) {
   ComPtr<IStorage> from, to, sub;
-  ASSERT_EQ(StgCreateDocfile(Path("from.cfb").c_str(), STGM_CREATE | STGM_SHARE_EXCLUSIVE | STGM_READWRITE, 0, from.put()),
-            S_OK);
+  ASSERT_EQ(Create("from.cfb", from.put()), S_OK);
   ASSERT_EQ(from->CreateStorage(u"Data", STGM_SHARE_EXCLUSIVE | STGM_READWRITE, 0, 0, sub.put()), S_OK);
   Put(sub.get(), u"Big", Bytes(300000, 1));
   Put(sub.get(), u"Small", Bytes(10, 2));
   Put(from.get(), u"Skip", Bytes(10, 3));
   sub = nullptr;
-  ASSERT_EQ(StgCreateDocfile(Path("to.cfb").c_str(), STGM_CREATE | STGM_SHARE_EXCLUSIVE | STGM_READWRITE, 0, to.put()),
-            S_OK);
+  ASSERT_EQ(Create("to.cfb", to.put()), S_OK);
   OLECHAR skip[] = u"Skip";
   OLECHAR* exclude[] = {skip, nullptr};
   ASSERT_EQ(from->CopyTo(0, nullptr, exclude, to.get()), S_OK);
@@ -222,12 +223,10 @@ TEST_F(StgApi, StreamsKeepTheFileAliveAndLocksEndWithTheLastReference) {
   ComPtr<IStream> s;
   {
     ComPtr<IStorage> root;
-    ASSERT_EQ(StgCreateDocfile(Path("l.cfb").c_str(), STGM_CREATE | STGM_SHARE_EXCLUSIVE | STGM_READWRITE, 0, root.put()),
-              S_OK);
+    ASSERT_EQ(Create("l.cfb", root.put()), S_OK);
     ASSERT_EQ(root->CreateStream(u"S", STGM_SHARE_EXCLUSIVE | STGM_WRITE, 0, 0, s.put()), S_OK);
     ComPtr<IStorage> other;
-    EXPECT_EQ(StgOpenStorage(Path("l.cfb").c_str(), nullptr, STGM_SHARE_EXCLUSIVE | STGM_READ, nullptr, 0, other.put()),
-              STG_E_SHAREVIOLATION);
+    EXPECT_EQ(OpenRead("l.cfb", other.put()), STG_E_SHAREVIOLATION);
   }
   auto data = Bytes(70000, 4);
   ASSERT_EQ(s->Write(data.data(), static_cast<ULONG>(data.size()), nullptr), S_OK);
@@ -235,7 +234,7 @@ TEST_F(StgApi, StreamsKeepTheFileAliveAndLocksEndWithTheLastReference) {
   EXPECT_EQ(s->Release(), 1u);
   s = nullptr;  // the last reference: the file is written and unlocked
   ComPtr<IStorage> root;
-  ASSERT_EQ(StgOpenStorage(Path("l.cfb").c_str(), nullptr, STGM_SHARE_EXCLUSIVE | STGM_READ, nullptr, 0, root.put()), S_OK);
+  ASSERT_EQ(OpenRead("l.cfb", root.put()), S_OK);
   EXPECT_EQ(Get(root.get(), u"S"), data);
 }
 
@@ -243,8 +242,7 @@ TEST_F(StgApi, StreamsBeyondFourGiB) {
   const uint64_t size = (uint64_t{5} << 30) + 123, at = uint64_t{9} << 29;  // 5 GiB + 123, 4.5 GiB
   {
     ComPtr<IStorage> root;
-    ASSERT_EQ(StgCreateDocfile(Path("big.cfb").c_str(), STGM_CREATE | STGM_SHARE_EXCLUSIVE | STGM_READWRITE, 0, root.put()),
-              S_OK);
+    ASSERT_EQ(Create("big.cfb", root.put()), S_OK);
     ComPtr<IStream> s;
     ASSERT_EQ(root->CreateStream(u"Big", STGM_SHARE_EXCLUSIVE | STGM_WRITE, 0, 0, s.put()), S_OK);
     ULARGE_INTEGER n;
@@ -256,7 +254,7 @@ TEST_F(StgApi, StreamsBeyondFourGiB) {
     ASSERT_EQ(s->Write("tail", 4, nullptr), S_OK);
   }
   ComPtr<IStorage> root;
-  ASSERT_EQ(StgOpenStorage(Path("big.cfb").c_str(), nullptr, STGM_SHARE_EXCLUSIVE | STGM_READ, nullptr, 0, root.put()), S_OK);
+  ASSERT_EQ(OpenRead("big.cfb", root.put()), S_OK);
   ComPtr<IStream> s;
   ASSERT_EQ(root->OpenStream(u"Big", nullptr, STGM_SHARE_EXCLUSIVE | STGM_READ, 0, s.put()), S_OK);
   STATSTG st;
@@ -288,8 +286,7 @@ TEST_F(StgApi, ParallelWritersAndReaders) {
   constexpr int kWriters = 4;
   constexpr size_t kSize = 6 << 20, kChunk = 64 << 10;
   ComPtr<IStorage> root;
-  ASSERT_EQ(StgCreateDocfile(Path("p.cfb").c_str(), STGM_CREATE | STGM_SHARE_EXCLUSIVE | STGM_READWRITE, 0, root.put()),
-            S_OK);
+  ASSERT_EQ(Create("p.cfb", root.put()), S_OK);
   const auto readme = Bytes(3 << 20, 99);
   Put(root.get(), u"ReadMe", readme);
   std::vector<ComPtr<IStream>> streams(kWriters);
@@ -329,7 +326,7 @@ TEST_F(StgApi, ParallelWritersAndReaders) {
   streams.clear();
   reader = nullptr;
   root = nullptr;
-  ASSERT_EQ(StgOpenStorage(Path("p.cfb").c_str(), nullptr, STGM_SHARE_EXCLUSIVE | STGM_READ, nullptr, 0, root.put()), S_OK);
+  ASSERT_EQ(OpenRead("p.cfb", root.put()), S_OK);
   for (int i = 0; i < kWriters; ++i) {
     std::u16string name = u"W" + Wide(std::to_string(i));
     EXPECT_EQ(Get(root.get(), name.c_str()), Bytes(kSize, static_cast<uint8_t>(i))) << i;

@@ -1,7 +1,7 @@
 // The engine below the interfaces: files written by CompoundFile read back
 // exactly (both versions, the mini stream cutoff, random changes against a
-// model), element operations keep the tree consistent, freed space is reused
-// and a growing stream is laid out without holes, aligned as in the stream.
+// model), freed space is reused, reservations are contiguous and a growing
+// stream is laid out without holes, aligned as in the stream.
 #include "storage/compound_file.h"
 #include "storage/le.h"
 #include "testing/memory_file.h"
@@ -93,41 +93,6 @@ TEST_P(EngineVersions, StreamsAroundTheCutoffAndNestedStoragesReadBack) {
     EXPECT_EQ(ReadStream(**cf, i % 2 ? *inner : *sub, name), Pattern(sizes[i], static_cast<uint32_t>(i))) << i;
   }
   EXPECT_EQ(f.bytes->data.size() % (GetParam() == 4 ? 4096 : 512), 0u);
-}
-
-TEST(Engine, ElementOperations) {
-  Fixture f;
-  auto cf = f.Create(4);
-  auto d = cf->CreateElement(CompoundFile::kRoot, u"Data", EntryType::kStorage, false);
-  ASSERT_TRUE(d.ok());
-  WriteStream(*cf, *d, u"X", Pattern(5000, 1));
-  WriteStream(*cf, *d, u"Y", Pattern(50, 2));
-  EXPECT_EQ(cf->CreateElement(*d, u"x", EntryType::kStream, false).status().code(), Code::kAlreadyExists);
-  EXPECT_EQ(cf->CreateElement(*d, u"bad/name", EntryType::kStream, false).status().code(), Code::kInvalidName);
-  EXPECT_EQ(cf->CreateElement(*d, std::u16string(32, u'n'), EntryType::kStream, false).status().code(),
-            Code::kInvalidName);
-  {
-    auto open = cf->OpenStream(*cf->Find(*d, u"X"));
-    ASSERT_TRUE(open.ok());
-    EXPECT_EQ(cf->OpenStream(*cf->Find(*d, u"X")).status().code(), Code::kInUse);
-    EXPECT_EQ(cf->DestroyElement(*d, u"X").code(), Code::kInUse);
-    EXPECT_EQ(cf->DestroyElement(CompoundFile::kRoot, u"Data").code(), Code::kInUse);
-    EXPECT_EQ(cf->CreateElement(*d, u"X", EntryType::kStream, true).status().code(), Code::kInUse);
-  }
-  ASSERT_TRUE(cf->RenameElement(*d, u"X", u"Z").ok());
-  EXPECT_EQ(cf->RenameElement(*d, u"Y", u"z").code(), Code::kAlreadyExists);
-  EXPECT_EQ(cf->Find(*d, u"X").status().code(), Code::kFileNotFound);
-  EXPECT_EQ(ReadStream(*cf, *d, u"Z"), Pattern(5000, 1));
-  auto replaced = cf->CreateElement(*d, u"Z", EntryType::kStream, true);
-  ASSERT_TRUE(replaced.ok());
-  EXPECT_EQ(cf->Stat(*replaced).size, 0u);
-  ASSERT_TRUE(cf->DestroyElement(CompoundFile::kRoot, u"Data").ok());
-  EXPECT_TRUE(cf->List(CompoundFile::kRoot).empty());
-  ASSERT_TRUE(cf->Flush().ok());
-  cf.reset();
-  auto again = f.Open();
-  ASSERT_TRUE(again.ok()) << again.status().message();
-  EXPECT_TRUE((*again)->List(CompoundFile::kRoot).empty());
 }
 
 TEST(Engine, ReplacedStreamsReuseFreedSectors) {
