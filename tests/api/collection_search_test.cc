@@ -80,44 +80,6 @@ LONG Found(IRecording* recording, LONG collection, double time, LONG direction) 
   return index;
 }
 
-TEST(GetEventTimesFromCollection, ListsTheTimesInRangeInCollectionOrder) {
-  ComPtr<IRecording> r = EventRecording();
-  // Void bounds are the recording's start and end (0 and 10): the marker at
-  // 12 lies beyond.
-  EXPECT_EQ(Times(r.get(), kalRecColMarkers, kVoid, kVoid, 10), (std::vector<double>{1, 2, 3}));
-  EXPECT_EQ(Times(r.get(), kalRecColMarkers, kVoid, 20.0, 10), (std::vector<double>{1, 2, 3, 12}));
-  EXPECT_EQ(Times(r.get(), kalRecColMarkers, 2.5, kVoid, 10), (std::vector<double>{3}));
-  // Both bounds included.
-  EXPECT_EQ(Times(r.get(), kalRecColMarkers, 1.0, 2.0, 10), (std::vector<double>{1, 2}));
-  EXPECT_EQ(Times(r.get(), kalRecColBookmarks, 0.5, 2.0, 10), (std::vector<double>{0.5, 2, 2}));
-  EXPECT_EQ(Times(r.get(), kalRecColTriggers, kVoid, kVoid, 10), (std::vector<double>{1.5, 4}));
-  // Count caps the answer at the first events in range.
-  EXPECT_EQ(Times(r.get(), kalRecColMarkers, 1.5, 20.0, 2), (std::vector<double>{2, 3}));
-  EXPECT_EQ(Times(r.get(), kalRecColBookmarks, kVoid, kVoid, 3), (std::vector<double>{0.5, 2, 2}));
-}
-
-TEST(GetEventTimesFromCollection, NothingFoundIsANullArray) {
-  ComPtr<IRecording> r = EventRecording();
-  EXPECT_TRUE(Times(r.get(), kalRecColMarkers, 2.1, 2.9, 10).empty());
-  EXPECT_TRUE(Times(r.get(), kalRecColBookmarks, 3.0, 2.0, 10).empty());  // start after end
-  EXPECT_TRUE(Times(r.get(), kalRecColMarkers, kVoid, kVoid, 0).empty());
-  EXPECT_TRUE(Times(r.get(), kalRecColMarkers, kVoid, kVoid, -5).empty());
-  // Collections without event times: the channel groups (1), physical channels.
-  EXPECT_TRUE(Times(r.get(), 1, kVoid, kVoid, 10).empty());
-  EXPECT_TRUE(Times(r.get(), kalRecColPhysicalChannelConfig, kVoid, kVoid, 10).empty());
-  // A huge Count does not allocate for it.
-  EXPECT_EQ(Times(r.get(), kalRecColMarkers, kVoid, kVoid, 0x7FFFFFFF).size(), 3u);
-
-  // No collection at all (the memory recording has no voice marks): Items
-  // is left as it was.
-  SAFEARRAY* sentinel = SafeArrayCreateVector(VT_R8, 0, 1);
-  SAFEARRAY* items = sentinel;
-  EXPECT_EQ(GetEventTimesFromCollection(r.get(), kalRecColVoicemarks, kVoid, kVoid, 5, &items),
-            S_OK);
-  EXPECT_EQ(items, sentinel);
-  SafeArrayDestroy(sentinel);
-}
-
 TEST(FindItemFromTimeCollection, AtAfterAndBefore) {
   ComPtr<IRecording> r = EventRecording();
   EXPECT_EQ(Found(r.get(), kalRecColMarkers, 2.0, 0), 2);
@@ -145,6 +107,23 @@ TEST(FindItemFromTimeCollection, AtAfterAndBefore) {
   // Nothing to search.
   EXPECT_EQ(Found(r.get(), kalRecColVoicemarks, 1.0, 0), 0);
   EXPECT_EQ(Found(r.get(), kalRecColPhysicalChannelConfig, 1.0, 0), 0);
+
+  // The listing: void bounds are the recording's start and end (the marker
+  // at 12 lies past the end at 10), both bounds are included, Count caps the
+  // answer at the first events in range, and nothing found is a null array.
+  EXPECT_EQ(Times(r.get(), kalRecColMarkers, kVoid, kVoid, 10), (std::vector<double>{1, 2, 3}));
+  EXPECT_EQ(Times(r.get(), kalRecColBookmarks, 0.5, 2.0, 10), (std::vector<double>{0.5, 2, 2}));
+  EXPECT_EQ(Times(r.get(), kalRecColMarkers, 1.5, 20.0, 2), (std::vector<double>{2, 3}));
+  EXPECT_EQ(Times(r.get(), kalRecColMarkers, kVoid, kVoid, 0x7FFFFFFF).size(), 3u);
+  EXPECT_TRUE(Times(r.get(), kalRecColBookmarks, 3.0, 2.0, 10).empty());
+  EXPECT_TRUE(Times(r.get(), kalRecColMarkers, kVoid, kVoid, -5).empty());
+  EXPECT_TRUE(Times(r.get(), 1, kVoid, kVoid, 10).empty());  // the channel groups
+  // No collection at all (no voice marks): Items is left as it was.
+  SAFEARRAY* const sentinel = SafeArrayCreateVector(VT_R8, 0, 1);
+  SAFEARRAY* items = sentinel;
+  EXPECT_EQ(GetEventTimesFromCollection(r.get(), kalRecColVoicemarks, kVoid, kVoid, 5, &items), S_OK);
+  EXPECT_EQ(items, sentinel);
+  SafeArrayDestroy(sentinel);
 }
 
 // --- Fakes ---------------------------------------------------------------

@@ -62,16 +62,6 @@ TEST_P(ReducedMuxData, MergesRawFramesInBlocks) {
   EXPECT_EQ(watched.calls[1].first, 10005);
 }
 
-TEST_P(ReducedMuxData, MergesStoredPairs) {
-  // Two stored pairs of 4 per output frame: 8 samples each, the last one cut
-  // at the normset's end (23 samples: 3 output frames, the third of 7).
-  SafeArrayHolder out;
-  ASSERT_EQ(Call(g_.get(), 2, 1, 100, 2, 4, &out), S_OK);
-  const Contents<int16_t> merged = Shorts(out.get());
-  EXPECT_EQ(merged.extents, (std::vector<LONG>{6, 3}));
-  ExpectMerged(merged, 1, 1, 8, 3);
-}
-
 TEST_P(ReducedMuxData, ReachesTheEndAndLeavesTheRestZero) {
   // 40 frames of 2 asked from sample 3 of 23: 21 samples, 11 frames.
   SafeArrayHolder out;
@@ -118,20 +108,6 @@ TEST_P(ReducedMuxData, ArgumentsAndErrors) {
   // Counts whose product passes 2^63 are cut at the end as well.
   EXPECT_EQ(Call(g_.get(), 2, 1, 0x7FFFFFFF, 0x7FFFFFFF, 0x7FFFFFFF, &out), S_OK);
   EXPECT_EQ(Shorts(out.get()).extents, (std::vector<LONG>{6, 1}));
-}
-
-TEST_P(ReducedMuxData, GroupsHandUnstoredReductionsToIt) {
-  // 2F: two stored pairs per frame; F + 1: five raw samples per frame.
-  for (LONG reduction : {8, 5}) {
-    SafeArrayHolder selection(Selection({ch_[0].get(), ch_[1].get(), ch_[2].get()}));
-    SAFEARRAY* list = selection.get();
-    SafeArrayHolder out;
-    ASSERT_EQ(g_->GetMuxData(&list, 2, 1, 100, reduction, out.put()), S_OK) << reduction;
-    const Contents<int16_t> merged = Shorts(out.get());
-    const size_t frames = (23 - 1) / static_cast<size_t>(reduction) + 1;
-    EXPECT_EQ(merged.extents, (std::vector<LONG>{6, static_cast<LONG>(frames)}));
-    ExpectMerged(merged, 1, 1, static_cast<size_t>(reduction), frames);
-  }
 }
 
 INSTANTIATE_TEST_SUITE_P(MemoryAndFile, ReducedMuxData, ::testing::Bool());
