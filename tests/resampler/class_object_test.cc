@@ -1,19 +1,11 @@
 // The resampler as a component: its class object, creation by class
-// identifier, aggregation, late-bound calls; and several resamplers on one
-// file recording from several client threads.
+// identifier, aggregation, late-bound calls.
 #include <gtest/gtest.h>
 
-#include <stdlib.h>
-
-#include <filesystem>
-#include <thread>
-
-#include "server/module.h"
-#include "reader/text_convert.h"
+#include "LegacyRecording.h"
+#include "platform/com_ptr.h"
 #include "resampler/channel_resampler.h"
-#include "testing/krf_builder.h"
-#include "testing/krf_writer.h"
-#include "tests/resampler/resampler_fixture.h"
+#include "server/module.h"
 
 namespace mlr::resampler::test {
 namespace {
@@ -101,54 +93,6 @@ TEST(ChannelResamplerClass, AggregatesUnderAnOuterObject) {
   identity->Release();
   resampler->Release();
   EXPECT_EQ(outer.refs, 1u);
-}
-
-TEST(ChannelResamplerClass, SeveralResamplersOnOneFileFromSeveralThreadsAgree) {
-  char dir[] = "/tmp/resampler_test_XXXXXX";
-  ASSERT_NE(mkdtemp(dir), nullptr);
-  const std::string path = std::string(dir) + "/sample.krf";
-  ASSERT_EQ(mlr::testing::WriteRecordingFile(path, mlr::testing::SampleRecording()), S_OK);
-
-  ComPtr<IRecording> rec;
-  {
-    ComPtr<IClassFactory> factory;
-    ComPtr<IKrfLoader> loader;
-    ASSERT_EQ(DllGetClassObject(CLSID_KrfLoader, IID_IClassFactory, factory.put_void()), S_OK);
-    ASSERT_EQ(factory->CreateInstance(nullptr, IID_IKrfLoader, loader.put_void()), S_OK);
-    BSTR name = SysAllocString(mlr::reader::AnsiToUtf16(path).c_str());
-    ASSERT_EQ(loader->OpenRecording(name, rec.put()), S_OK);
-    SysFreeString(name);
-  }
-  std::vector<ComPtr<IChannelInfo>> channels = Channels(rec.get(), 1);
-  channels.push_back(Channel(rec.get(), 2, 1));
-  // 0.5 ms steps over both segments and the gap: 5399 items, groups at
-  // 1 kHz and 10 Hz, a vertical normset change at 1 s.
-  auto run = [&] {
-    ComPtr<IChannelResampler> r = MakeResampler(0.0, 2.699, 0.0005);
-    EXPECT_EQ(Start(r.get(), channels), S_OK);
-    return Collect(r.get());
-  };
-  const Items reference = run();
-  ASSERT_EQ(reference.analog.size(), 5399u);
-  ASSERT_EQ(reference.events.size(), 5399u);
-
-  std::vector<Items> results(4);
-  std::vector<std::thread> clients;
-  for (Items& result : results) {
-    clients.emplace_back([&run, &result] {
-      CoInitializeEx(nullptr, COINIT_MULTITHREADED);
-      result = run();
-      CoUninitialize();
-    });
-  }
-  for (std::thread& t : clients) t.join();
-  for (const Items& result : results) {
-    EXPECT_EQ(result.analog, reference.analog);
-    EXPECT_EQ(result.events, reference.events);
-  }
-  rec = nullptr;
-  std::error_code ec;
-  std::filesystem::remove_all(dir, ec);
 }
 
 }  // namespace

@@ -77,15 +77,6 @@ ComPtr<IChannelInfo> Channel(IRecording* recording, LONG group, LONG channel) {
   return info;
 }
 
-std::vector<ComPtr<IChannelInfo>> Channels(IRecording* recording, LONG group) {
-  std::vector<ComPtr<IChannelInfo>> list;
-  for (LONG c = 1;; ++c) {
-    ComPtr<IChannelInfo> info = Channel(recording, group, c);
-    if (!info) return list;
-    list.push_back(info);
-  }
-}
-
 SAFEARRAY* ChannelArray(const std::vector<ComPtr<IChannelInfo>>& channels) {
   SAFEARRAY* array = SafeArrayCreateVector(VT_DISPATCH, 0, static_cast<ULONG>(channels.size()));
   for (LONG i = 0; i < static_cast<LONG>(channels.size()); ++i) {

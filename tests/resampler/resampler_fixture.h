@@ -35,8 +35,6 @@ model::MemoryGroupSpec MakeGroup(int32_t analog, int32_t events,
 
 ComPtr<IRecording> MakeRecording(const std::vector<model::MemoryGroupSpec>& groups);
 ComPtr<IChannelInfo> Channel(IRecording* recording, LONG group, LONG channel);
-// Every channel of a group, in order.
-std::vector<ComPtr<IChannelInfo>> Channels(IRecording* recording, LONG group);
 
 // A VT_DISPATCH vector (lower bound 0) of the channels; the caller destroys it.
 SAFEARRAY* ChannelArray(const std::vector<ComPtr<IChannelInfo>>& channels);
