@@ -1,5 +1,5 @@
-// The data phase of a channel group: block sizes, the reduction and the
-// write jobs handed to the writer queue.
+// The data phase of a channel group: block sizes, the write jobs handed to
+// the writer queue and the pauses on removable targets.
 #include <utility>
 
 #include "tests/save/pipeline_fixture.h"
@@ -16,16 +16,6 @@ struct RecordingQueue : CSaveWriteQueue {
     EXPECT_EQ(job->Perform(), S_OK);
   }
 };
-
-TEST(SaveReduction, AnalogRunsKeepMaxAndMinEventRunsOrAndAnd) {
-  const int16_t samples[] = {5, 0x0003, -3, 0x0006, 7, 0x0006};  // 3 frames, 2 channels
-  int16_t out[4] = {};
-  ReduceRun(samples, 3, 2, {false, true}, out);
-  EXPECT_EQ(std::vector<int16_t>(out, out + 4), (std::vector<int16_t>{7, -3, 0x0007, 0x0002}));
-  const int16_t single[] = {-32768};
-  ReduceRun(single, 1, 1, {false}, out);
-  EXPECT_EQ(std::vector<int16_t>(out, out + 2), (std::vector<int16_t>{-32768, -32768}));
-}
 
 TEST(SaveBlockSize, ShrinksWithTheChannelCountAndOnRemovableTargets) {
   ComPtr<IRecording> recording = MakeMemoryRecording([] {

@@ -1,12 +1,9 @@
 // The channel-group writer, driven phase by phase into a compound file and
 // read back through the reader and as raw streams.
-#include <algorithm>
 #include <array>
-#include <cmath>
 #include <filesystem>
 #include <tuple>
 
-#include "reader/summary_info.h"
 #include "testing/krf_builder.h"
 #include "testing/krf_bytes.h"
 #include "testing/krf_writer.h"
@@ -134,31 +131,15 @@ TEST_F(WriterTest, WholeRecordingReadsBackWithSamplesNormsetsNamesAndReducedStre
   const std::string path = Path("whole.krf");
   DrivenSave save = Save(AllChannels(source.get(), &keep), 0.0, 100.0, 0, path);
   ASSERT_EQ(save.result, S_OK);
-  // Left for the interoperability test (olefile and libgsf read it).
+  // Left for the interoperability test, which reads it with olefile and
+  // libgsf and checks the reduced streams, the application name and the
+  // comment.
   std::error_code ec;
   std::filesystem::create_directories(MLR_BINARY_DIR "/save_interop", ec);
   std::filesystem::copy_file(path, MLR_BINARY_DIR "/save_interop/saved.krf",
                              std::filesystem::copy_options::overwrite_existing, ec);
   EXPECT_FALSE(ec) << ec.message();
 
-  // The reduced stream: the header, then (max, min) / (OR, AND) over every
-  // 500 frames of each segment, computed here independently.
-  std::vector<uint8_t> reduced, full;
-  ASSERT_TRUE(ReadStream(path, "Data/ChGroup1/MuxData500", &reduced));
-  ASSERT_TRUE(ReadStream(path, "Data/ChGroup1/MuxData02", &full));
-  ASSERT_EQ(U32At(reduced, 0), 2u);
-  size_t expected_size = 4 + 2 * 8;
-  for (LONG seg = 1; seg <= 2; ++seg) {
-    const size_t entry = 4 + 8 * (seg - 1);
-    std::vector<int16_t> frames = Frames(source.get(), 1, seg);
-    std::vector<int16_t> want =
-        mlr::testing::ReduceFrames(frames, 3, {false, false, true}, kSaveReduction);
-    EXPECT_EQ(U32At(reduced, entry + 4), want.size() / 6);
-    EXPECT_EQ(I16s(reduced, U32At(reduced, entry), want.size()), want);
-    EXPECT_EQ(I16s(full, U32At(full, entry), frames.size()), frames);
-    expected_size += want.size() * 2;
-  }
-  EXPECT_EQ(reduced.size(), expected_size);
   std::vector<uint8_t> config;
   ASSERT_TRUE(ReadStream(path, "Data/ChGroup1/Config01", &config));
   EXPECT_EQ(config, (mlr::testing::Bytes().U32(1).U32(2).U32(3).U32(0xFFFFFFFF)
@@ -197,32 +178,10 @@ TEST_F(WriterTest, WholeRecordingReadsBackWithSamplesNormsetsNamesAndReducedStre
     }
   }
 
-  // Progress: bytes written are the data bytes of both streams.
-  const CSaveObject& group1 = save.group(0);
-  EXPECT_EQ(group1.BytesWritten(), int64_t(full.size() - 20 + reduced.size() - 20));
-  EXPECT_EQ(group1.BytesAllocated(), group1.BytesToAllocate());
-  EXPECT_EQ(group1.BytesToAllocate(), int64_t(full.size()));
-  const int64_t n = 1934 * 3;
-  EXPECT_EQ(group1.EstimatedSize(), 2 * (n + 2 * ((n + 499) / 500)));
-
-  // Collections, all inside the span; the group-2 trigger keeps its link.
-  EXPECT_EQ(Times(saved.get(), kalRecColMarkers), (std::vector<double>{0.5, 2.5}));
-  EXPECT_EQ(Times(saved.get(), kalRecColTriggers), (std::vector<double>{0.3, 1.0, 2.1}));
+  // The trigger on group 2 keeps its link.
   ComPtr<IChannelInfo> linked = TriggerChannel(saved.get(), 2);
   ASSERT_TRUE(linked);
   EXPECT_EQ(Name(linked.get()), "Bb");
-
-  linked.reset();
-  saved.reset();  // the raw reads open the file exclusively
-  std::u16string text;
-  ComPtr<IStorage> root;
-  ASSERT_EQ(StgOpenStorage(mlr::testing::WidePath(path).c_str(), nullptr, 0x10, nullptr, 0,
-                           root.put()),
-            S_OK);
-  EXPECT_TRUE(reader::ReadSummaryString(root.get(), PIDSI_APPNAME, &text));
-  EXPECT_EQ(text, u"movaLegacyRecording");
-  EXPECT_TRUE(reader::ReadSummaryString(root.get(), PIDSI_COMMENTS, &text));
-  EXPECT_EQ(text, u"two groups");
 }
 
 TEST_F(WriterTest, SpanClipsSegmentsShiftsTimesAndKeepsTheGivenChannelOrder) {
@@ -262,8 +221,8 @@ TEST_F(WriterTest, SpanClipsSegmentsShiftsTimesAndKeepsTheGivenChannelOrder) {
   EXPECT_EQ(v[0], (std::array<double, 3>{0.0, 0.0, 0.5}));
   EXPECT_NEAR(v[1][0], 1.5 - start, 1e-12);
 
-  // Only the items inside [start, end], shifted; no marker is left, so no
-  // marker stream exists.
+  // Only the items inside [start, end], shifted; no marker or voice mark is
+  // left, so neither has a stream.
   std::vector<uint8_t> bytes;
   EXPECT_FALSE(ReadStream(path, "Data/Markers01", &bytes));
   auto triggers = Times(saved.get(), kalRecColTriggers);
@@ -271,6 +230,7 @@ TEST_F(WriterTest, SpanClipsSegmentsShiftsTimesAndKeepsTheGivenChannelOrder) {
   EXPECT_NEAR(triggers[0], 1.0 - start, 1e-12);
   EXPECT_NEAR(triggers[1], 2.1 - start, 1e-12);
   saved.reset();  // the raw reads open the file exclusively
+  EXPECT_FALSE(ReadStream(path, "Data/Voicemarks/Intern01", &bytes));
   ASSERT_TRUE(ReadStream(path, "Data/Bookmarks01", &bytes));
   EXPECT_EQ(U32At(bytes, 0), 1u);
   EXPECT_NEAR(F64At(bytes, 4), 1.9 - start, 1e-12);
@@ -346,12 +306,6 @@ TEST_F(WriterTest, KssWritesWideIndexEntriesAndVersion3WithoutAReducedStream) {
   ASSERT_TRUE(ReadStream(path, "Data/Intern01", &intern));
   ASSERT_GE(intern.size(), 12u);
   EXPECT_EQ(U32At(intern, intern.size() - 6), 0x30000u);  // tag 20, the last record
-  EXPECT_EQ(save.group(0).EstimatedSize(), 2 * 1934 * 3);
-
-  ComPtr<IRecording> saved;
-  ASSERT_EQ(Open(path, &saved), S_OK);
-  EXPECT_EQ(Frames(saved.get(), 1, 2), Frames(source.get(), 1, 2));
-  EXPECT_EQ(Frames(saved.get(), 2, 1), Frames(source.get(), 2, 1));
 }
 
 TEST_F(WriterTest, FullRateDataOf2GiBIsRefusedWithoutKss) {

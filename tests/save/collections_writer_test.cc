@@ -59,30 +59,5 @@ TEST_F(WriterTest, CollectionsOfAFileAreWrittenByteForByteWithTriggerLinksAndSou
   EXPECT_EQ(Name(linked.get()), "Flow");
 }
 
-TEST_F(WriterTest, EmptyCollectionsWriteNoStreamAndShortRecordsEndInZeros) {
-  model::MemoryRecordingSpec spec;
-  model::MemoryGroupSpec group;
-  group.channels = {model::MemoryChannelSpec{u"x", u"V", false, {}, {}}};
-  group.segments = {model::MemorySegment{0.0, 0.1, {1, 2, 3}}};
-  spec.groups = {group};
-  spec.bookmarks = {{0.1, u"AB"}};
-  spec.triggers = {{0.2, kalTriggerSrcManual, u"abc", 0, 0}};
-  ComPtr<IRecording> source = MakeMemoryRecording(spec);
-  ComPtr<IChannelInfo> x = Channel(source.get(), 1, 1);
-  const std::string path = Path("empty.krf");
-  ASSERT_EQ(Save({x.get()}, 0.0, 1.0, 0, path).result, S_OK);
-
-  std::vector<uint8_t> bytes;
-  EXPECT_FALSE(ReadStream(path, "Data/Markers01", &bytes));
-  EXPECT_FALSE(ReadStream(path, "Data/Voicemarks/Intern01", &bytes));
-  ASSERT_TRUE(ReadStream(path, "Data/Bookmarks01", &bytes));
-  EXPECT_EQ(bytes.size(), 4u + 14u);  // 8 + ("AB" + 1) x 2
-  ASSERT_TRUE(ReadStream(path, "Data/Triggers01", &bytes));
-  ASSERT_EQ(bytes.size(), 4u + 32u);
-  EXPECT_EQ(U32At(bytes, 4), 32u);
-  EXPECT_EQ(bytes[4 + 30], 0);
-  EXPECT_EQ(bytes[4 + 31], 0);
-}
-
 }  // namespace
 }  // namespace mlr::save::test

@@ -215,6 +215,10 @@ TEST_F(SaveRecordingTest, AReadOnlyTargetIsReplacedAndTheSelectionReadsBack) {
     ASSERT_EQ(Open(path, &saved), S_OK) << options;
     ExpectSameFrames(source.get(), saved.get(), 3);
     saved = nullptr;  // the reader holds the file exclusively
+    // A KSS file has 4096-byte sectors: sector shift 12 in the header.
+    if (options & kalSRF_UseKSS) {
+      EXPECT_EQ(Contents(path).at(30), 12);
+    }
     std::vector<uint8_t> reduced;
     EXPECT_EQ(ReadStream(path, "Data/ChGroup3/MuxData500", &reduced),
               (options & kalSRF_SkipReducedStream) == 0);
