@@ -243,9 +243,7 @@ TEST(PathSplit, SplitsAtLastDotThenLastSeparator) {
   EXPECT_EQ(c.title, "plain");
   EXPECT_EQ(c.location, "");
   EXPECT_EQ(c.extension, "");
-}
-
-TEST(Names, NumberedNamesAreDecimal) {
+  // Numbered stream names are decimal; the reduced stream's factor is signed.
   EXPECT_EQ(FormatName(kGroupPattern, 12), u"ChGroup12");
   EXPECT_EQ(FormatName(kPageSetupPattern, 3), u"PageSetup 3");
   EXPECT_EQ(FormatName(kReducedPattern, 0x80000000u), u"MuxData-2147483648");

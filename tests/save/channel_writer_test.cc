@@ -287,27 +287,6 @@ TEST_F(WriterTest, TriggeredSegmentSavesTheHoldingNormsetWholeAndStartsAtItsFirs
   EXPECT_NEAR(markers[0], 0.5, 1e-12);
 }
 
-TEST_F(WriterTest, KssWritesWideIndexEntriesAndVersion3WithoutAReducedStream) {
-  ComPtr<IRecording> source = MakeMemoryRecording(TwoGroupSpec());
-  std::vector<ComPtr<IChannelInfo>> keep;
-  const std::string path = Path("kss.krf");
-  DrivenSave save = Save(AllChannels(source.get(), &keep), 0.0, 100.0,
-                         kalSRF_UseKSS | kalSRF_SkipReducedStream, path);
-  ASSERT_EQ(save.result, S_OK);
-  std::vector<uint8_t> full, config, intern;
-  ASSERT_TRUE(ReadStream(path, "Data/ChGroup1/MuxData02", &full));
-  EXPECT_EQ(U32At(full, 0), 2u);
-  EXPECT_EQ(U32At(full, 4), 4u + 2 * 16);  // 64-bit offset of segment 1
-  EXPECT_EQ(U32At(full, 12), 1234u);       // 64-bit count
-  EXPECT_EQ(full.size(), 4u + 2 * 16 + 1934 * 3 * 2);
-  EXPECT_FALSE(ReadStream(path, "Data/ChGroup1/MuxData500", &config));
-  ASSERT_TRUE(ReadStream(path, "Data/ChGroup1/Config01", &config));
-  EXPECT_EQ(config, (mlr::testing::Bytes().U32(1).U32(2).U32(3).U32(0xFFFFFFFF).U16(0xFFFF).take()));
-  ASSERT_TRUE(ReadStream(path, "Data/Intern01", &intern));
-  ASSERT_GE(intern.size(), 12u);
-  EXPECT_EQ(U32At(intern, intern.size() - 6), 0x30000u);  // tag 20, the last record
-}
-
 TEST_F(WriterTest, FullRateDataOf2GiBIsRefusedWithoutKss) {
   // A file whose normset claims 400 million frames of 3 channels (2.4 GB);
   // only the normsets are read before the refusal.

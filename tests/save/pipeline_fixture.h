@@ -29,7 +29,6 @@ class ManualClock final : public CSaveClock {
   DWORD Now() const override { return now_.fetch_add(step); }
   void Pause(DWORD ms) const override;
   void Set(DWORD ms) { now_.store(ms); }
-  void Advance(DWORD ms) { now_.fetch_add(ms); }
   std::vector<DWORD> Pauses() const;
 
   std::atomic<DWORD> step{0};

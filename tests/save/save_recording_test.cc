@@ -15,6 +15,7 @@
 #include "platform/strings.h"
 #include "save/save_start.h"
 #include "save/target_file.h"
+#include "testing/krf_bytes.h"
 #include "tests/save/pipeline_fixture.h"
 #include "tests/save/writer_fixture.h"
 
@@ -215,9 +216,21 @@ TEST_F(SaveRecordingTest, AReadOnlyTargetIsReplacedAndTheSelectionReadsBack) {
     ASSERT_EQ(Open(path, &saved), S_OK) << options;
     ExpectSameFrames(source.get(), saved.get(), 3);
     saved = nullptr;  // the reader holds the file exclusively
-    // A KSS file has 4096-byte sectors: sector shift 12 in the header.
     if (options & kalSRF_UseKSS) {
+      // 4096-byte sectors (sector shift 12 in the header); 64-bit index
+      // entries (group 1: one channel, one segment of 2600 frames); no
+      // reduction factor in Config01; version 0x30000, the last record of
+      // Intern01.
       EXPECT_EQ(Contents(path).at(30), 12);
+      std::vector<uint8_t> full, config, intern;
+      ASSERT_TRUE(ReadStream(path, "Data/ChGroup1/MuxData02", &full));
+      EXPECT_EQ(U32At(full, 4), 4u + 16);
+      EXPECT_EQ(U32At(full, 12), 2600u);
+      EXPECT_EQ(full.size(), 4u + 16 + 2600 * 2);
+      ASSERT_TRUE(ReadStream(path, "Data/ChGroup1/Config01", &config));
+      EXPECT_EQ(config, (mlr::testing::Bytes().U32(1).U32(0xFFFFFFFF).U16(0xFFFF).take()));
+      ASSERT_TRUE(ReadStream(path, "Data/Intern01", &intern));
+      EXPECT_EQ(U32At(intern, intern.size() - 6), 0x30000u);
     }
     std::vector<uint8_t> reduced;
     EXPECT_EQ(ReadStream(path, "Data/ChGroup3/MuxData500", &reduced),
