@@ -81,7 +81,6 @@ class CompoundFile : public std::enable_shared_from_this<CompoundFile> {
   ~CompoundFile();
 
   bool writable() const { return io_.file()->Writable(); }
-  uint16_t major_version() const { return header_.major_version; }
   const std::u16string& path() const { return path_; }
 
   // Elements. `storage` is the index of a storage (kRoot for the root).

@@ -1,7 +1,8 @@
 // The engine below the interfaces: files written by CompoundFile read back
-// exactly (both versions, the mini stream cutoff, random changes against a
-// model), freed space is reused, reservations are contiguous and a growing
-// stream is laid out without holes, aligned as in the stream.
+// exactly after random changes checked against a model (both versions; the
+// mini stream cutoff and many entries are read by independent readers in the
+// interop test), freed space is reused, reservations are contiguous and a
+// growing stream is laid out without holes, aligned as in the stream.
 #include "storage/compound_file.h"
 #include "storage/le.h"
 #include "testing/memory_file.h"
@@ -39,19 +40,6 @@ struct Fixture {
   }
 };
 
-void WriteStream(CompoundFile& cf, uint32_t storage, const std::u16string& name, const std::vector<uint8_t>& data,
-                 size_t chunk = 0) {
-  auto index = cf.CreateElement(storage, name, EntryType::kStream, false);
-  ASSERT_TRUE(index.ok()) << index.status().message();
-  auto node = cf.OpenStream(*index);
-  ASSERT_TRUE(node.ok());
-  if (chunk == 0) chunk = data.size() ? data.size() : 1;
-  for (size_t pos = 0; pos < data.size(); pos += chunk) {
-    size_t n = std::min(chunk, data.size() - pos);
-    ASSERT_TRUE(cf.Write(**node, pos, data.data() + pos, n).ok());
-  }
-}
-
 std::vector<uint8_t> ReadStream(CompoundFile& cf, uint32_t storage, const std::u16string& name) {
   auto index = cf.Find(storage, name);
   EXPECT_TRUE(index.ok()) << index.status().message();
@@ -66,34 +54,6 @@ std::vector<uint8_t> ReadStream(CompoundFile& cf, uint32_t storage, const std::u
 }
 
 class EngineVersions : public ::testing::TestWithParam<uint16_t> {};
-
-TEST_P(EngineVersions, StreamsAroundTheCutoffAndNestedStoragesReadBack) {
-  Fixture f;
-  const std::vector<size_t> sizes = {0, 1, 63, 64, 65, 4095, 4096, 4097, 70000, 600000};
-  {
-    auto cf = f.Create(GetParam());
-    auto sub = cf->CreateElement(CompoundFile::kRoot, u"Data", EntryType::kStorage, false);
-    ASSERT_TRUE(sub.ok());
-    auto inner = cf->CreateElement(*sub, u"ChGroup1", EntryType::kStorage, false);
-    ASSERT_TRUE(inner.ok());
-    for (size_t i = 0; i < sizes.size(); ++i) {
-      std::u16string name = u"S" + std::u16string(1, static_cast<char16_t>(u'a' + i));
-      WriteStream(*cf, i % 2 ? *inner : *sub, name, Pattern(sizes[i], static_cast<uint32_t>(i)), 1000);
-    }
-  }
-  auto cf = f.Open();
-  ASSERT_TRUE(cf.ok()) << cf.status().message();
-  EXPECT_EQ((*cf)->major_version(), GetParam());
-  auto sub = (*cf)->Find(CompoundFile::kRoot, u"data");  // names compare without case
-  ASSERT_TRUE(sub.ok());
-  auto inner = (*cf)->Find(*sub, u"ChGroup1");
-  ASSERT_TRUE(inner.ok());
-  for (size_t i = 0; i < sizes.size(); ++i) {
-    std::u16string name = u"S" + std::u16string(1, static_cast<char16_t>(u'a' + i));
-    EXPECT_EQ(ReadStream(**cf, i % 2 ? *inner : *sub, name), Pattern(sizes[i], static_cast<uint32_t>(i))) << i;
-  }
-  EXPECT_EQ(f.bytes->data.size() % (GetParam() == 4 ? 4096 : 512), 0u);
-}
 
 TEST(Engine, ReplacedStreamsReuseFreedSectors) {
   Fixture f;
@@ -220,7 +180,10 @@ TEST(Engine, AFailedWriteOfASmallStreamLeavesWhatTheFileHolds) {
   testing::FaultyFile* file = faulty.get();
   auto cf = CompoundFile::Create(std::move(faulty), u"mem", 4);
   ASSERT_TRUE(cf.ok());
-  WriteStream(**cf, CompoundFile::kRoot, u"A", Pattern(300, 1));
+  {
+    auto node = *(*cf)->OpenStream(*(*cf)->CreateElement(CompoundFile::kRoot, u"A", EntryType::kStream, false));
+    ASSERT_TRUE((*cf)->Write(*node, 0, Pattern(300, 1).data(), 300).ok());
+  }
   EXPECT_EQ(ReadStream(**cf, CompoundFile::kRoot, u"A"), Pattern(300, 1));
   auto node = *(*cf)->OpenStream(*(*cf)->Find(CompoundFile::kRoot, u"A"));
   file->FailWritesAfter(0);
