@@ -81,6 +81,9 @@ TEST_F(StgApi, OpenErrorsAsOnWindows) {
   EXPECT_EQ(StgOpenStorage(Path("x").c_str(), nullptr, STGM_SHARE_EXCLUSIVE | STGM_TRANSACTED | STGM_READ, nullptr, 0,
                            stg.put()),
             STG_E_INVALIDFLAG);
+  EXPECT_EQ(StgOpenStorage(Wide(dir_.string()).c_str(), nullptr, STGM_SHARE_EXCLUSIVE | STGM_READWRITE, nullptr, 0,
+                           stg.put()),
+            STG_E_ACCESSDENIED);  // a folder
 
   ASSERT_EQ(Create("a.cfb", stg.put()), S_OK);
   stg = nullptr;

@@ -1,15 +1,13 @@
-// The POSIX file seam: error kinds, short reads at the end, sharing locks.
-// (That a read-only open neither writes nor touches the file's times is
-// checked end to end through the reader's read-only open.)
+// The POSIX file seam: short reads at the end, sizes, sharing locks, memory
+// files. (Its error kinds are checked through StgOpenStorage in api_test.cc;
+// that a read-only open neither writes nor touches the file's times, end to
+// end through the reader's read-only open.)
 #include "platform/file.h"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace mlr {
@@ -19,24 +17,6 @@ std::string TempPath(const std::string& name) {
   auto dir = std::filesystem::temp_directory_path() / ("mlr_file_" + std::to_string(::getpid()));
   std::filesystem::create_directories(dir);
   return (dir / name).string();
-}
-
-TEST(File, ErrorKinds) {
-  std::unique_ptr<File> f;
-  EXPECT_EQ(OpenFile(TempPath("missing").c_str(), FileMode::kOpenRead, FileShare::kDenyNone, &f), STG_E_FILENOTFOUND);
-  EXPECT_EQ(f, nullptr);
-  const std::string path = TempPath("exists");
-  ASSERT_EQ(OpenFile(path.c_str(), FileMode::kCreateAlways, FileShare::kDenyNone, &f), S_OK);
-  f.reset();
-  EXPECT_EQ(OpenFile(path.c_str(), FileMode::kCreateNew, FileShare::kDenyNone, &f), STG_E_FILEALREADYEXISTS);
-  const std::string dir = std::filesystem::path(path).parent_path().string();
-  EXPECT_EQ(OpenFile(dir.c_str(), FileMode::kOpenReadWrite, FileShare::kDenyNone, &f), STG_E_ACCESSDENIED);
-  if (::geteuid() != 0) {  // permissions do not bind the superuser
-    ::chmod(path.c_str(), 0444);
-    EXPECT_EQ(OpenFile(path.c_str(), FileMode::kOpenReadWrite, FileShare::kDenyNone, &f), STG_E_ACCESSDENIED);
-    ::chmod(path.c_str(), 0644);
-  }
-  std::filesystem::remove(path);
 }
 
 TEST(File, SharingConflictsWithinTheProcess) {
