@@ -287,32 +287,6 @@ TEST_F(WriterTest, TriggeredSegmentSavesTheHoldingNormsetWholeAndStartsAtItsFirs
   EXPECT_NEAR(markers[0], 0.5, 1e-12);
 }
 
-TEST_F(WriterTest, FullRateDataOf2GiBIsRefusedWithoutKss) {
-  // A file whose normset claims 400 million frames of 3 channels (2.4 GB);
-  // only the normsets are read before the refusal.
-  mlr::testing::RecordingSpec spec;
-  mlr::testing::GroupSpec group;
-  group.number = 1;
-  group.channels = {BuilderChannel(1), BuilderChannel(2), BuilderChannel(3)};
-  group.hnorms = {{0.0, 1e-6, 400000000}};
-  group.segments = {std::vector<int16_t>(30, 1)};
-  spec.groups = {group};
-  const std::string source_path = Path("sparse.krf");
-  ASSERT_EQ(mlr::testing::WriteRecordingFile(source_path, spec), S_OK);
-  ComPtr<IRecording> source;
-  ASSERT_EQ(Open(source_path, &source), S_OK);
-  ComPtr<IChannelInfo> c1 = Channel(source.get(), 1, 1), c2 = Channel(source.get(), 1, 2),
-                       c3 = Channel(source.get(), 1, 3);
-  const std::string path = Path("refused.krf");
-  DrivenSave save = Save({c1.get(), c2.get(), c3.get()}, 0.0, 1000.0, 0, path);
-  EXPECT_EQ(save.result, kSaveTooLarge);
-  EXPECT_EQ(save.group(0).BytesToAllocate(), 12 + 2400000000LL);
-  EXPECT_EQ(save.group(0).BytesWritten(), 0);
-  std::vector<uint8_t> full;
-  ASSERT_TRUE(ReadStream(path, "Data/ChGroup1/MuxData02", &full));
-  EXPECT_TRUE(full.empty());  // truncated by the clean-up
-}
-
 TEST_F(WriterTest, FailedFetchIsTheGroupsErrorAndTheCleanUpEmptiesItsStreams) {
   ComPtr<IRecording> source = MakeMemoryRecording(TwoGroupSpec());
   ComPtr<IChannelInfo> own = Channel(source.get(), 1, 1);
@@ -341,29 +315,45 @@ TEST_F(WriterTest, FailedFetchIsTheGroupsErrorAndTheCleanUpEmptiesItsStreams) {
   }
 }
 
-TEST_F(WriterTest, StopDuringAllocationEndsThePhaseWithoutAnError) {
+// A builder file whose normset claims 400 million frames of 3 channels while
+// it stores ten: only the normsets are read before the refusal or the stop.
+TEST_F(WriterTest, FullRateDataOf2GiBIsRefusedWithoutKssAndAStopEndsTheAllocation) {
   mlr::testing::RecordingSpec spec;
   mlr::testing::GroupSpec group;
   group.number = 1;
-  group.channels = {BuilderChannel(1)};
-  group.hnorms = {{0.0, 1e-6, 20000000}};  // 40 MB: five 8 MiB steps
-  group.segments = {std::vector<int16_t>(10, 1)};
+  group.channels = {BuilderChannel(1), BuilderChannel(2), BuilderChannel(3)};
+  group.hnorms = {{0.0, 1e-6, 400000000}};
+  group.segments = {std::vector<int16_t>(30, 1)};
   spec.groups = {group};
-  ASSERT_EQ(mlr::testing::WriteRecordingFile(Path("src.krf"), spec), S_OK);
+  ASSERT_EQ(mlr::testing::WriteRecordingFile(Path("sparse.krf"), spec), S_OK);
   ComPtr<IRecording> source;
-  ASSERT_EQ(Open(Path("src.krf"), &source), S_OK);
+  ASSERT_EQ(Open(Path("sparse.krf"), &source), S_OK);
+  ComPtr<IChannelInfo> c1 = Channel(source.get(), 1, 1), c2 = Channel(source.get(), 1, 2),
+                       c3 = Channel(source.get(), 1, 3);
+  // All three channels (2.4 GB) are refused; the clean-up truncates the stream.
+  const std::string path = Path("refused.krf");
+  DrivenSave save = Save({c1.get(), c2.get(), c3.get()}, 0.0, 1000.0, 0, path);
+  EXPECT_EQ(save.result, kSaveTooLarge);
+  EXPECT_EQ(save.group(0).BytesToAllocate(), 12 + 2400000000LL);
+  EXPECT_EQ(save.group(0).BytesWritten(), 0);
+  std::vector<uint8_t> full;
+  ASSERT_TRUE(ReadStream(path, "Data/ChGroup1/MuxData02", &full));
+  EXPECT_TRUE(full.empty());
+
+  // One channel (800 MB) is allocated in 8 MiB steps: a stop after the first
+  // ends the phase without an error.
   ComPtr<IStorage> root, data;
   CreateTarget(Path("stopped.krf"), &root, &data);
   CSaveChannelGroup saver(Group(source.get(), 1).get(), 0, 1);
-  ASSERT_EQ(saver.AddChannel(Channel(source.get(), 1, 1).get()), S_OK);
-  saver.SetSpan(0.0, 100.0, 0.0);
+  ASSERT_EQ(saver.AddChannel(c1.get()), S_OK);
+  saver.SetSpan(0.0, 1000.0, 0.0);
   ASSERT_EQ(saver.CreateStorage(data.get()), S_OK);
   TestStop stop;
   saver.Phase(1, stop);
   stop.stop = true;
   saver.Phase(3, stop);
   EXPECT_EQ(saver.error(), S_OK);
-  EXPECT_EQ(saver.BytesToAllocate(), 12 + 40000000);
+  EXPECT_EQ(saver.BytesToAllocate(), 12 + 800000000);
   EXPECT_EQ(saver.BytesAllocated(), 2 * 0x800000);  // one step set, then the stop
   saver.Phase(kSavePhaseCleanUp, stop);
 }
