@@ -45,38 +45,6 @@ TEST(SaveBlockSize, ShrinksWithTheChannelCountAndOnRemovableTargets) {
   }
 }
 
-TEST_F(WriterTest, DataGoesOutInBlocksThenTheReducedFramesInOneBatch) {
-  model::MemoryRecordingSpec spec;
-  model::MemoryGroupSpec group;
-  group.channels = {model::MemoryChannelSpec{u"x", u"", false, {}, {}}};
-  std::vector<int16_t> frames(250001);
-  for (size_t i = 0; i < frames.size(); ++i) frames[i] = static_cast<int16_t>(i);
-  group.segments = {model::MemorySegment{0.0, 1.0, frames}};
-  spec.groups = {group};
-  ComPtr<IRecording> source = MakeMemoryRecording(spec);
-  ComPtr<IChannelInfo> x = Channel(source.get(), 1, 1);
-  RecordingQueue queue;
-  const std::string path = Path("blocks.krf");
-  DrivenSave save = Save({x.get()}, 0.0, 1e9, 0, path, &queue);
-  ASSERT_EQ(save.result, S_OK);
-  ASSERT_EQ(queue.jobs.size(), 4u);
-  IStream* main = queue.jobs[0].first;
-  EXPECT_EQ(queue.jobs[0], std::make_pair(main, size_t{200000}));
-  EXPECT_EQ(queue.jobs[1], std::make_pair(main, size_t{200000}));
-  EXPECT_EQ(queue.jobs[2], std::make_pair(main, size_t{100002}));
-  EXPECT_NE(queue.jobs[3].first, main);
-  EXPECT_EQ(queue.jobs[3].second, size_t{501 * 4});  // 500 full runs and one of 1 frame
-  EXPECT_EQ(save.group(0).BytesWritten(), 500002 + 501 * 4);
-
-  std::vector<uint8_t> reduced;
-  ASSERT_TRUE(ReadStream(path, "Data/ChGroup1/MuxData500", &reduced));
-  // Run 100 covers frames 50,000..50,499; the last run the single frame
-  // 250,000 (which wraps to -12,144 as a 16-bit sample).
-  EXPECT_EQ(I16s(reduced, 12 + 100 * 4, 2), (std::vector<int16_t>{int16_t(50499), int16_t(50000)}));
-  EXPECT_EQ(I16s(reduced, 12 + 500 * 4, 2),
-            (std::vector<int16_t>{int16_t(250000), int16_t(250000)}));
-}
-
 // On a removable target each block is followed by a pause on the save's clock
 // that makes the block last 500 ms, or of 500 ms when it took longer; a fixed
 // target never pauses.
@@ -105,10 +73,16 @@ TEST_F(WriterTest, RemovableTargetPausesAfterEachSmallerBlock) {
     EXPECT_EQ(queue.jobs[0].second, size_t{50000});
     EXPECT_EQ(queue.jobs[2].second, size_t{20000});
   }
+  // A fixed target: one block of all 60,000 frames, then the reduced frames
+  // (120 runs of 500) in one job of their own.
   RecordingQueue queue;
-  ASSERT_EQ(Save({x.get()}, 0.0, 1e9, kalSRF_SkipReducedStream, Path("fixed.krf"), &queue).result,
-            S_OK);
-  EXPECT_EQ(queue.jobs.size(), 1u);
+  DrivenSave fixed = Save({x.get()}, 0.0, 1e9, 0, Path("fixed.krf"), &queue);
+  ASSERT_EQ(fixed.result, S_OK);
+  ASSERT_EQ(queue.jobs.size(), 2u);
+  EXPECT_EQ(queue.jobs[0].second, size_t{120000});
+  EXPECT_NE(queue.jobs[1].first, queue.jobs[0].first);
+  EXPECT_EQ(queue.jobs[1].second, size_t{120 * 4});
+  EXPECT_EQ(fixed.group(0).BytesWritten(), 120000 + 120 * 4);
 }
 
 }  // namespace

@@ -98,12 +98,4 @@ double F64At(const std::vector<uint8_t>& b, size_t at) {
   return v;
 }
 
-std::vector<int16_t> I16s(const std::vector<uint8_t>& b, size_t at, size_t count) {
-  std::vector<int16_t> out(count);
-  for (size_t i = 0; i < count; ++i) {
-    out[i] = static_cast<int16_t>(b.at(at + 2 * i) | (b.at(at + 2 * i + 1) << 8));
-  }
-  return out;
-}
-
 }  // namespace mlr::save::test

@@ -65,6 +65,5 @@ std::vector<int16_t> Frames(IRecording* recording, LONG group, LONG hnorm);
 // Little-endian fields of raw stream bytes.
 uint32_t U32At(const std::vector<uint8_t>& b, size_t at);
 double F64At(const std::vector<uint8_t>& b, size_t at);
-std::vector<int16_t> I16s(const std::vector<uint8_t>& b, size_t at, size_t count);
 
 }  // namespace mlr::save::test
