@@ -11,15 +11,6 @@ from movalegacy import _core
 from conftest import write
 
 
-def test_raw_read_joins_normsets_on_their_time_axis(built):
-    path, spec = built
-    with movalegacy.open(path) as rec:
-        t, x = rec.groups[0].read(scaled=False)
-    expected = np.concatenate(spec["groups"][0]["segments"])
-    assert x.dtype == np.int16 and np.array_equal(x, expected)
-    assert np.allclose(t, np.concatenate([np.arange(20) * 0.01, 1.0 + np.arange(10) * 0.01]))
-
-
 def test_span_bounds_are_inclusive_and_pick_channels_in_order(built):
     path, _ = built
     with movalegacy.open(path) as rec:
