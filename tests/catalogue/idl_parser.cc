@@ -75,7 +75,7 @@ class Parser {
         expect(";");
       } else if (is_word("interface")) {
         next();
-        f.forward_declarations.push_back(word());
+        word();  // a forward declaration
         expect(";");
       } else if (is_word("typedef")) {
         f.enums.push_back(enumeration());

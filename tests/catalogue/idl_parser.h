@@ -99,7 +99,6 @@ struct Library {
 };
 
 struct File {
-  std::vector<std::string> forward_declarations;
   std::vector<Enum> enums;
   std::vector<Interface> interfaces;  // in file order
   std::optional<Library> library;
