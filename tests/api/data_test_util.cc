@@ -228,6 +228,17 @@ ComPtr<IRecording> InFile(const std::vector<TestGroup>& groups) {
   return OpenBuilderFile(spec);
 }
 
+void GroupTest::Build(const std::vector<TestGroup>& others) {
+  std::vector<TestGroup> groups = {group_};
+  groups.insert(groups.end(), others.begin(), others.end());
+  recording_ = GetParam() ? InFile(groups) : InMemory(groups);
+  ASSERT_TRUE(recording_);
+  g_ = GroupOf(recording_.get(), 1);
+  for (LONG c = 1; c <= static_cast<LONG>(group_.channels.size()); ++c) {
+    ch_.push_back(ChannelOf(g_.get(), c));
+  }
+}
+
 }  // namespace mlr::api::test
 
 namespace mlr::api::test {

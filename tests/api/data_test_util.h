@@ -3,6 +3,8 @@
 // safe arrays the functions return.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
 #include <string>
 #include <utility>
@@ -85,9 +87,21 @@ struct TestGroup {
                                      size_t count) const;
 };
 
-// Adds `group` (and then `others`) to a memory recording / a builder file.
+// A memory recording / a builder file of these groups, in order.
 ComPtr<IRecording> InMemory(const std::vector<TestGroup>& groups);
 ComPtr<IRecording> InFile(const std::vector<TestGroup>& groups);
+
+// A test on a recording of `group_` (then `others`), in memory (parameter
+// false) or as a builder file (true): Build() sets recording_, its first
+// group g_ and that group's channels ch_.
+class GroupTest : public ::testing::TestWithParam<bool> {
+ protected:
+  void Build(const std::vector<TestGroup>& others = {});
+  TestGroup group_;
+  ComPtr<IRecording> recording_;
+  ComPtr<IChannelGroup> g_;
+  std::vector<ComPtr<IChannelInfo>> ch_;
+};
 
 // Sample value for frame f of channel c of a segment: spreads over the
 // int16 range, with every seventh sample of channel 0 absent (-32768).

@@ -83,7 +83,7 @@ void ExpectSame(const Display& got, const Display& want) {
 
 // One analog channel (value = raw / 4, void from t = 3 to 5), two segments
 // with a gap: 0 .. 99 s and 200 .. 299 s, 1 s apart; stored reduction 4.
-class DisplayData : public ::testing::TestWithParam<bool> {
+class DisplayData : public GroupTest {
  protected:
   void SetUp() override {
     group_.channels = {{false, {{0.0, 0.25, 0.0}, {0.0, kVoid, 3.0}, {0.0, 0.25, 5.0}}}};
@@ -93,10 +93,8 @@ class DisplayData : public ::testing::TestWithParam<bool> {
     TestGroup other;
     other.channels = {{false, {{0.0, 1.0, 0.0}}}};
     other.segments = {PatternSegment(other, 0, 0.0, 1.0, 5)};
-    recording_ = GetParam() ? InFile({group_, other}) : InMemory({group_, other});
-    ASSERT_TRUE(recording_);
-    g_ = GroupOf(recording_.get(), 1);
-    ch_ = ChannelOf(g_.get(), 1);
+    Build({other});
+    c_ = ch_.at(0);
   }
 
   // The samples of segment `seg` from `first` on.
@@ -122,18 +120,15 @@ class DisplayData : public ::testing::TestWithParam<bool> {
     return out;
   }
 
-  TestGroup group_;
-  ComPtr<IRecording> recording_;
-  ComPtr<IChannelGroup> g_;
-  ComPtr<IChannelInfo> ch_;
+  ComPtr<IChannelInfo> c_;
 };
 
 TEST_P(DisplayData, MergesSamplesIntoThePointAtOrAfterThem) {
   // W = 2 s: R = 1, one or two samples a point; the sample at or before the
   // start (10 s) goes to point 0; void samples (3, 4 s) are left out.
-  ExpectSame(Show(g_.get(), ch_.get(), 10.5, 30.5, 11), Expected(Samples(0, 10), 10.5, 30.5, 11));
+  ExpectSame(Show(g_.get(), c_.get(), 10.5, 30.5, 11), Expected(Samples(0, 10), 10.5, 30.5, 11));
   // W = 1 s: R = 0, one sample a point; 3 and 4 s are void.
-  const Display voids = Show(g_.get(), ch_.get(), 0.5, 6.5, 7);
+  const Display voids = Show(g_.get(), c_.get(), 0.5, 6.5, 7);
   ExpectSame(voids, Expected(Samples(0, 0), 0.5, 6.5, 7));
   EXPECT_EQ(voids.max[2], static_cast<float>(group_.Scaled(0, 2, group_.Raw(0, 2, 0))));
   EXPECT_EQ(Bits(voids.max[3]), kVoidFloat);
@@ -142,7 +137,7 @@ TEST_P(DisplayData, MergesSamplesIntoThePointAtOrAfterThem) {
   // A start in the gap between the normsets: void points up to the next
   // normset's first sample; data that end before EndTime: only the points
   // reached (up to 299 s).
-  const Display late = Show(g_.get(), ch_.get(), 190.0, 400.0, 211);
+  const Display late = Show(g_.get(), c_.get(), 190.0, 400.0, 211);
   EXPECT_EQ(late.max.size(), 110u);
   ExpectSame(late, Expected(Samples(1, 0), 190.0, 400.0, 211));
 }
@@ -151,7 +146,7 @@ TEST_P(DisplayData, WidePointsUseTheStoredReduction) {
   // W = 49.5 s: R = 24, a multiple of the stored 4; each pair covers 24
   // samples and is placed at its first sample's time.
   WatchedGroup watched(g_.get());
-  ExpectSame(Show(&watched, ch_.get(), 0.0, 99.0, 3), Expected(Pairs(0, 24), 0.0, 99.0, 3));
+  ExpectSame(Show(&watched, c_.get(), 0.0, 99.0, 3), Expected(Pairs(0, 24), 0.0, 99.0, 3));
   ASSERT_FALSE(watched.calls.empty());
   for (const auto& call : watched.calls) EXPECT_EQ(call.reduction, 24);
 }
@@ -159,7 +154,7 @@ TEST_P(DisplayData, WidePointsUseTheStoredReduction) {
 TEST_P(DisplayData, NarrowPointsAreInterpolated) {
   // W = 0.5 s < 1 s: points between samples take the straight line between
   // them; the first point has no sample before it and stays void.
-  const Display d = Show(g_.get(), ch_.get(), 10.0, 12.0, 5);
+  const Display d = Show(g_.get(), c_.get(), 10.0, 12.0, 5);
   ASSERT_EQ(d.max.size(), 5u);
   const double v10 = group_.Scaled(0, 10, group_.Raw(0, 10, 0));
   const double v11 = group_.Scaled(0, 11, group_.Raw(0, 11, 0));
@@ -172,7 +167,7 @@ TEST_P(DisplayData, NarrowPointsAreInterpolated) {
 
   // Across the gap: from the last sample of the first normset (99 s) to the
   // first of the second (200 s).
-  const Display gap = Show(g_.get(), ch_.get(), 199.5, 200.5, 3);
+  const Display gap = Show(g_.get(), c_.get(), 199.5, 200.5, 3);
   const double v99 = group_.Scaled(0, 99, group_.Raw(0, 99, 0));
   const double w200 = group_.Scaled(0, 200, group_.Raw(1, 0, 0));
   const double w201 = group_.Scaled(0, 201, group_.Raw(1, 1, 0));
@@ -181,24 +176,24 @@ TEST_P(DisplayData, NarrowPointsAreInterpolated) {
   EXPECT_EQ(gap.max[1], static_cast<float>(v99 + 101.0 * (w200 - v99) / 101.0));
   EXPECT_EQ(gap.max[2], static_cast<float>(w200 + 0.5 * (w201 - w200)));
   // A range inside the gap reaches no normset: no points, no error.
-  const Display inside = Show(g_.get(), ch_.get(), 150.0, 150.5, 2);
+  const Display inside = Show(g_.get(), c_.get(), 150.0, 150.5, 2);
   EXPECT_EQ(inside.hr, S_OK);
   EXPECT_TRUE(inside.max.empty());
 
   // StartTime = EndTime: W = 0, every point at the same time.
-  const Display same = Show(g_.get(), ch_.get(), 10.5, 10.5, 3);
+  const Display same = Show(g_.get(), c_.get(), 10.5, 10.5, 3);
   ASSERT_EQ(same.max.size(), 3u);
   EXPECT_EQ(same.max[2], static_cast<float>(v10 + 0.5 * (v11 - v10)));
 }
 
 TEST_P(DisplayData, ArgumentsAndErrors) {
   SafeArrayHolder out;
-  EXPECT_EQ(GetDisplayData(g_.get(), ch_.get(), 0.0, 10.0, 5, nullptr), E_POINTER);
-  EXPECT_EQ(GetDisplayData(g_.get(), ch_.get(), 10.0, 0.0, 5, out.put()), E_INVALIDARG);
-  EXPECT_EQ(GetDisplayData(g_.get(), ch_.get(), 0.0, 10.0, 1, out.put()), E_INVALIDARG);
-  EXPECT_EQ(GetDisplayData(nullptr, ch_.get(), 0.0, 10.0, 5, out.put()), E_INVALIDARG);
+  EXPECT_EQ(GetDisplayData(g_.get(), c_.get(), 0.0, 10.0, 5, nullptr), E_POINTER);
+  EXPECT_EQ(GetDisplayData(g_.get(), c_.get(), 10.0, 0.0, 5, out.put()), E_INVALIDARG);
+  EXPECT_EQ(GetDisplayData(g_.get(), c_.get(), 0.0, 10.0, 1, out.put()), E_INVALIDARG);
+  EXPECT_EQ(GetDisplayData(nullptr, c_.get(), 0.0, 10.0, 5, out.put()), E_INVALIDARG);
   EXPECT_EQ(GetDisplayData(g_.get(), nullptr, 0.0, 10.0, 5, out.put()), E_INVALIDARG);
-  EXPECT_EQ(static_cast<uint32_t>(GetDisplayData(g_.get(), ch_.get(), 300.5, 400.0, 5, out.put())),
+  EXPECT_EQ(static_cast<uint32_t>(GetDisplayData(g_.get(), c_.get(), 300.5, 400.0, 5, out.put())),
             0x800427D9u);
   EXPECT_EQ(TakeErrorDescription(), u"Invalid normset index specified");
   EXPECT_EQ(out.get(), nullptr);

@@ -8,17 +8,14 @@
 namespace mlr::api::test {
 namespace {
 
-class ReducedMuxData : public ::testing::TestWithParam<bool> {
+class ReducedMuxData : public GroupTest {
  protected:
   void SetUp() override {
     group_.channels = {{false, {{0.0, 1.0, 0.0}}}, {true, {}}, {false, {{0.0, 1.0, 0.0}}}};
     group_.reduction_factor = 4;
     group_.segments = {PatternSegment(group_, 0, 0.0, 0.01, 30001),
                        PatternSegment(group_, 1, 400.0, 0.5, 23)};
-    recording_ = GetParam() ? InFile({group_}) : InMemory({group_});
-    ASSERT_TRUE(recording_);
-    g_ = GroupOf(recording_.get(), 1);
-    for (LONG c = 1; c <= 3; ++c) ch_.push_back(ChannelOf(g_.get(), c));
+    Build();
   }
 
   HRESULT Call(IChannelGroup* group, LONG hnorm, LONG first, LONG count, LONG merge, LONG request,
@@ -40,11 +37,6 @@ class ReducedMuxData : public ::testing::TestWithParam<bool> {
       }
     }
   }
-
-  TestGroup group_;
-  ComPtr<IRecording> recording_;
-  ComPtr<IChannelGroup> g_;
-  std::vector<ComPtr<IChannelInfo>> ch_;
 };
 
 TEST_P(ReducedMuxData, MergesRawFramesInBlocks) {

@@ -8,7 +8,7 @@
 namespace mlr::api::test {
 namespace {
 
-class ResampledMuxData : public ::testing::TestWithParam<bool> {
+class ResampledMuxData : public GroupTest {
  protected:
   void SetUp() override {
     group_.channels = {{false, {{0.0, 1.0, 0.0}}}, {true, {}}};
@@ -16,11 +16,9 @@ class ResampledMuxData : public ::testing::TestWithParam<bool> {
     group_.segments = {PatternSegment(group_, 0, 0.0, 0.001, 25003),
                        PatternSegment(group_, 1, 30.0, 0.5, 10),
                        PatternSegment(group_, 2, 40.0, 0.5, 0)};
-    recording_ = GetParam() ? InFile({group_}) : InMemory({group_});
-    ASSERT_TRUE(recording_);
-    g_ = GroupOf(recording_.get(), 1);
-    a_ = ChannelOf(g_.get(), 1);
-    e_ = ChannelOf(g_.get(), 2);
+    Build();
+    a_ = ch_.at(0);
+    e_ = ch_.at(1);
   }
 
   HRESULT Call(IChannelGroup* group, const std::vector<IChannelInfo*>& channels, LONG hnorm,
@@ -31,9 +29,6 @@ class ResampledMuxData : public ::testing::TestWithParam<bool> {
     return group->GetResampledMuxData(&list, hnorm, first, count, n, result->put());
   }
 
-  TestGroup group_;
-  ComPtr<IRecording> recording_;
-  ComPtr<IChannelGroup> g_;
   ComPtr<IChannelInfo> a_, e_;
 };
 

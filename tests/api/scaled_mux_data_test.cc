@@ -44,20 +44,12 @@ Call Scaled(IChannelGroup* group, const std::vector<IChannelInfo*>& channels, LO
   return call;
 }
 
-class ScaledMuxData : public ::testing::TestWithParam<bool> {
+class ScaledMuxData : public GroupTest {
  protected:
   void SetUp() override {
     group_ = MainGroup();
-    recording_ = GetParam() ? InFile({group_, OtherGroup()}) : InMemory({group_, OtherGroup()});
-    ASSERT_TRUE(recording_);
-    g_ = GroupOf(recording_.get(), 1);
-    for (LONG c = 1; c <= 4; ++c) ch_.push_back(ChannelOf(g_.get(), c));
+    Build({OtherGroup()});
   }
-
-  TestGroup group_;
-  ComPtr<IRecording> recording_;
-  ComPtr<IChannelGroup> g_;
-  std::vector<ComPtr<IChannelInfo>> ch_;
 };
 
 TEST_P(ScaledMuxData, ScalesEachSampleWithTheNormsetValidAtItsTime) {
@@ -133,22 +125,19 @@ INSTANTIATE_TEST_SUITE_P(MemoryAndFile, ScaledMuxData, ::testing::Bool());
 // on the first frame of the second chunk: 32768 frames for four channels,
 // read from frame 7 on), a void stretch (YStep void) and columns of every
 // kind side by side; in memory and from a file.
-class ScaledMuxDataLong : public ::testing::TestWithParam<bool> {
+class ScaledMuxDataLong : public GroupTest {
  protected:
   static constexpr LONG kFirst = 7;
   static constexpr LONG kCount = 69990;
 
   void SetUp() override {
-    g_.channels = {{false, {{0.25, 0.001, 0.0}, {0.0, kVoid, 255.5}, {-1.5, 0.003, 258.0},
+    group_.channels = {{false, {{0.25, 0.001, 0.0}, {0.0, kVoid, 255.5}, {-1.5, 0.003, 258.0},
                             {2.0, -0.7, 700.3}, {3.0, 0.01, 32774.0}, {-4.0, 0.02, 50000.5}}},
                    {false, {{1e-3, 3.3, 0.0}}},
                    {true, {}},
                    {false, {{0.0, 1.0, 0.0}, {7.0, 0.1, 512.0}, {8.0, 0.2, 512.5}}}};
-    g_.segments = {PatternSegment(g_, 0, 0.0, 1.0, 70000)};
-    recording_ = GetParam() ? InFile({g_}) : InMemory({g_});
-    ASSERT_TRUE(recording_);
-    group_ = GroupOf(recording_.get(), 1);
-    for (LONG c = 1; c <= 4; ++c) ch_.push_back(ChannelOf(group_.get(), c));
+    group_.segments = {PatternSegment(group_, 0, 0.0, 1.0, 70000)};
+    Build();
   }
 
   Call Read(IChannelGroup* group) {
@@ -161,27 +150,22 @@ class ScaledMuxDataLong : public ::testing::TestWithParam<bool> {
     size_t void_count = 0;
     for (size_t i = 0; i < frames; ++i) {
       const size_t f = i + kFirst - 1;
-      const double t = g_.TimeOf(0, f);
+      const double t = group_.TimeOf(0, f);
       for (size_t c : {0u, 1u, 3u}) {
-        ASSERT_EQ(Bits(out.values[i * 4 + c]), Bits(g_.Scaled(c, t, g_.Raw(0, f, c))))
+        ASSERT_EQ(Bits(out.values[i * 4 + c]), Bits(group_.Scaled(c, t, group_.Raw(0, f, c))))
             << "frame " << f << " channel " << c;
       }
-      ASSERT_EQ(EventWord(out.values[i * 4 + 2]), g_.Raw(0, f, 2));
+      ASSERT_EQ(EventWord(out.values[i * 4 + 2]), group_.Raw(0, f, 2));
       if (Bits(out.values[i * 4]) == Bits(kVoid)) ++void_count;
     }
     EXPECT_EQ(void_count, 2u);  // samples at t = 256 and 257
   }
-
-  TestGroup g_;
-  ComPtr<IRecording> recording_;
-  ComPtr<IChannelGroup> group_;
-  std::vector<ComPtr<IChannelInfo>> ch_;
 };
 
 TEST_P(ScaledMuxDataLong, AChunkThatFailsOrComesBackEmpty) {
   // An empty last chunk: the frames before it, the array cut to them. The
   // chunks before it follow each other without a gap or an overlap.
-  WatchedGroup empty(group_.get());
+  WatchedGroup empty(g_.get());
   empty.empty_at = 2;
   const Call cut = Read(&empty);
   ASSERT_EQ(cut.hr, S_OK);
@@ -193,7 +177,7 @@ TEST_P(ScaledMuxDataLong, AChunkThatFailsOrComesBackEmpty) {
   EXPECT_EQ(empty.calls[2].first, kFirst + 65536);
   EXPECT_EQ(empty.calls[2].count, kCount - 65536);
   // A failing later chunk fails the call with its status.
-  WatchedGroup failing(group_.get());
+  WatchedGroup failing(g_.get());
   failing.fail_at = 2;
   const Call failed = Read(&failing);
   EXPECT_EQ(failed.hr, E_FAIL);
@@ -205,9 +189,9 @@ TEST_P(ScaledMuxDataLong, AChunkThatFailsOrComesBackEmpty) {
 // channels put every other frame at an odd offset.
 TEST_P(ScaledMuxDataLong, StreamedResultsHoldTheSameValues) {
   const size_t threshold = SetStreamingThresholdBytes(0);
-  const Call mixed = Read(group_.get());
+  const Call mixed = Read(g_.get());
   const Call analog =
-      Scaled(group_.get(), {ch_[0].get(), ch_[1].get(), ch_[3].get()}, 1, kFirst, kCount, 1);
+      Scaled(g_.get(), {ch_[0].get(), ch_[1].get(), ch_[3].get()}, 1, kFirst, kCount, 1);
   SetStreamingThresholdBytes(threshold);
   ASSERT_EQ(mixed.hr, S_OK);
   ExpectFrames(Doubles(mixed.result.get()), kCount);
@@ -216,11 +200,11 @@ TEST_P(ScaledMuxDataLong, StreamedResultsHoldTheSameValues) {
   ASSERT_EQ(out.extents, (std::vector<LONG>{3, kCount}));
   for (size_t i = 0; i < static_cast<size_t>(kCount); ++i) {
     const size_t f = i + kFirst - 1;
-    const double t = g_.TimeOf(0, f);
+    const double t = group_.TimeOf(0, f);
     const size_t columns[] = {0, 1, 3};
     for (size_t k = 0; k < 3; ++k) {
       const size_t c = columns[k];
-      ASSERT_EQ(Bits(out.values[i * 3 + k]), Bits(g_.Scaled(c, t, g_.Raw(0, f, c))))
+      ASSERT_EQ(Bits(out.values[i * 3 + k]), Bits(group_.Scaled(c, t, group_.Raw(0, f, c))))
           << "frame " << f << " channel " << c;
     }
   }
