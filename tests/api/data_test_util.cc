@@ -131,9 +131,6 @@ double FromBits(uint64_t bits) {
   return value;
 }
 
-}  // namespace mlr::api::test
-
-namespace mlr::api::test {
 
 double TestGroup::Scaled(size_t channel, double t, int16_t raw) const {
   const std::vector<model::MemoryVNorm>& norms = channels[channel].vnorms;
@@ -162,11 +159,15 @@ std::pair<int16_t, int16_t> TestGroup::MaxMin(size_t segment, size_t channel, si
   return {high, low};
 }
 
+namespace {
+
 int16_t Pattern(size_t segment, size_t frame, size_t channel) {
   if (channel == 0 && frame % 7 == 3) return -32768;
   const int64_t v = static_cast<int64_t>((frame * 7919 + channel * 104729 + segment * 31337) % 65535);
   return static_cast<int16_t>(v - 32767);
 }
+
+}  // namespace
 
 model::MemorySegment PatternSegment(const TestGroup& group, size_t segment, double start,
                                     double x_step, size_t length) {
@@ -239,9 +240,6 @@ void GroupTest::Build(const std::vector<TestGroup>& others) {
   }
 }
 
-}  // namespace mlr::api::test
-
-namespace mlr::api::test {
 
 HRESULT WatchedGroup::QueryInterface(REFIID riid, void** out) {
   if (out == nullptr) return E_POINTER;

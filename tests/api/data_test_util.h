@@ -52,9 +52,6 @@ uint32_t Bits(float value);
 double FromBits(uint64_t bits);
 extern const double kVoid;
 
-}  // namespace mlr::api::test
-
-namespace mlr::api::test {
 
 // One channel of a test group: analog with vertical normsets (ascending
 // start times), or an event channel.
@@ -103,18 +100,12 @@ class GroupTest : public ::testing::TestWithParam<bool> {
   std::vector<ComPtr<IChannelInfo>> ch_;
 };
 
-// Sample value for frame f of channel c of a segment: spreads over the
-// int16 range, with every seventh sample of channel 0 absent (-32768).
-int16_t Pattern(size_t segment, size_t frame, size_t channel);
-
-// Fills segment frames for `group` from Pattern (event channels get small
-// bit masks).
+// Fills segment frames for `group`: values spread over the int16 range,
+// every seventh sample of channel 0 absent (-32768), small bit masks (and
+// 0x8000 on every fifth frame) on event channels.
 model::MemorySegment PatternSegment(const TestGroup& group, size_t segment, double start,
                                     double x_step, size_t length);
 
-}  // namespace mlr::api::test
-
-namespace mlr::api::test {
 
 // A channel group that forwards every member to another one and watches the
 // GetMuxData calls: it records them and can make one of them fail or come
