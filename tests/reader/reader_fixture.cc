@@ -2,7 +2,10 @@
 
 #include <stdlib.h>
 
+#include <cstring>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 
 #include "reader/stream_io.h"
 #include "reader/text_convert.h"
@@ -161,6 +164,17 @@ std::string Name(IChannelInfo* channel, LONG bit) {
   std::string text = Utf16ToAnsi(name);
   SysFreeString(name);
   return text;
+}
+
+std::string FileBytes(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+bool IsVoid(double y_step) {
+  uint64_t bits;
+  std::memcpy(&bits, &y_step, sizeof bits);
+  return bits == 0x7FFFFFFFFFFFFFFFull;
 }
 
 }  // namespace mlr::reader::test

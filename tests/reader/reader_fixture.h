@@ -71,4 +71,10 @@ std::vector<int16_t> Pick(const std::vector<int16_t>& frames, size_t width,
 // The channel's name (or its bit's, for an event channel), as UTF-8.
 std::string Name(IChannelInfo* channel, LONG bit = 0);
 
+// The bytes of the file at `path` (empty when it cannot be read).
+std::string FileBytes(const std::string& path);
+
+// Whether `y_step` is the void marker of a vertical normset row.
+bool IsVoid(double y_step);
+
 }  // namespace mlr::reader::test

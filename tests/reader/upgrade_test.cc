@@ -7,7 +7,6 @@
 
 #include <cmath>
 #include <cstdio>
-#include <cstring>
 #include <ctime>
 
 #include "platform/file.h"
@@ -24,12 +23,6 @@ using mlr::testing::GroupSpec;
 using mlr::testing::RecordingSpec;
 
 constexpr int16_t V = -32768;
-
-bool IsVoid(double d) {
-  uint64_t bits;
-  std::memcpy(&bits, &d, sizeof bits);
-  return bits == 0x7FFFFFFFFFFFFFFFull;
-}
 
 // An old file: no version record, written by an eligible application. One
 // group of an analog channel (leading void run of 3 samples, two normset
@@ -214,17 +207,6 @@ struct DenyWrites {
   ~DenyWrites() { DenyWriteOpensForTesting(nullptr); }
 };
 
-std::vector<char> FileBytes(const std::string& path) {
-  std::vector<char> bytes;
-  if (FILE* f = std::fopen(path.c_str(), "rb")) {
-    char buffer[4096];
-    size_t n;
-    while ((n = std::fread(buffer, 1, sizeof buffer, f)) > 0) bytes.insert(bytes.end(), buffer, buffer + n);
-    std::fclose(f);
-  }
-  return bytes;
-}
-
 bool SameTime(const timespec& a, const timespec& b) {
   return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
 }
@@ -236,7 +218,7 @@ bool SameTime(const timespec& a, const timespec& b) {
 TEST_F(ReaderTest, ReadOnlyRetryKeepsTheFileBytesAndTimes) {
   const std::string path = Write(OldFile(), "old_mode");
   ASSERT_EQ(chmod(path.c_str(), 0444), 0);
-  const std::vector<char> bytes = FileBytes(path);
+  const std::string bytes = FileBytes(path);
   ASSERT_FALSE(bytes.empty());
   struct stat before {};
   ASSERT_EQ(stat(path.c_str(), &before), 0);
@@ -283,7 +265,7 @@ TEST_F(ReaderTest, KrfUpgradeReportsAFileThatCanOnlyBeOpenedReadOnly) {
   ASSERT_EQ(chmod(dir_.c_str(), 0755), 0);
   const std::string path = Write(OldFile(), "old_krf");
   ASSERT_EQ(chmod(path.c_str(), 0444), 0);
-  const std::vector<char> bytes = FileBytes(path);
+  const std::string bytes = FileBytes(path);
   const std::string output = dir_ + "/krf_upgrade.txt";
   const pid_t child = fork();
   ASSERT_GE(child, 0);
@@ -301,10 +283,8 @@ TEST_F(ReaderTest, KrfUpgradeReportsAFileThatCanOnlyBeOpenedReadOnly) {
   ASSERT_NE(WEXITSTATUS(status), 78);
   ASSERT_NE(WEXITSTATUS(status), 79);
   EXPECT_NE(WEXITSTATUS(status), 0);
-  const std::vector<char> text = FileBytes(output);
-  EXPECT_NE(std::string(text.begin(), text.end()).find("old file, but it can only be opened read-only"),
-            std::string::npos)
-      << std::string(text.begin(), text.end());
+  const std::string text = FileBytes(output);
+  EXPECT_NE(text.find("old file, but it can only be opened read-only"), std::string::npos) << text;
   EXPECT_EQ(FileBytes(path), bytes);
 }
 

@@ -6,17 +6,14 @@
 #include "reader/mux_copy.h"
 #include "reader/normset_records.h"
 #include "reader/void_runs.h"
+#include "tests/reader/reader_fixture.h"
 
 namespace mlr::reader {
 namespace {
 
-constexpr int16_t V = -32768;
+using test::IsVoid;
 
-bool IsVoid(double d) {
-  uint64_t bits;
-  std::memcpy(&bits, &d, sizeof bits);
-  return bits == 0x7FFFFFFFFFFFFFFFull;
-}
+constexpr int16_t V = -32768;
 
 TEST(MarkVoidRun, InsertsVoidRowAndMovesCoveredRows) {
   std::vector<VNormRow> rows = {{0, 1, 2}};

@@ -19,6 +19,8 @@
 namespace mlr::save::test {
 namespace {
 
+using reader::test::FileBytes;
+
 class KrfSaveTest : public WriterTest {
  protected:
   // Runs krf with `args`; its exit status, standard error in *err.
@@ -60,11 +62,6 @@ TEST_F(KrfSaveTest, ABadSelectionIsRefusedAndNoTargetIsMade) {
   EXPECT_NE(err.find("0x80070057 E_INVALIDARG"), std::string::npos) << err;
   EXPECT_EQ(Krf("save " + target + " " + source + " --channel 2:1:1", &err), 1) << "one source";
   EXPECT_FALSE(std::filesystem::exists(target));
-}
-
-std::string FileBytes(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
 TEST_F(KrfSaveTest, CtrlCDuringTheDataAbortsTheSaveAndLeavesNoTarget) {

@@ -99,10 +99,6 @@ class SaveRecordingTest : public WriterTest {
     struct stat st;
     return ::stat(path.c_str(), &st) == 0;
   }
-  static std::string Contents(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-  }
 
   // The groups of `saved` hold the frames of `source`'s groups.
   static void ExpectSameFrames(IRecording* source, IRecording* saved, LONG groups) {
@@ -140,10 +136,10 @@ class FileSourceTest : public SaveRecordingTest {
     ASSERT_EQ(error, S_OK);
     ASSERT_EQ(Open(source_path_, &source_), S_OK);
     channels_ = AllChannels(source_.get(), &keep_);
-    before_ = Contents(source_path_);
+    before_ = reader::test::FileBytes(source_path_);
   }
   void TearDown() override {
-    EXPECT_EQ(Contents(source_path_), before_) << "the source never changes";
+    EXPECT_EQ(reader::test::FileBytes(source_path_), before_) << "the source never changes";
     channels_.clear();
     keep_.clear();
     source_.reset();
@@ -187,7 +183,7 @@ TEST_F(SaveRecordingTest, ArgumentsAreCheckedBeforeTheTargetIsTouched) {
   EXPECT_EQ(SaveRecording(name, &wrong, 0, 1, kalSaveRecordingFlags(0), &progress), E_INVALIDARG);
   SafeArrayDestroy(wrong);
   EXPECT_EQ(progress, nullptr);
-  EXPECT_EQ(Contents(path), "not a recording") << "nothing touched the file";
+  EXPECT_EQ(reader::test::FileBytes(path), "not a recording") << "nothing touched the file";
   SafeArrayDestroy(array);
   SysFreeString(name);
 }
@@ -221,7 +217,7 @@ TEST_F(SaveRecordingTest, AReadOnlyTargetIsReplacedAndTheSelectionReadsBack) {
       // entries (group 1: one channel, one segment of 2600 frames); no
       // reduction factor in Config01; version 0x30000, the last record of
       // Intern01.
-      EXPECT_EQ(Contents(path).at(30), 12);
+      EXPECT_EQ(reader::test::FileBytes(path).at(30), 12);
       std::vector<uint8_t> full, config, intern;
       ASSERT_TRUE(ReadStream(path, "Data/ChGroup1/MuxData02", &full));
       EXPECT_EQ(U32At(full, 4), 4u + 16);
