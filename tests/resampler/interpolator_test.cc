@@ -140,39 +140,28 @@ TEST(GroupInterpolator, ABufferBoundaryDoesNotChangeTheItems) {
 }
 
 TEST(GroupInterpolator, ALongRunStaysOnTheGrid) {
-  // 2 million frames at 1 ms, output at the same times from 1 s on: every
-  // item must be the frame itself. Summing the step instead of multiplying
-  // drifts past the 1e-9 s tolerance and starts interpolating.
-  const int64_t frames = 2000000;
-  const int32_t block = 8192;
-  std::vector<double> values(static_cast<size_t>(block) * 2, 0.0);
-  class Ramp : public FrameSource {
-   public:
-    Ramp(std::vector<double>* v, int64_t total) : v_(v), total_(total) {}
-    bool Next(FrameBlock* out) override {
-      if (first_ >= total_) return false;
-      const int32_t n = static_cast<int32_t>(std::min<int64_t>(8192, total_ - first_));
-      for (int32_t i = 0; i < n; ++i) (*v_)[2 * i] = static_cast<double>((first_ + i) % 1000);
-      *out = FrameBlock{v_->data(), n, 0.0, 0.001, first_, total_};
-      first_ += n;
-      return true;
-    }
-    std::vector<double>* v_;
-    int64_t total_;
-    int64_t first_ = 0;
-  } ramp(&values, frames);
+  // 2 million frames at 1 ms in blocks of 8192, output at the same times from
+  // 1 s on: every item must be the frame itself. Summing the step instead of
+  // multiplying drifts past the 1e-9 s tolerance and starts interpolating.
+  constexpr int64_t kFrames = 2000000;
+  VectorSource source;
+  for (int64_t first = 0; first < kFrames; first += 8192) {
+    std::vector<double> analog(static_cast<size_t>(std::min<int64_t>(8192, kFrames - first)));
+    for (size_t i = 0; i < analog.size(); ++i) analog[i] = static_cast<double>((first + i) % 1000);
+    source.blocks.push_back(MakeBlock(0.0, 0.001, analog));
+    source.blocks.back().first_frame = first;
+    source.blocks.back().length = kFrames;
+  }
   GroupInterpolator g(1, 1, 1.0, 0.001, -1.0);
-  std::vector<float> analog(block);
-  std::vector<int16_t> events(block);
   int64_t k = 0;
   int32_t wrong = 0;
-  for (int32_t n; (n = g.Produce(ramp, block, analog.data(), events.data())) > 0;) {
-    for (int32_t i = 0; i < n && k + 1000 < frames; ++i, ++k) {
-      if (analog[i] != static_cast<float>((k + 1000) % 1000)) ++wrong;
+  for (Items items; (items = Take(g, source, 8192)).count > 0;) {
+    for (int32_t i = 0; i < items.count && k + 1000 < kFrames; ++i, ++k) {
+      if (items.analog[static_cast<size_t>(i)] != static_cast<float>((k + 1000) % 1000)) ++wrong;
     }
   }
   EXPECT_EQ(wrong, 0);
-  EXPECT_EQ(k, frames - 1000);
+  EXPECT_EQ(k, kFrames - 1000);
 }
 
 }  // namespace
