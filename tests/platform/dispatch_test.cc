@@ -14,7 +14,6 @@
 #include <vector>
 
 struct ISample : public IDispatch {
-  virtual HRESULT STDMETHODCALLTYPE get_Enabled(VARIANT_BOOL* pVal) = 0;
   virtual HRESULT STDMETHODCALLTYPE put_Enabled(VARIANT_BOOL newVal) = 0;
   virtual HRESULT STDMETHODCALLTYPE Scale(double value, LONG* rounded, SHORT factor,
                                           double* result) = 0;
@@ -34,7 +33,6 @@ MLR_DECLARE_IID(ISample, IID_ISample)
 namespace {
 
 constexpr mlr::dispatch::Member kSampleMembers[] = {
-    MLR_DISP_PROPGET(ISample, get_Enabled, "Enabled", 2, RetBool),
     MLR_DISP_PROPPUT(ISample, put_Enabled, "Enabled", 2, InBool),
     MLR_DISP_METHOD(ISample, Scale, "Scale", 4, In, Out, Opt(10), Retval),
     MLR_DISP_METHOD(ISample, Describe, "Describe", 5, Opt(), Opt(OLESTR("<")), Retval),
@@ -65,14 +63,7 @@ class Sample final : public mlr::DispatchImpl<ISample, &kSampleTable>,
   ULONG STDMETHODCALLTYPE AddRef() override { return refs_.AddRef(); }
   ULONG STDMETHODCALLTYPE Release() override { return refs_.Release(); }  // stack object
 
-  HRESULT STDMETHODCALLTYPE get_Enabled(VARIANT_BOOL* pVal) override {
-    *pVal = enabled_;
-    return S_OK;
-  }
-  HRESULT STDMETHODCALLTYPE put_Enabled(VARIANT_BOOL newVal) override {
-    enabled_ = newVal;
-    return S_OK;
-  }
+  HRESULT STDMETHODCALLTYPE put_Enabled(VARIANT_BOOL) override { return S_OK; }
   HRESULT STDMETHODCALLTYPE Scale(double value, LONG* rounded, SHORT factor,
                                   double* result) override {
     *rounded = static_cast<LONG>(value + 0.5);
@@ -130,9 +121,6 @@ class Sample final : public mlr::DispatchImpl<ISample, &kSampleTable>,
   CountedObject item;
   int resets = 0;
   mlr::RefCount refs_{1};
-
- private:
-  VARIANT_BOOL enabled_ = VARIANT_FALSE;
 };
 
 // Calls Invoke with arguments given in natural order.
