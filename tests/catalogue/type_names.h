@@ -1,5 +1,5 @@
 // Spelling C++ parameter types and IDL parameter types the same way, so that
-// a member's C++ signature can be compared with its IDL declaration.
+// a module function's C++ prototype can be compared with its IDL declaration.
 //
 // Both sides are reduced to what C++ can tell apart: VARIANT_BOOL is a short
 // and DATE a double in C++, so the IDL names are reduced to those; BSTR is
@@ -36,22 +36,14 @@ struct TypeName<T*> {
 CATALOGUE_TYPE_NAME(LONG, "long")
 CATALOGUE_TYPE_NAME(short, "short")
 CATALOGUE_TYPE_NAME(double, "double")
-CATALOGUE_TYPE_NAME(float, "float")
 CATALOGUE_TYPE_NAME(OLECHAR, "OLECHAR")
-CATALOGUE_TYPE_NAME(VARIANT, "VARIANT")
 CATALOGUE_TYPE_NAME(SAFEARRAY, "SAFEARRAY")
 CATALOGUE_TYPE_NAME(IUnknown, "IUnknown")
-CATALOGUE_TYPE_NAME(IDispatch, "IDispatch")
 
 #define CATALOGUE_NAMED_TYPE(T) CATALOGUE_TYPE_NAME(T, #T)
 CATALOGUE_INTERFACES(CATALOGUE_NAMED_TYPE)
-CATALOGUE_NAMED_TYPE(kalRecordingResamplerFlags)
 CATALOGUE_NAMED_TYPE(kalSaveRecordingFlags)
-CATALOGUE_NAMED_TYPE(kalSaveRecordingStatus)
-CATALOGUE_NAMED_TYPE(kalRecordingProgressStatus)
-CATALOGUE_NAMED_TYPE(kalSystemEvent)
 CATALOGUE_NAMED_TYPE(kalRecordingCollection)
-CATALOGUE_NAMED_TYPE(kalTriggerSource)
 #undef CATALOGUE_NAMED_TYPE
 #undef CATALOGUE_TYPE_NAME
 
@@ -64,9 +56,6 @@ struct Signature<R(A...)> {
   static std::string result() { return TypeName<R>::get(); }
   static std::vector<std::string> params() { return {TypeName<A>::get()...}; }
 };
-
-template <class R, class C, class... A>
-struct Signature<R (C::*)(A...)> : Signature<R(A...)> {};
 
 template <class R, class... A>
 struct Signature<R (*)(A...)> : Signature<R(A...)> {};
