@@ -35,12 +35,12 @@
 // PlainConversionNewBuffer shows what a result in fresh pages would cost.
 //
 // Measured side by side (Release, g++, 2-core AMD EPYC VM with a 32 MiB
-// last-level cache, load average 0.7-1.4; medians of 5 repetitions, six
-// runs): ScaledMuxData 1.95-2.11 ms against PlainConversion 2.10-2.20 ms,
-// 1.00-1.08 x its speed; ScaledMuxDataOrdinaryStores 2.68-2.91 ms
-// (0.73-0.78 x, what every result cost before); GroupGetMuxData 0.47 ms. Of
-// ScaledMuxData's time about 77 % is the scaling loop, 15 % the group's copy
-// of the frames into its chunk arrays.
+// last-level cache, load average 0.2-1.4; medians of 5 repetitions, eleven
+// runs): ScaledMuxData 1.95-2.27 ms against PlainConversion 2.09-2.42 ms,
+// 0.99-1.19 x its speed (median 1.06); ScaledMuxDataOrdinaryStores
+// 2.68-3.09 ms, 0.73-0.81 x (median 0.77: what every result cost before);
+// GroupGetMuxData 0.47-0.53 ms. Of ScaledMuxData's time about 77 % is the
+// scaling loop, 15 % the group's copy of the frames into its chunk arrays.
 //
 // Ratios to report: ScaledMuxData against PlainConversion (goal >= 0.8 of its
 // speed), DisplayStored against PlainMinMaxScan (goal <= 1/20 of its time),
