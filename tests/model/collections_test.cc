@@ -183,6 +183,7 @@ std::vector<F> Take(VARIANT* v, ULONG fetched, F (*read)(I*)) {
   return out;
 }
 LONG GroupIndex(IChannelGroup* group) { return Get(group, &IChannelGroup::get_Index); }
+LONG HNormLength(IHNorm* hnorm) { return Get(hnorm, &IHNorm::get_Length); }
 
 TEST(ModelEnumerators, NextSkipResetCloneEdgeCases) {
   MemoryRecordingSpec spec;
@@ -223,6 +224,10 @@ TEST(ModelEnumerators, NextSkipResetCloneEdgeCases) {
   ASSERT_EQ(S_OK, e->Reset());
   ASSERT_EQ(S_OK, e->Next(2, v, &fetched));
   EXPECT_EQ((std::vector<LONG>{1, 2}), Take(v, fetched, &GroupIndex));
+
+  // Normsets enumerate as normsets.
+  ASSERT_EQ(S_FALSE, EnumOf(HNorms(recording.get(), 1).get())->Next(2, v, &fetched));
+  EXPECT_EQ(std::vector<LONG>{2}, Take(v, fetched, &HNormLength));
 }
 
 double MarkerTime(IMarker* marker) { return Get(marker, &IMarker::get_Time); }

@@ -1,5 +1,6 @@
 // Event collections: ordered insertion with equal times (and the markers'
-// refusal rule), GetIndicesFromTime, and the item objects.
+// refusal rule), GetIndicesFromTime, the item objects, and which dispatch
+// table a collection answers through.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -8,6 +9,7 @@
 
 #include "model/time_ordered_array.h"
 #include "model_test_util.h"
+#include "tests/platform/test_objects.h"
 
 namespace mlr::model::testing {
 namespace {
@@ -105,6 +107,20 @@ TEST(ModelTimemarks, BookmarksAddRemoveAndItems) {
   // A null out pointer still adds the bookmark, then answers E_POINTER.
   EXPECT_EQ(E_POINTER, bookmarks->Add(1.0, text.get(), nullptr));
   EXPECT_EQ(3, Get(bookmarks.get(), &IBookmarks::get_Count));
+
+  // Late bound, the collection answers through the table of the interface it
+  // was asked for: identifier 3 is GetIndicesFromTime through ITimemarks
+  // (through IBookmarks it would be Add, and the count below would grow).
+  LONG from = 0;
+  LONG to = 0;
+  VARIANT args[] = {RefI4(&to), RefI4(&from), R8(2.0), R8(0.0)};
+  DISPPARAMS params = {args, nullptr, 4, 0};
+  Variant none;
+  ASSERT_EQ(S_OK, QueryAs<ITimemarks>(bookmarks.get(), IID_ITimemarks)
+                      ->Invoke(3, IID_NULL, 0, DISPATCH_METHOD, &params, none.put(), nullptr,
+                               nullptr));
+  EXPECT_EQ(1, from);
+  EXPECT_EQ(1, to);
   ComPtr<IBookmark> first = At(bookmarks.get(), 1);
   EXPECT_DOUBLE_EQ(1.0, Get(first.get(), &IBookmark::get_Time));
   EXPECT_EQ(E_NOTIMPL, first->Remove());
