@@ -4,6 +4,7 @@ not match, so that a script reports every problem at once.
     from krf_cli import Krf
     k = Krf(path_to_krf)
     table = k.rows("data", file, "--group", "1")   # CSV rows; a failure is a problem
+    text = k.out("info", "--json", file)           # the output; None on a failure
     k.same("what", got, want)
     k.finish()                                      # prints the problems, exits 1 if any
 """
@@ -21,12 +22,16 @@ class Krf:
     def run(self, *args):
         return subprocess.run([self.program, *args], capture_output=True, text=True)
 
-    def rows(self, *args):
+    def out(self, *args):
         r = self.run(*args)
         if r.returncode != 0:
             self.problems.append(f"krf {' '.join(args)} failed: {r.stderr.strip()}")
-            return []
-        return list(csv.reader(io.StringIO(r.stdout)))
+            return None
+        return r.stdout
+
+    def rows(self, *args):
+        text = self.out(*args)
+        return [] if text is None else list(csv.reader(io.StringIO(text)))
 
     def same(self, what, got, want):
         if got != want:

@@ -5,34 +5,21 @@ back through `krf info --json`, `krf data` and `krf resample`; a file changed by
 
 usage: interop_gsf.py KRF WORKDIR
 """
-import csv
-import io
 import json
 import math
 import os
 import struct
-import subprocess
 import sys
 
 import olefile
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "testing"))
+from krf_cli import Krf  # noqa: E402
 from gsf_recording import reduce, tagged, text, mux, write  # noqa: E402
 
 KRF, WORK = sys.argv[1], sys.argv[2]
-failures = []
-
-
-def check(what, got, want):
-    if got != want:
-        failures.append(f"{what}: got {got!r}, want {want!r}")
-
-
-def krf(*args, ok=True):
-    r = subprocess.run([KRF, *args], capture_output=True, text=True)
-    if ok and r.returncode != 0:
-        failures.append(f"krf {' '.join(args)} failed: {r.stderr.strip()}")
-    return r
+krf = Krf(KRF)
+run, rows, check = krf.run, krf.rows, krf.same
 
 
 # --- A recording with one group (number 4): an analog and an event channel,
@@ -62,9 +49,9 @@ streams = {
 }
 path = os.path.join(WORK, "gsf.krf")
 write(path, streams, comment="written by libgsf")
-r = krf("info", "--json", path)
-if r.returncode == 0:
-    d = json.loads(r.stdout)
+info = krf.out("info", "--json", path)
+if info:
+    d = json.loads(info)
     check("Title", d["Title"], "gsf")
     check("Extension", d["Extension"], "krf")
     check("Comment", d["Comment"], "written by libgsf")
@@ -86,19 +73,15 @@ if r.returncode == 0:
     check("triggers", [(t["Time"], t["Source"], t["Name"], t["ChannelGroup"], t["ChannelInfo"])
                        for t in d["Triggers"]], [(0.9, 3, "Lvl", 1, 1)])
 
-r = krf("data", path, "--group", "1", "--hnorm", "2", "--first", "3")
-if r.returncode == 0:
-    rows = list(csv.reader(io.StringIO(r.stdout)))
-    check("data header", rows[0], ["Time", "Alpha", "Channel 2"])
-    check("data rows", [[float(x[0])] + [int(v) for v in x[1:]] for x in rows[1:]],
-          [[5.0 + (2 + i) * 0.1, A[18 + 2 + i], E[18 + 2 + i]] for i in range(10)])
-r = krf("data", path, "--group", "1", "--reduction", "4", "--channel", "2")
-if r.returncode == 0:
-    rows = list(csv.reader(io.StringIO(r.stdout)))
-    check("reduced header", rows[0], ["Time", "Channel 2 max", "Channel 2 min"])
-    red = reduce(seg1, 2, [False, True], 4)
-    check("reduced rows", [[int(v) for v in x[1:]] for x in rows[1:]],
-          [[red[k * 4 + 2], red[k * 4 + 3]] for k in range(5)])
+table = rows("data", path, "--group", "1", "--hnorm", "2", "--first", "3")
+check("data header", table[:1], [["Time", "Alpha", "Channel 2"]])
+check("data rows", [[float(x[0])] + [int(v) for v in x[1:]] for x in table[1:]],
+      [[5.0 + (2 + i) * 0.1, A[18 + 2 + i], E[18 + 2 + i]] for i in range(10)])
+table = rows("data", path, "--group", "1", "--reduction", "4", "--channel", "2")
+check("reduced header", table[:1], [["Time", "Channel 2 max", "Channel 2 min"]])
+red = reduce(seg1, 2, [False, True], 4)
+check("reduced rows", [[int(v) for v in x[1:]] for x in table[1:]],
+      [[red[k * 4 + 2], red[k * 4 + 3]] for k in range(5)])
 # krf resample over both segments and the gap between them, every 50 ms:
 # the items computed here from the frames (on a frame: its values; between
 # two: linear for the analog channel, the next word for the event channel).
@@ -113,26 +96,22 @@ for k in range(123):
         pt, pi = frames[n - 1]
         v = v - ((ft - t) / (ft - pt)) * (v - (A[pi] * 0.001 + 0.5))
     want.append((t, struct.unpack("<f", struct.pack("<f", v))[0], E[i]))
-r = krf("resample", path, "--start", "0", "--end", "6.1", "--step", "0.05")
-if r.returncode == 0:
-    rows = list(csv.reader(io.StringIO(r.stdout)))
-    check("resample header", rows[0], ["Time", "Alpha", "Channel 1:2"])  # Door has no name
-    got = [(float(a), struct.unpack("<f", struct.pack("<f", float(b)))[0], int(c))
-           for a, b, c in rows[1:]]
-    check("resample items", got, want)
-    check("resample exact floats", all(struct.pack("<f", float(b)) == struct.pack("<f", w[1])
-                                       for (_, b, _), w in zip(rows[1:], want)), True)
-r = krf("resample", path, "--start", "1", "--end", "0.5", "--step", "0.1", ok=False)
+table = rows("resample", path, "--start", "0", "--end", "6.1", "--step", "0.05")
+check("resample header", table[:1], [["Time", "Alpha", "Channel 1:2"]])  # Door has no name
+got = [(float(a), struct.unpack("<f", struct.pack("<f", float(b)))[0], int(c))
+       for a, b, c in table[1:]]
+check("resample items", got, want)
+check("resample exact floats", all(struct.pack("<f", float(b)) == struct.pack("<f", w[1])
+                                   for (_, b, _), w in zip(table[1:], want)), True)
+r = run("resample", path, "--start", "1", "--end", "0.5", "--step", "0.1")
 check("resample end before start", (r.returncode != 0, "before the start" in r.stderr),
       (True, True))
-r = krf("resample", path, "--start", "0", "--end", "1", "--step", "0.1", "--channel", "4:3",
-        ok=False)
+r = run("resample", path, "--start", "0", "--end", "1", "--step", "0.1", "--channel", "4:3")
 check("resample unknown channel", (r.returncode != 0, "no channel group 4" in r.stderr),
       (True, True))
 
-r = krf("data", path, "--group", "2", ok=False)
-check("missing group exit", r.returncode != 0, True)
-check("missing group message", "0x80070057 E_INVALIDARG" in r.stderr, True)
+r = run("data", path, "--group", "2")
+check("missing group", (r.returncode != 0, "0x80070057 E_INVALIDARG" in r.stderr), (True, True))
 
 # --- An old file of an eligible application: krf upgrade changes it, and
 # olefile still reads it.
@@ -149,24 +128,21 @@ old = {
 }
 old_path = os.path.join(WORK, "old.krf")
 write(old_path, old, app_name="Kalvern Recorder")
-krf("upgrade", old_path)
+krf.out("upgrade", old_path)
 ole = olefile.OleFileIO(old_path)
 intern = ole.openstream("Data/Intern01").read()
 check("stamp", intern[-12:], struct.pack("<HIIH", 20, 4, 0x20000, 0xFFFF))
 vn = ole.openstream("Data/ChGroup1/Channel1/VNorms01").read()
 count = struct.unpack_from("<I", vn)[0]
-rows = [struct.unpack_from("<ddd", vn, 4 + 24 * i) for i in range(count)]
-check("void rows", [(r[0], r[1]) for r in rows], [(0.0, 0.0), (1.0, 0.0)])
-check("void step", math.isnan(rows[0][2]) and struct.pack("<d", rows[0][2]) == b"\xff" * 7 + b"\x7f",
+stored = [struct.unpack_from("<ddd", vn, 4 + 24 * i) for i in range(count)]
+check("void rows", [(v[0], v[1]) for v in stored], [(0.0, 0.0), (1.0, 0.0)])
+check("void step", math.isnan(stored[0][2]) and struct.pack("<d", stored[0][2]) == b"\xff" * 7 + b"\x7f",
       True)
 check("app name", ole.get_metadata().creating_application, b"Kalvern Recorder")
 ole.close()
-r = krf("info", "--json", old_path)
-if r.returncode == 0:
-    vn = json.loads(r.stdout)["ChannelGroups"][0]["ChannelInfos"][0]["VNorms"]
+info = krf.out("info", "--json", old_path)
+if info:
+    vn = json.loads(info)["ChannelGroups"][0]["ChannelInfos"][0]["VNorms"]
     check("void number as null", [(v["StartTime"], v["YStep"]) for v in vn], [(0.0, None), (1.0, 1.0)])
 
-if failures:
-    print("\n".join(failures))
-    sys.exit(1)
-print("interop ok")
+krf.finish()
