@@ -4,14 +4,13 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdlib>
 #include <ctime>
 #include <limits>
 #include <random>
-#include <string>
 
 #include "LegacyRecording.h"
 #include "platform/win.h"
+#include "testing/scoped_env.h"
 
 namespace {
 
@@ -43,33 +42,9 @@ Utc Split(int64_t instant) {
           g.tm_mon + 1, g.tm_mday, g.tm_wday};
 }
 
-// Sets TZ for the duration of a test and restores the previous value.
-class ScopedTimeZone {
- public:
-  explicit ScopedTimeZone(const char* tz) {
-    if (const char* old = std::getenv("TZ")) {
-      had_old_ = true;
-      old_ = old;
-    }
-    setenv("TZ", tz, 1);
-    tzset();
-  }
-  ~ScopedTimeZone() {
-    if (had_old_) {
-      setenv("TZ", old_.c_str(), 1);
-    } else {
-      unsetenv("TZ");
-    }
-    tzset();
-  }
-
- private:
-  bool had_old_ = false;
-  std::string old_;
-};
-
 // The C library's view of the current UTC-minus-local offset.
 int32_t CurrentBias() {
+  tzset();
   time_t now = time(nullptr);
   std::tm local{};
   localtime_r(&now, &local);
@@ -224,7 +199,7 @@ const Zone kZones[] = {
 
 TEST(LocalTime, ConvertsWithTheCurrentBias) {
   for (Zone zone : kZones) {
-    ScopedTimeZone scoped(zone.tz);
+    mlr::testing::ScopedEnv scoped("TZ", zone.tz);
     if (zone.bias == kToday) {
       zone.bias = CurrentBias();
       EXPECT_TRUE(zone.bias == -3600 || zone.bias == -7200);
