@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cstring>
 
-#include "server/module.h"
 #include "testing/krf_writer.h"
 
 namespace mlr::api::test {
@@ -28,35 +27,9 @@ ComPtr<IRecording> OpenBuilderFile(const mlr::testing::RecordingSpec& spec) {
   const std::string path = name;
   EXPECT_EQ(mlr::testing::WriteRecordingFile(path, spec), S_OK);
   ComPtr<IRecording> recording;
-  ComPtr<IClassFactory> factory;
-  ComPtr<IKrfLoader> loader;
-  if (SUCCEEDED(DllGetClassObject(CLSID_KrfLoader, IID_IClassFactory, factory.put_void())) &&
-      SUCCEEDED(factory->CreateInstance(nullptr, IID_IKrfLoader, loader.put_void()))) {
-    const std::u16string wide = mlr::testing::WidePath(path);
-    BSTR file = SysAllocString(wide.c_str());
-    EXPECT_EQ(loader->OpenRecording(file, recording.put()), S_OK);
-    SysFreeString(file);
-  }
+  EXPECT_EQ(reader::test::Open(path, &recording), S_OK);
   unlink(path.c_str());
   return recording;
-}
-
-ComPtr<IChannelGroup> GroupOf(IRecording* recording, LONG index) {
-  ComPtr<IChannelGroups> groups;
-  ComPtr<IChannelGroup> group;
-  if (recording && SUCCEEDED(recording->get_ChannelGroups(groups.put())) && groups) {
-    groups->get_Item(index, group.put());
-  }
-  return group;
-}
-
-ComPtr<IChannelInfo> ChannelOf(IChannelGroup* group, LONG index) {
-  ComPtr<IChannelInfos> infos;
-  ComPtr<IChannelInfo> info;
-  if (group && SUCCEEDED(group->get_ChannelInfos(infos.put())) && infos) {
-    infos->get_Item(index, info.put());
-  }
-  return info;
 }
 
 SAFEARRAY* Selection(const std::vector<IChannelInfo*>& channels, LONG lower) {
@@ -234,9 +207,9 @@ void GroupTest::Build(const std::vector<TestGroup>& others) {
   groups.insert(groups.end(), others.begin(), others.end());
   recording_ = GetParam() ? InFile(groups) : InMemory(groups);
   ASSERT_TRUE(recording_);
-  g_ = GroupOf(recording_.get(), 1);
+  g_ = Group(recording_.get(), 1);
   for (LONG c = 1; c <= static_cast<LONG>(group_.channels.size()); ++c) {
-    ch_.push_back(ChannelOf(g_.get(), c));
+    ch_.push_back(Channel(g_.get(), c));
   }
 }
 

@@ -1,6 +1,7 @@
 // Helpers for the data-function tests: memory recordings and builder files
 // opened through the loader, channel selections, and the contents of the
-// safe arrays the functions return.
+// safe arrays the functions return. Groups and channels are reached through
+// the reader tests' Group and Channel.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -16,6 +17,7 @@
 #include "platform/com_ptr.h"
 #include "platform/win.h"
 #include "testing/krf_builder.h"
+#include "tests/reader/reader_fixture.h"
 
 namespace mlr::api::test {
 
@@ -25,8 +27,8 @@ ComPtr<IRecording> MakeMemoryRecording(const model::MemoryRecordingSpec& spec);
 // loader's class object and removes the file (the open recording keeps it).
 ComPtr<IRecording> OpenBuilderFile(const mlr::testing::RecordingSpec& spec);
 
-ComPtr<IChannelGroup> GroupOf(IRecording* recording, LONG index);
-ComPtr<IChannelInfo> ChannelOf(IChannelGroup* group, LONG index);
+using reader::test::Channel;
+using reader::test::Group;
 
 // A VT_UNKNOWN vector (lower bound `lower`) of the given channels (null
 // entries allowed).

@@ -198,7 +198,7 @@ TEST_P(DisplayData, ArgumentsAndErrors) {
   EXPECT_EQ(TakeErrorDescription(), u"Invalid normset index specified");
   EXPECT_EQ(out.get(), nullptr);
   // A channel of another group: the group's own failure.
-  const ComPtr<IChannelInfo> foreign = ChannelOf(GroupOf(recording_.get(), 2).get(), 1);
+  const ComPtr<IChannelInfo> foreign = Channel(recording_.get(), 2, 1);
   EXPECT_EQ(GetDisplayData(g_.get(), foreign.get(), 0.0, 10.0, 5, out.put()), E_FAIL);
   EXPECT_EQ(out.get(), nullptr);
 }
@@ -209,8 +209,8 @@ TEST_P(DisplayData, AFailingReadKeepsThePointsDone) {
   long_group.channels = {{false, {{0.0, 1.0, 0.0}}}};
   long_group.segments = {PatternSegment(long_group, 0, 0.0, 0.001, 40000)};
   const ComPtr<IRecording> r = GetParam() ? InFile({long_group}) : InMemory({long_group});
-  const ComPtr<IChannelGroup> g = GroupOf(r.get(), 1);
-  const ComPtr<IChannelInfo> c = ChannelOf(g.get(), 1);
+  const ComPtr<IChannelGroup> g = Group(r.get(), 1);
+  const ComPtr<IChannelInfo> c = Channel(g.get(), 1);
   WatchedGroup watched(g.get());
   std::vector<Item> samples;
   for (size_t f = 0; f < 40000; ++f) {

@@ -83,7 +83,8 @@ TEST(EstimatedGroupBytes, CountsChannelsNormsetsAndSamplesComparingDurations) {
     model::MemoryRecordingSpec spec;
     spec.groups = {c.group};
     const ComPtr<IRecording> recording = MakeMemoryRecording(spec);
-    EXPECT_EQ(EstimatedGroupBytes(GroupOf(recording.get(), 1).get(), c.start, c.end), c.bytes)
+    const ComPtr<IChannelGroup> group = reader::test::Group(recording.get(), 1);
+    EXPECT_EQ(EstimatedGroupBytes(group.get(), c.start, c.end), c.bytes)
         << c.start << " .. " << c.end;
   }
   EXPECT_EQ(model::LiveObjectCount(), live) << "a reference taken and not given back";

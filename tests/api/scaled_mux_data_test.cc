@@ -100,7 +100,7 @@ TEST_P(ScaledMuxData, ReportsTheLibrarysErrors) {
   EXPECT_EQ(TakeErrorDescription(), u"No vertical normsets");
 
   // The group's own failure passes through: a channel of another group.
-  ComPtr<IChannelInfo> foreign = ChannelOf(GroupOf(recording_.get(), 2).get(), 1);
+  ComPtr<IChannelInfo> foreign = Channel(recording_.get(), 2, 1);
   EXPECT_EQ(Scaled(g_.get(), {foreign.get()}, 1, 1, 5, 1).hr, E_FAIL);
   // Nothing asked for: no frame comes back.
   EXPECT_EQ(static_cast<uint32_t>(Scaled(g_.get(), a, 1, 1, 0, 1).hr), 0x80042778u);

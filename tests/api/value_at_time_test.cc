@@ -21,10 +21,6 @@ using namespace mlr::api::test;
 
 constexpr int16_t kAbsent = -32768;
 
-ComPtr<IChannelInfo> Channel(IRecording* recording, LONG group, LONG channel) {
-  return ChannelOf(GroupOf(recording, group).get(), channel);
-}
-
 // What one time answers: the sample, the value, and the error object left
 // on the thread (number 0 and a null GUID when there is none).
 struct Answer {
