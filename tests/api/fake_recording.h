@@ -2,6 +2,7 @@
 // that fail or stay void, and collections of any make. The test owns every
 // object (no object deletes itself); the reference counts only record what
 // callers took and gave back, so a test can check that nothing is left held.
+// The reader's conversion-path test builds its storage provider on Object.
 #pragma once
 
 #include "LegacyRecording.h"

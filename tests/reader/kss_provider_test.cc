@@ -1,56 +1,31 @@
 // The conversion path: a file of another format opened through the KSS
 // storage provider that the reader creates by class identifier (here a
-// stand-in registered in its place), with the read-only retry, the wide
-// index of converted files and the recording's TotalSize through it.
+// stand-in, built on tests/api's fake objects, registered in its place), with
+// the read-only retry, the wide index of converted files and the recording's
+// TotalSize through it.
 #include <fstream>
 
 #include "platform/class_registry.h"
 #include "reader/kss_storage_provider.h"
 #include "reader/text_convert.h"
+#include "tests/api/fake_recording.h"
 #include "tests/reader/reader_fixture.h"
 
 namespace mlr::reader::test {
 namespace {
 
 // Opens `target` for any file name, refusing the read-write mode word so
-// that the reader retries with the read-only one; reports 5000 bytes.
-class FakeProvider final : public IKssStorageProvider {
+// that the reader retries with the read-only one; reports 5000 bytes. One
+// instance serves every creation.
+class FakeProvider final : public fake::Object<IKssStorageProvider, IID_IKssStorageProvider> {
  public:
   static std::string target;
   static std::vector<LONG> modes;
 
   static HRESULT Create(IUnknown* outer, REFIID riid, void** ppv) {
-    if (!ppv) return E_POINTER;
-    *ppv = nullptr;
     if (outer) return CLASS_E_NOAGGREGATION;
-    auto* p = new FakeProvider();
-    const HRESULT hr = p->QueryInterface(riid, ppv);
-    p->Release();
-    return hr;
-  }
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
-    if (riid == IID_IUnknown || riid == IID_IDispatch || riid == IID_IKssStorageProvider) {
-      *ppv = static_cast<IKssStorageProvider*>(this);
-      AddRef();
-      return S_OK;
-    }
-    *ppv = nullptr;
-    return E_NOINTERFACE;
-  }
-  ULONG STDMETHODCALLTYPE AddRef() override { return ++refs_; }
-  ULONG STDMETHODCALLTYPE Release() override {
-    const ULONG left = --refs_;
-    if (left == 0) delete this;
-    return left;
-  }
-  HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*,
-                                   UINT*) override {
-    return E_NOTIMPL;
+    static FakeProvider provider;
+    return provider.QueryInterface(riid, ppv);
   }
   HRESULT STDMETHODCALLTYPE OpenStorage(BSTR, LONG Mode, IStorage** Storage) override {
     *Storage = nullptr;
@@ -68,10 +43,6 @@ class FakeProvider final : public IKssStorageProvider {
     *Size = 5000;
     return S_OK;
   }
-
- private:
-  ~FakeProvider() = default;
-  ULONG refs_ = 1;
 };
 std::string FakeProvider::target;
 std::vector<LONG> FakeProvider::modes;
