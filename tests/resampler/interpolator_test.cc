@@ -115,30 +115,6 @@ TEST(GroupInterpolator, PlacesTheOutputOnBetweenBeforeAndAfterTheFrames) {
   }
 }
 
-TEST(GroupInterpolator, ABufferBoundaryDoesNotChangeTheItems) {
-  auto make = [] {
-    VectorSource s;
-    s.blocks.push_back(MakeBlock(0.0, 0.3, {0, 3, 6, 9, 12, 15, 18}, {1, 2, 3, 4, 5, 6, 7}));
-    return s;
-  };
-  VectorSource whole = make();
-  GroupInterpolator one(1, 1, 0.1, 0.2, -1.0);
-  Items all = Take(one, whole, 12);
-
-  VectorSource parts = make();
-  GroupInterpolator split(1, 1, 0.1, 0.2, -1.0);
-  Items joined;
-  for (int32_t n : {1, 3, 2, 5}) {
-    Items part = Take(split, parts, n);
-    joined.analog.insert(joined.analog.end(), part.analog.begin(), part.analog.end());
-    joined.events.insert(joined.events.end(), part.events.begin(), part.events.end());
-  }
-  ASSERT_EQ(all.count, 10);  // nine on the data, one final item after it
-  EXPECT_EQ(joined.analog, all.analog);
-  EXPECT_EQ(joined.events, all.events);
-  for (int k = 0; k < 9; ++k) EXPECT_NEAR(all.analog[k], (0.1 + 0.2 * k) * 10.0, 1e-4) << k;
-}
-
 TEST(GroupInterpolator, ALongRunStaysOnTheGrid) {
   // 2 million frames at 1 ms in blocks of 8192, output at the same times from
   // 1 s on: every item must be the frame itself. Summing the step instead of
