@@ -1,7 +1,5 @@
 #include "pipeline_fixture.h"
 
-#include <sys/stat.h>
-
 #include <chrono>
 #include <thread>
 
@@ -118,29 +116,20 @@ ComPtr<ISaveRecordingProgress> PipelineTest::Start(std::unique_ptr<TestModel> mo
   return progress;
 }
 
-std::vector<LONG> PipelineTest::WaitReady(ISaveRecordingProgress* progress, CallLog* log) {
-  if (!log) log = &log_;
-  std::vector<LONG> seen;
+void WaitForEnd(ISaveRecordingProgress* progress, kalSaveRecordingStatus* status, LONG* error) {
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
   for (;;) {
-    kalSaveRecordingStatus status;
-    EXPECT_EQ(progress->get_Status(&status), S_OK);
-    if (seen.empty() || seen.back() != status) seen.push_back(status);
-    // The progress object reports ErrorOccurred after a failure, whatever
-    // the status word: the word itself says when the thread is done.
-    if (log->thread->status() == kalSRS_Ready) break;
+    LONG completion = 0;
+    progress->get_Status(status);
+    progress->get_Completion(&completion);
+    if (*status == kalSRS_Ready || (*status == kalSRS_ErrorOccurred && completion == 100)) break;
     if (std::chrono::steady_clock::now() > deadline) {
       ADD_FAILURE() << "the save did not end";
       break;
     }
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
   }
-  return seen;
-}
-
-bool PipelineTest::TargetExists() const {
-  struct stat st;
-  return ::stat(target_.c_str(), &st) == 0;
+  progress->get_ErrorCode(error);
 }
 
 }  // namespace mlr::save::testing

@@ -125,6 +125,11 @@ class TestModel final : public CSaveModel {
   std::vector<CSaveObject*> view_;
 };
 
+// Polls until the save has ended: Ready, or ErrorOccurred once the group
+// list is gone (Completion 100); fails the test after 60 s. The final status
+// and error code.
+void WaitForEnd(ISaveRecordingProgress* progress, kalSaveRecordingStatus* status, LONG* error);
+
 class PipelineTest : public reader::test::ReaderTest {
  protected:
   void SetUp() override;
@@ -135,10 +140,6 @@ class PipelineTest : public reader::test::ReaderTest {
   // the thread.
   ComPtr<ISaveRecordingProgress> Start(std::unique_ptr<TestModel> model, CallLog* log = nullptr,
                                        const CSaveClock& clock = SystemSaveClock());
-  // Polls until the thread's status word is Ready (fails the test after
-  // 60 s); the statuses the progress object reported, without repeats.
-  std::vector<LONG> WaitReady(ISaveRecordingProgress* progress, CallLog* log = nullptr);
-  bool TargetExists() const;
 
   std::string target_;
   CallLog log_;

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <filesystem>
 #include <set>
 #include <thread>
 
@@ -29,8 +30,11 @@ TEST_F(PipelineTest, PhasesRunInOrderWithTheirStatusesAndTheFileIsStamped) {
   auto model = std::make_unique<TestModel>(1, &log_);
   model->Add(0);
   ComPtr<ISaveRecordingProgress> progress = Start(std::move(model));
-  std::vector<LONG> seen = WaitReady(progress.get());
-  EXPECT_EQ(seen.back(), kalSRS_Ready);
+  kalSaveRecordingStatus status;
+  LONG error = -1;
+  WaitForEnd(progress.get(), &status, &error);
+  EXPECT_EQ(status, kalSRS_Ready);
+  EXPECT_EQ(error, S_OK);
 
   std::vector<std::string> lines = WithoutThread(log_.Lines());
   const std::vector<std::string> expected = {
@@ -48,12 +52,6 @@ TEST_F(PipelineTest, PhasesRunInOrderWithTheirStatusesAndTheFileIsStamped) {
   lines.erase(std::remove(lines.begin(), lines.end(), "writer 1 1"), lines.end());
   EXPECT_EQ(lines, expected);
   EXPECT_EQ(log_.With("writer"), std::vector<std::string>{"writer 1 1"}) << "one group: a writer";
-
-  LONG completion = -1, error = -1;
-  EXPECT_EQ(progress->get_Completion(&completion), S_OK);
-  EXPECT_EQ(completion, 100);
-  EXPECT_EQ(progress->get_ErrorCode(&error), S_OK);
-  EXPECT_EQ(error, S_OK);
   progress = nullptr;
 
   // The written stream reads back, and the file carries the model's time.
@@ -76,13 +74,13 @@ TEST_F(PipelineTest, TwoGroupsUseTheWriterThreadThreeDoNot) {
     auto model = std::make_unique<TestModel>(1, &log);
     for (int i = 0; i < count; ++i) model->Add(0);
     ComPtr<ISaveRecordingProgress> progress = Start(std::move(model), &log);
-    WaitReady(progress.get(), &log);
+    kalSaveRecordingStatus status;
+    LONG error = -1;
+    WaitForEnd(progress.get(), &status, &error);
+    EXPECT_EQ(error, S_OK);
     std::vector<std::string> writers = log.With("writer");
     ASSERT_EQ(writers.size(), static_cast<size_t>(count));
     for (const std::string& w : writers) EXPECT_EQ(w.back(), count == 2 ? '1' : '0') << w;
-    LONG error = -1;
-    progress->get_ErrorCode(&error);
-    EXPECT_EQ(error, S_OK);
   }
 }
 
@@ -92,7 +90,9 @@ TEST_F(PipelineTest, SevenGroupsShareFiveWorkers) {
   auto model = std::make_unique<TestModel>(2, &log_);
   for (int i = 0; i < 7; ++i) model->Add(i < 3 ? 0 : 1);
   ComPtr<ISaveRecordingProgress> progress = Start(std::move(model));
-  WaitReady(progress.get());
+  kalSaveRecordingStatus status;
+  LONG error = -1;
+  WaitForEnd(progress.get(), &status, &error);
   EXPECT_EQ(log_.With("create"), (std::vector<std::string>{"create 1", "create 4", "create 2", "create 5",
                                                            "create 3", "create 6", "create 7"}));
   EXPECT_TRUE(log_.With("phase -1").empty()) << "no clean-up after a save that succeeded";
@@ -122,11 +122,9 @@ TEST_F(PipelineTest, AFailingGroupEndsTheSaveInItsPhaseAndTheTargetIsDeleted) {
     failing->fail_code = STG_E_MEDIUMFULL;
     ComPtr<ISaveRecordingProgress> progress = Start(std::move(model), &log);
     ASSERT_TRUE(progress);
-    WaitReady(progress.get(), &log);
     kalSaveRecordingStatus status;
     LONG error = 0;
-    progress->get_Status(&status);
-    progress->get_ErrorCode(&error);
+    WaitForEnd(progress.get(), &status, &error);
     EXPECT_EQ(status, kalSRS_ErrorOccurred) << phase;
     EXPECT_EQ(error, STG_E_MEDIUMFULL) << phase;
     // No phase after the failing one; every group cleaned up and closed.
@@ -134,9 +132,9 @@ TEST_F(PipelineTest, AFailingGroupEndsTheSaveInItsPhaseAndTheTargetIsDeleted) {
       EXPECT_TRUE(log.With("phase " + std::to_string(later) + " ").empty()) << phase;
     EXPECT_EQ(log.With("phase -1 ").size(), 2u) << phase;
     EXPECT_EQ(log.With("close").size(), 2u) << phase;
-    EXPECT_TRUE(TargetExists()) << "the file goes only with the last reference";
+    EXPECT_TRUE(std::filesystem::exists(target_)) << "the file goes only with the last reference";
     progress = nullptr;
-    EXPECT_FALSE(TargetExists()) << phase;
+    EXPECT_FALSE(std::filesystem::exists(target_)) << phase;
   }
 }
 
@@ -149,22 +147,17 @@ TEST_F(PipelineTest, AbortInEachPhaseEndsReadyWithoutATarget) {
     ASSERT_TRUE(progress);
     while (log.blocked != 1) std::this_thread::sleep_for(std::chrono::milliseconds(1));
     ASSERT_EQ(progress->Abort(), S_OK);
-    LONG completion = -1, left = -1;
     kalSaveRecordingStatus status;
-    progress->get_Completion(&completion);
-    progress->get_EstimatedTimeLeft(&left);
-    EXPECT_EQ(completion, 0);
-    EXPECT_EQ(left, 0);
     progress->get_Status(&status);
     EXPECT_TRUE(status == kalSRS_Aborting || status == kalSRS_Ready) << status;
-    WaitReady(progress.get(), &log);
-    progress->get_Status(&status);
+    LONG error = -1;
+    WaitForEnd(progress.get(), &status, &error);
     EXPECT_EQ(status, kalSRS_Ready);
     for (ULONG later = phase + 1; later <= 5; ++later)
       EXPECT_TRUE(log.With("phase " + std::to_string(later) + " ").empty()) << phase;
     EXPECT_EQ(log.With("phase -1 ").size(), 1u) << phase;
     progress = nullptr;
-    EXPECT_FALSE(TargetExists()) << phase;
+    EXPECT_FALSE(std::filesystem::exists(target_)) << phase;
   }
 }
 
