@@ -2,6 +2,7 @@
 // files, and two processes writing at once.
 #include "platform/posix/registry_store.h"
 #include "platform/win.h"
+#include "tests/platform/registry_fixture.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -18,21 +19,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-class Registry : public ::testing::Test {
+class Registry : public PrivateRegistry {
  protected:
-  void SetUp() override {
-    dir_ = fs::temp_directory_path() /
-           ("mlr-registry-" + std::to_string(getpid()) + "-" +
-            ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::remove_all(dir_);
-    fs::create_directories(dir_);
-    path_ = (dir_ / "registry").string();
-    setenv("MLR_REGISTRY", path_.c_str(), 1);
-  }
-  void TearDown() override {
-    unsetenv("MLR_REGISTRY");
-    fs::remove_all(dir_);
-  }
   std::string FileText() const {
     std::ifstream in(path_, std::ios::binary);
     std::stringstream s;
@@ -56,9 +44,6 @@ class Registry : public ::testing::Test {
     if (status == ERROR_SUCCESS) *text = buffer;
     return status;
   }
-
-  fs::path dir_;
-  std::string path_;
 };
 
 TEST_F(Registry, KeysAndValuesPersistAcrossHandlesAndCase) {

@@ -8,7 +8,7 @@
 #include "platform/com_ptr.h"
 #include "platform/strings.h"
 #include "server/registrar.h"
-#include "tests/server/registry_fixture.h"
+#include "tests/platform/registry_fixture.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include "platform/strings.h"
 #include "server/module.h"
 #include "testing/krf_writer.h"
-#include "tests/server/registry_fixture.h"
+#include "tests/platform/registry_fixture.h"
 
 namespace {
 

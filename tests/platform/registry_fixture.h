@@ -15,7 +15,7 @@ class PrivateRegistry : public ::testing::Test {
  protected:
   void SetUp() override {
     dir_ = std::filesystem::temp_directory_path() /
-           ("mlr-server-" + std::to_string(getpid()) + "-" +
+           ("mlr-registry-" + std::to_string(getpid()) + "-" +
             ::testing::UnitTest::GetInstance()->current_test_info()->name());
     std::filesystem::remove_all(dir_);
     std::filesystem::create_directories(dir_);
