@@ -7,7 +7,9 @@
 // with attribute lists and members; the library block with importlib,
 // coclasses and one module. Anything else is a parse error that names the
 // line, so a construct added to the IDL that this reader does not know fails
-// the tests instead of being skipped.
+// the tests instead of being skipped. What widl refuses when the Windows build
+// compiles the type library (unterminated strings, a second library, malformed
+// numbers) is not checked again here.
 //
 // Types are kept as written with blanks removed ("SAFEARRAY(IChannelInfo*)*").
 #pragma once
