@@ -31,7 +31,8 @@ struct NamedGuid {
 const std::vector<NamedGuid>& HeaderIids();
 const std::vector<NamedGuid>& HeaderClsids();
 
-// "4B524601-0001-4D4C-9A52-6C6567616379" -> GUID; false when malformed.
+// "4B524601-0001-4D4C-9A52-6C6567616379" -> GUID (false when malformed) and
+// back, through the platform's GUID text functions.
 bool ParseGuid(const std::string& text, GUID* out);
 std::string GuidText(const GUID& g);
 

@@ -20,14 +20,12 @@ static_assert(IID_IRecording != IID_IChannelGroup);
 static_assert(CLSID_KrfLoader.Data1 == 0x4B524602 && CLSID_KrfLoader.Data2 == 0x16);
 static_assert(sizeof(kalRecordingCollection) == 4 && kalRecColDisplayPages < 0);
 
-bool SameGuid(const GUID& a, const GUID& b) { return GuidText(a) == GuidText(b); }
-
 TEST(CatalogueIdl, HeaderGuidsAreTheIdlGuids) {
   const idl::File& f = Idl();
   ASSERT_TRUE(f.library);
   GUID lib{};
   ASSERT_TRUE(ParseGuid(f.library->attrs.arg("uuid").value_or(""), &lib));
-  EXPECT_TRUE(SameGuid(lib, LIBID_LegacyRecording)) << GuidText(LIBID_LegacyRecording);
+  EXPECT_TRUE(lib == LIBID_LegacyRecording) << GuidText(LIBID_LegacyRecording);
   // The module registers the type library as version 1.0 with this help text.
   EXPECT_EQ(f.library->attrs.arg("version"), std::optional<std::string>("1.0"));
   EXPECT_EQ(f.library->attrs.arg("helpstring"),
@@ -45,7 +43,7 @@ TEST(CatalogueIdl, HeaderGuidsAreTheIdlGuids) {
       }
       GUID g{};
       ASSERT_TRUE(ParseGuid(it->second, &g)) << h.name;
-      EXPECT_TRUE(SameGuid(g, *h.guid))
+      EXPECT_TRUE(g == *h.guid)
           << h.name << ": IDL " << it->second << ", header " << GuidText(*h.guid);
       EXPECT_TRUE(distinct.insert(GuidText(g)).second) << h.name << " repeats an identifier";
     }
