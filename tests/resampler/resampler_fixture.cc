@@ -65,18 +65,6 @@ ComPtr<IRecording> MakeRecording(const std::vector<model::MemoryGroupSpec>& grou
   return recording;
 }
 
-ComPtr<IChannelInfo> Channel(IRecording* recording, LONG group, LONG channel) {
-  ComPtr<IChannelGroups> groups;
-  ComPtr<IChannelGroup> g;
-  ComPtr<IChannelInfos> infos;
-  ComPtr<IChannelInfo> info;
-  recording->get_ChannelGroups(groups.put());
-  if (groups) groups->get_Item(group, g.put());
-  if (g) g->get_ChannelInfos(infos.put());
-  if (infos) infos->get_Item(channel, info.put());
-  return info;
-}
-
 SAFEARRAY* ChannelArray(const std::vector<ComPtr<IChannelInfo>>& channels) {
   SAFEARRAY* array = SafeArrayCreateVector(VT_DISPATCH, 0, static_cast<ULONG>(channels.size()));
   for (LONG i = 0; i < static_cast<LONG>(channels.size()); ++i) {

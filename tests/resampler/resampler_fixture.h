@@ -1,6 +1,7 @@
-// Helpers of the resampler's object tests: in-memory recordings, channel
-// lists, resamplers that count their pauses instead of sleeping, and a run
-// collected buffer by buffer.
+// Helpers of the resampler's object tests: in-memory recordings (their
+// channels through the reader fixture's Channel), channel lists, resamplers
+// that count their pauses instead of sleeping, and a run collected buffer by
+// buffer.
 #pragma once
 
 #include <atomic>
@@ -13,6 +14,7 @@
 #include "model/memory_recording.h"
 #include "platform/com_ptr.h"
 #include "platform/win.h"
+#include "tests/reader/reader_fixture.h"
 
 namespace mlr::resampler::test {
 
@@ -34,7 +36,7 @@ model::MemoryGroupSpec MakeGroup(int32_t analog, int32_t events,
                                  double y0 = 0.0, double y_step = 1.0);
 
 ComPtr<IRecording> MakeRecording(const std::vector<model::MemoryGroupSpec>& groups);
-ComPtr<IChannelInfo> Channel(IRecording* recording, LONG group, LONG channel);
+using reader::test::Channel;
 
 // A VT_DISPATCH vector (lower bound 0) of the channels; the caller destroys it.
 SAFEARRAY* ChannelArray(const std::vector<ComPtr<IChannelInfo>>& channels);
