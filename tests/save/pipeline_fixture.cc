@@ -52,10 +52,6 @@ void TestGroup::Phase(ULONG phase, const CSaveStopSource& caller) {
     error_.compare_exchange_strong(expected, fail_code);
     return;
   }
-  if (phase == kSavePhaseAllocate) {
-    to_allocate = 100;
-    allocated = 100;
-  }
   if (phase == kSavePhaseData && stream_) {
     log_->Add("writer " + std::to_string(number_) + " " +
               (static_cast<CWriterThread*>(writer_)->started() ? "1" : "0"));
