@@ -43,39 +43,6 @@ SAFEARRAY* Selection(const std::vector<IChannelInfo*>& channels, LONG lower) {
   return list;
 }
 
-namespace {
-
-template <class T>
-Contents<T> Read(SAFEARRAY* array) {
-  Contents<T> contents;
-  if (array == nullptr) return contents;
-  SafeArrayGetVartype(array, &contents.vt);
-  const UINT dims = SafeArrayGetDim(array);
-  size_t cells = 1;
-  for (UINT d = 1; d <= dims; ++d) {
-    LONG lower = 0;
-    LONG upper = -1;
-    SafeArrayGetLBound(array, d, &lower);
-    SafeArrayGetUBound(array, d, &upper);
-    contents.lowers.push_back(lower);
-    contents.extents.push_back(upper - lower + 1);
-    cells *= static_cast<size_t>(upper - lower + 1);
-  }
-  EXPECT_EQ(SafeArrayGetElemsize(array), sizeof(T));
-  void* data = nullptr;
-  if (cells > 0 && SUCCEEDED(SafeArrayAccessData(array, &data))) {
-    contents.values.assign(static_cast<T*>(data), static_cast<T*>(data) + cells);
-    SafeArrayUnaccessData(array);
-  }
-  return contents;
-}
-
-}  // namespace
-
-Contents<double> Doubles(SAFEARRAY* array) { return Read<double>(array); }
-Contents<int16_t> Shorts(SAFEARRAY* array) { return Read<int16_t>(array); }
-Contents<float> Floats(SAFEARRAY* array) { return Read<float>(array); }
-
 std::u16string TakeErrorDescription() {
   ComPtr<IErrorInfo> info;
   if (GetErrorInfo(0, info.put()) != S_OK || !info) return u"";

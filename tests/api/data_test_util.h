@@ -1,7 +1,7 @@
 // Helpers for the data-function tests: memory recordings and builder files
 // opened through the loader, channel selections, and the contents of the
-// safe arrays the functions return. Groups and channels are reached through
-// the reader tests' Group and Channel.
+// safe arrays the functions return. Groups, channels and the contents of
+// returned arrays are reached through the reader tests' fixture.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -27,24 +27,12 @@ ComPtr<IRecording> MakeMemoryRecording(const model::MemoryRecordingSpec& spec);
 // loader's class object and removes the file (the open recording keeps it).
 ComPtr<IRecording> OpenBuilderFile(const mlr::testing::RecordingSpec& spec);
 
-using reader::test::Channel;
-using reader::test::Group;
+using namespace reader::test;  // Group, Channel and the returned arrays' Contents
 
 // A VT_UNKNOWN vector (lower bound `lower`) of the given channels (null
 // entries allowed).
 SAFEARRAY* Selection(const std::vector<IChannelInfo*>& channels, LONG lower = 0);
 
-// The shape and the elements of a returned array, in memory order.
-template <class T>
-struct Contents {
-  VARTYPE vt = VT_EMPTY;
-  std::vector<LONG> extents;  // per dimension, leftmost first
-  std::vector<LONG> lowers;
-  std::vector<T> values;
-};
-Contents<double> Doubles(SAFEARRAY* array);
-Contents<int16_t> Shorts(SAFEARRAY* array);
-Contents<float> Floats(SAFEARRAY* array);
 
 // The description of the thread's error object (taken), or "" when none.
 std::u16string TakeErrorDescription();

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <utility>
 
 #include "reader/stream_io.h"
 #include "reader/text_convert.h"
@@ -114,6 +115,39 @@ ComPtr<IChannelInfo> TriggerChannel(IRecording* r, LONG index) {
   return channel;
 }
 
+namespace {
+
+template <class T>
+Contents<T> Read(SAFEARRAY* array) {
+  Contents<T> contents;
+  if (array == nullptr) return contents;
+  SafeArrayGetVartype(array, &contents.vt);
+  const UINT dims = SafeArrayGetDim(array);
+  size_t cells = 1;
+  for (UINT d = 1; d <= dims; ++d) {
+    LONG lower = 0;
+    LONG upper = -1;
+    SafeArrayGetLBound(array, d, &lower);
+    SafeArrayGetUBound(array, d, &upper);
+    contents.lowers.push_back(lower);
+    contents.extents.push_back(upper - lower + 1);
+    cells *= static_cast<size_t>(upper - lower + 1);
+  }
+  EXPECT_EQ(SafeArrayGetElemsize(array), sizeof(T));
+  void* data = nullptr;
+  if (cells > 0 && SUCCEEDED(SafeArrayAccessData(array, &data))) {
+    contents.values.assign(static_cast<T*>(data), static_cast<T*>(data) + cells);
+    SafeArrayUnaccessData(array);
+  }
+  return contents;
+}
+
+}  // namespace
+
+Contents<double> Doubles(SAFEARRAY* array) { return Read<double>(array); }
+Contents<int16_t> Shorts(SAFEARRAY* array) { return Read<int16_t>(array); }
+Contents<float> Floats(SAFEARRAY* array) { return Read<float>(array); }
+
 Mux GetMux(IChannelGroup* g, const std::vector<IChannelInfo*>& channels, LONG hnorm, LONG first,
            LONG count, LONG reduction) {
   Mux mux;
@@ -125,23 +159,12 @@ Mux GetMux(IChannelGroup* g, const std::vector<IChannelInfo*>& channels, LONG hn
   mux.hr = g->GetMuxData(&list, hnorm, first, count, reduction, &result);
   SafeArrayDestroy(list);
   if (FAILED(mux.hr) || !result) return mux;
-  mux.dims = SafeArrayGetDim(result);
-  SafeArrayGetLBound(result, 1, &mux.lower);
-  size_t total = 1;
-  for (UINT d = 1; d <= mux.dims; ++d) {
-    LONG lo = 0, hi = -1;
-    SafeArrayGetLBound(result, d, &lo);
-    SafeArrayGetUBound(result, d, &hi);
-    mux.extents.push_back(hi - lo + 1);
-    total *= static_cast<size_t>(hi - lo + 1);
-  }
-  void* data = nullptr;
-  if (SUCCEEDED(SafeArrayAccessData(result, &data))) {
-    const int16_t* v = static_cast<const int16_t*>(data);
-    mux.values.assign(v, v + total);
-    SafeArrayUnaccessData(result);
-  }
+  Contents<int16_t> contents = Shorts(result);
   SafeArrayDestroy(result);
+  mux.dims = static_cast<UINT>(contents.extents.size());
+  if (mux.dims > 0) mux.lower = contents.lowers[0];
+  mux.extents = std::move(contents.extents);
+  mux.values = std::move(contents.values);
   return mux;
 }
 

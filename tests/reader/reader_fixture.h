@@ -54,6 +54,18 @@ LONG TimemarkCount(IRecording* r, kalRecordingCollection type);
 // The channel linked to trigger `index` (null when it links to none).
 ComPtr<IChannelInfo> TriggerChannel(IRecording* r, LONG index);
 
+// The shape and the elements of a safe array, in memory order.
+template <class T>
+struct Contents {
+  VARTYPE vt = VT_EMPTY;
+  std::vector<LONG> extents;  // per dimension, leftmost first
+  std::vector<LONG> lowers;
+  std::vector<T> values;
+};
+Contents<double> Doubles(SAFEARRAY* array);
+Contents<int16_t> Shorts(SAFEARRAY* array);
+Contents<float> Floats(SAFEARRAY* array);
+
 struct Mux {
   HRESULT hr = E_FAIL;
   UINT dims = 0;
