@@ -5,6 +5,7 @@ the project's own builder or storage engine.
 
     import sys; sys.path.insert(0, "<source>/testing")
     from gsf_recording import tagged, text, mux, reduce, write
+    from gsf_recording import recording_streams, analog_and_event_group
 """
 import struct
 
@@ -54,6 +55,40 @@ def reduce(frames, channels, events, factor):
                 hi, lo = max(vals), min(vals)
             out += [hi, lo]
     return out
+
+
+def recording_streams(groups, title, year, day, seconds, extra=()):
+    """The streams "Data/Intern01" (title, UTC start, `extra` tagged records,
+    version 0x20000) and "Data/Config01" (the group numbers)."""
+    intern = [(2, text(title)), (8, struct.pack("<I", year)), (9, struct.pack("<I", day)),
+              (10, struct.pack("<d", seconds)), *extra, (20, struct.pack("<I", 0x20000))]
+    return {"Data/Intern01": tagged(intern),
+            "Data/Config01": struct.pack("<%dI" % (len(groups) + 1), *groups, 0xFFFFFFFF)}
+
+
+def analog_and_event_group(number, segments, vnorms, name, unit, reduction=None, event_tags=()):
+    """The streams of channel group `number`: channel 1 analog (`name`,
+    `unit`, vertical normsets of (start, Y0, YStep)), channel 2 an event
+    channel (its tagged records `event_tags` first); `segments` hold (start,
+    step, analog samples, event words); with `reduction`, the stored reduced
+    stream at that factor."""
+    base = "Data/ChGroup%d/" % number
+    frames = [[v for pair in zip(a, e) for v in pair] for _, _, a, e in segments]
+    streams = {
+        base + "Config01": struct.pack("<III", 1, 2, 0xFFFFFFFF)
+                           + tagged([(0x4000, struct.pack("<I", reduction))] if reduction else []),
+        base + "HNorms02": struct.pack("<I", len(segments)) + b"".join(
+            struct.pack("<ddI", start, step, len(a)) for start, step, a, _ in segments),
+        base + "MuxData02": mux(frames, 2),
+        base + "Channel1/Intern01": tagged([(0, text(name)), (100, text(unit))]),
+        base + "Channel1/VNorms01": struct.pack("<I", len(vnorms)) + b"".join(
+            struct.pack("<ddd", *v) for v in vnorms),
+        base + "Channel2/Intern01": tagged([*event_tags, (102, struct.pack("<I", 1))]),
+    }
+    if reduction:
+        streams[base + "MuxData%d" % reduction] = mux(
+            [reduce(f, 2, [False, True], reduction) for f in frames], 4)
+    return streams
 
 
 def summary_information(app_name, comment):

@@ -12,7 +12,7 @@ import sys
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "testing"))
 from krf_cli import Krf  # noqa: E402
-from gsf_recording import reduce, tagged, text, mux, write  # noqa: E402
+from gsf_recording import analog_and_event_group, recording_streams, write  # noqa: E402
 
 KRF, WORK = sys.argv[1], sys.argv[2]
 krf = Krf(KRF)
@@ -38,26 +38,10 @@ def scaled(raw, t):
     return raw * step + y0
 
 
-def frames(seg):
-    return [v for pair in zip(VOLT[seg], EVENTS_SIGNED[seg]) for v in pair]
-
-
 streams = {
-    "Data/Intern01": tagged([(2, text("s")), (8, struct.pack("<I", 2011)),
-                             (9, struct.pack("<I", 5)), (10, struct.pack("<d", 0.0)),
-                             (20, struct.pack("<I", 0x20000))]),
-    "Data/Config01": struct.pack("<II", 1, 0xFFFFFFFF),
-    "Data/ChGroup1/Config01": struct.pack("<III", 1, 2, 0xFFFFFFFF)
-                              + tagged([(0x4000, struct.pack("<I", 2))]),
-    "Data/ChGroup1/HNorms02": struct.pack("<I", 2) + b"".join(
-        struct.pack("<ddI", start, step, len(VOLT[i])) for i, (start, step) in enumerate(STARTS)),
-    "Data/ChGroup1/MuxData02": mux([frames(0), frames(1)], 2),
-    "Data/ChGroup1/MuxData2": mux([reduce(frames(0), 2, [False, True], 2),
-                                   reduce(frames(1), 2, [False, True], 2)], 4),
-    "Data/ChGroup1/Channel1/Intern01": tagged([(0, text("Volt")), (100, text("V"))]),
-    "Data/ChGroup1/Channel1/VNorms01": struct.pack("<I", 2) + b"".join(
-        struct.pack("<ddd", *v) for v in VNORMS),
-    "Data/ChGroup1/Channel2/Intern01": tagged([(102, struct.pack("<I", 1))]),
+    **recording_streams([1], "s", 2011, 5, 0.0),
+    **analog_and_event_group(1, [(*STARTS[i], VOLT[i], EVENTS_SIGNED[i]) for i in range(2)],
+                             VNORMS, "Volt", "V", reduction=2),
 }
 path = os.path.join(WORK, "data.krf")
 write(path, streams)

@@ -11,7 +11,7 @@ import sys
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "testing"))
 from krf_cli import Krf  # noqa: E402
-from gsf_recording import tagged, text, mux, write  # noqa: E402
+from gsf_recording import analog_and_event_group, recording_streams, text, write  # noqa: E402
 
 KRF, WORK = sys.argv[1], sys.argv[2]
 krf = Krf(KRF)
@@ -57,27 +57,13 @@ def expected(t, event=False):
     return ABSENT, None
 
 
-def frames(ch1, ch2):
-    return [v for pair in zip(ch1, ch2) for v in pair]
-
-
 def trigger(source, time, name):
     return struct.pack("<IIdiI", 24 + len(text(name)), source, time, 0, 0) + text(name)
 
 
 streams = {
-    "Data/Intern01": tagged([(2, text("values")), (8, struct.pack("<I", 2010)),
-                             (9, struct.pack("<I", 3)), (10, struct.pack("<d", 60.0)),
-                             (20, struct.pack("<I", 0x20000))]),
-    "Data/Config01": struct.pack("<II", 2, 0xFFFFFFFF),
-    "Data/ChGroup2/Config01": struct.pack("<III", 1, 2, 0xFFFFFFFF) + tagged([]),
-    "Data/ChGroup2/HNorms02": struct.pack("<I", 2) + b"".join(
-        struct.pack("<ddI", start, step, len(values)) for start, step, values in SEGMENTS),
-    "Data/ChGroup2/MuxData02": mux([frames(s[2], e) for s, e in zip(SEGMENTS, EVENTS)], 2),
-    "Data/ChGroup2/Channel1/Intern01": tagged([(0, text("Volt")), (100, text("V"))]),
-    "Data/ChGroup2/Channel1/VNorms01": struct.pack("<I", 2) + b"".join(
-        struct.pack("<ddd", *v) for v in VNORMS),
-    "Data/ChGroup2/Channel2/Intern01": tagged([(102, struct.pack("<I", 1))]),
+    **recording_streams([2], "values", 2010, 3, 60.0),
+    **analog_and_event_group(2, [(*s, e) for s, e in zip(SEGMENTS, EVENTS)], VNORMS, "Volt", "V"),
     "Data/Markers01": struct.pack("<I", 3) + b"".join(
         struct.pack("<dI", t, 1) for t in (0.25, 0.5, 2.5)),
     "Data/Bookmarks01": struct.pack("<I", 2) + struct.pack("<d", 0.75) + text("x")

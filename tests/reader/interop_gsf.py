@@ -15,6 +15,7 @@ import olefile
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "testing"))
 from krf_cli import Krf  # noqa: E402
+from gsf_recording import analog_and_event_group, recording_streams  # noqa: E402
 from gsf_recording import reduce, tagged, text, mux, write  # noqa: E402
 
 KRF, WORK = sys.argv[1], sys.argv[2]
@@ -27,22 +28,11 @@ run, rows, check = krf.run, krf.rows, krf.same
 A = [((i * 37) % 2001) - 1000 for i in range(30)]
 E = [(i // 5) & 0x5 for i in range(30)]
 seg1 = [v for pair in zip(A[:18], E[:18]) for v in pair]
-seg2 = [v for pair in zip(A[18:], E[18:]) for v in pair]
 streams = {
-    "Data/Intern01": tagged([(2, text("s")), (8, struct.pack("<I", 2006)),
-                             (9, struct.pack("<I", 77)), (10, struct.pack("<d", 1234.25)),
-                             (7, struct.pack("<d", 0.2)), (20, struct.pack("<I", 0x20000))]),
-    "Data/Config01": struct.pack("<II", 4, 0xFFFFFFFF),
-    "Data/ChGroup4/Config01": struct.pack("<III", 1, 2, 0xFFFFFFFF)
-                              + tagged([(0x4000, struct.pack("<I", 4))]),
-    "Data/ChGroup4/HNorms02": struct.pack("<I", 2) + struct.pack("<ddI", 0.0, 0.1, 18)
-                              + struct.pack("<ddI", 5.0, 0.1, 12),
-    "Data/ChGroup4/MuxData02": mux([seg1, seg2], 2),
-    "Data/ChGroup4/MuxData4": mux([reduce(seg1, 2, [False, True], 4),
-                                   reduce(seg2, 2, [False, True], 4)], 4),
-    "Data/ChGroup4/Channel1/Intern01": tagged([(0, text("Alpha")), (100, text("mV"))]),
-    "Data/ChGroup4/Channel1/VNorms01": struct.pack("<I", 1) + struct.pack("<ddd", 0.0, 0.5, 0.001),
-    "Data/ChGroup4/Channel2/Intern01": tagged([(2, text("Door")), (102, struct.pack("<I", 1))]),
+    **recording_streams([4], "s", 2006, 77, 1234.25, extra=[(7, struct.pack("<d", 0.2))]),
+    **analog_and_event_group(4, [(0.0, 0.1, A[:18], E[:18]), (5.0, 0.1, A[18:], E[18:])],
+                             [(0.0, 0.5, 0.001)], "Alpha", "mV", reduction=4,
+                             event_tags=[(2, text("Door"))]),
     "Data/Markers01": struct.pack("<I", 2) + struct.pack("<dI", 0.3, 1) + struct.pack("<dI", 0.7, 1),
     "Data/Bookmarks01": struct.pack("<I", 1) + struct.pack("<d", 1.1) + text("Note"),
     "Data/Triggers01": struct.pack("<I", 1) + struct.pack("<IIdiI", 24 + 8, 3, 0.9, 1, 1) + text("Lvl"),
