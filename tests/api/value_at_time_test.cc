@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "LegacyRecording.h"
-#include "model/memory_recording.h"
 #include "platform/com_ptr.h"
 #include "platform/win.h"
 #include "tests/api/data_test_util.h"
@@ -66,14 +65,11 @@ Answer At(IChannelInfo* channel, double time) {
 // void before 0.25. Segments 0 .. 0.5 and 1.0 .. 1.2 at 0.1 s.
 // Group 2: one channel, no normsets.
 ComPtr<IRecording> ValueRecording() {
-  using mlr::model::MemoryChannelSpec;
-  mlr::model::MemoryGroupSpec group;
-  group.channels = {
-      MemoryChannelSpec{u"A", u"V", false, {}, {{1.0, 0.5, 0.0}, {-2.0, -0.25, 0.45}}},
-      MemoryChannelSpec{u"E", u"", true, {}, {}},
-      MemoryChannelSpec{u"N", u"V", false, {}, {}},
-      MemoryChannelSpec{u"V", u"V", false, {}, {{0.0, kVoid, 0.0}, {0.0, 1.0, 0.25}}},
-  };
+  TestGroup group;
+  group.channels = {{false, {{1.0, 0.5, 0.0}, {-2.0, -0.25, 0.45}}},
+                    {true, {}},
+                    {false, {}},
+                    {false, {{0.0, kVoid, 0.0}, {0.0, 1.0, 0.25}}}};
   // Frames: A, E, N, V.
   group.segments.push_back({0.0, 0.1, {100, 1, 0, 10,            //
                                        201, kAbsent, 0, 20,       //
@@ -82,13 +78,9 @@ ComPtr<IRecording> ValueRecording() {
                                        -32767, 5, 0, 50,          //
                                        10, 6, 0, 60}});
   group.segments.push_back({1.0, 0.1, {7, 1, 0, 0, 8, 2, 0, 0, 9, 3, 0, 0}});
-  mlr::model::MemoryGroupSpec empty;
-  empty.channels = {MemoryChannelSpec{u"X", u"V", false, {}, {{0.0, 1.0, 0.0}}}};
-  mlr::model::MemoryRecordingSpec spec;
-  spec.groups = {group, empty};
-  ComPtr<IRecording> recording;
-  EXPECT_EQ(mlr::model::CreateMemoryRecording(spec, recording.put()), S_OK);
-  return recording;
+  TestGroup empty;
+  empty.channels = {{false, {{0.0, 1.0, 0.0}}}};
+  return InMemory({group, empty});
 }
 
 TEST(ValueAtTime, FailuresAnswerSOkWithNoValueAndLeaveTheError) {
