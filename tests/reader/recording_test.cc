@@ -126,44 +126,12 @@ TEST_F(ReaderTest, ConcurrentFirstUsesLoadOnce) {
   EXPECT_EQ(markers, std::vector<LONG>(4, 2));
 }
 
-TEST_F(ReaderTest, VoicemarkData) {
-  ComPtr<IRecording> r;
+// Three marks: 8-bit mono (10 samples), 16-bit stereo, and one whose sound
+// stream is missing.
+TEST_F(ReaderTest, VoicemarkDataShapesAndMissingSound) {
   RecordingSpec spec = SampleRecording();
   spec.voicemarks[0].sound.resize(10);
   for (int i = 0; i < 10; ++i) spec.voicemarks[0].sound[static_cast<size_t>(i)] = static_cast<uint8_t>(i + 1);
-  ASSERT_EQ(Open(Write(spec, "voice"), &r), S_OK);
-  ComPtr<IVoiceMarks> marks = CollectionOf<IVoiceMarks>(r.get(), kalRecColVoicemarks);
-  ASSERT_TRUE(marks);
-  ComPtr<IUnknown> item;
-  marks->get_Item(1, item.put());
-  ComPtr<IVoiceMark> mark = item.As<IVoiceMark>();
-  LONG length = 0;
-  mark->get_Length(&length);
-  EXPECT_EQ(length, 10);
-  VARIANT v;
-  VariantInit(&v);
-  // GetData(1, 9) on a 10-sample mark gives all 10 samples.
-  ASSERT_EQ(mark->GetData(1, 9, &v), S_OK);
-  ASSERT_EQ(v.vt, VT_ARRAY | VT_I1);
-  LONG hi = 0;
-  SafeArrayGetUBound(v.parray, 1, &hi);
-  EXPECT_EQ(hi, 9);
-  LONG at = 9;
-  int8_t last = 0;
-  SafeArrayGetElement(v.parray, &at, &last);
-  EXPECT_EQ(last, 10);
-  VariantClear(&v);
-  EXPECT_EQ(mark->GetData(11, 1, &v), S_OK);
-  EXPECT_EQ(v.vt, VT_EMPTY);
-  EXPECT_EQ(mark->GetData(0, 1, &v), E_INVALIDARG);
-  EXPECT_EQ(mark->Remove(), E_NOTIMPL);
-  item.reset();
-  EXPECT_EQ(marks->get_Item(2, item.put()), S_OK);
-  EXPECT_FALSE(item);
-}
-
-TEST_F(ReaderTest, VoicemarkShapesAndMissingSound) {
-  RecordingSpec spec = SampleRecording();
   mlr::testing::VoicemarkSpec stereo;
   stereo.stream_number = 7;
   stereo.bits_per_sample = 16;
@@ -172,7 +140,8 @@ TEST_F(ReaderTest, VoicemarkShapesAndMissingSound) {
   for (int i = 0; i < 40; ++i) stereo.sound.push_back(static_cast<uint8_t>(i));  // 10 frames
   mlr::testing::VoicemarkSpec lost = stereo;
   lost.stream_number = 8;
-  spec.voicemarks = {stereo, lost};
+  spec.voicemarks.push_back(stereo);
+  spec.voicemarks.push_back(lost);
   spec.overrides["Data/Voicemarks/Voicemark8"] = std::nullopt;
   ComPtr<IRecording> r;
   ASSERT_EQ(Open(Write(spec, "voices"), &r), S_OK);
@@ -180,19 +149,41 @@ TEST_F(ReaderTest, VoicemarkShapesAndMissingSound) {
   ASSERT_TRUE(marks);
   LONG first = 0, last = 0;
   marks->GetIndicesFromTime(1.0, 2.0, &first, &last);
-  EXPECT_EQ(first, 1);
-  EXPECT_EQ(last, 2);
+  EXPECT_EQ(first, 2);
+  EXPECT_EQ(last, 3);
   std::vector<ComPtr<IVoiceMark>> items;
-  for (LONG i = 1; i <= 2; ++i) {
+  for (LONG i = 1; i <= 3; ++i) {
     ComPtr<IUnknown> item;
     marks->get_Item(i, item.put());
     items.push_back(item.As<IVoiceMark>());
   }
-  // 16-bit stereo: channels x (count x 4 bytes) elements of VT_I2, of which
-  // the first count x 4 bytes hold the sound and the rest stays zero.
+  LONG length = 0;
+  items[0]->get_Length(&length);
+  EXPECT_EQ(length, 10);
   VARIANT v;
   VariantInit(&v);
-  ASSERT_EQ(items[0]->GetData(2, 3, &v), S_OK);
+  // GetData(1, 9) on a 10-sample mark gives all 10 samples.
+  ASSERT_EQ(items[0]->GetData(1, 9, &v), S_OK);
+  ASSERT_EQ(v.vt, VT_ARRAY | VT_I1);
+  LONG hi = 0;
+  SafeArrayGetUBound(v.parray, 1, &hi);
+  EXPECT_EQ(hi, 9);
+  LONG at = 9;
+  int8_t final_sample = 0;
+  SafeArrayGetElement(v.parray, &at, &final_sample);
+  EXPECT_EQ(final_sample, 10);
+  VariantClear(&v);
+  EXPECT_EQ(items[0]->GetData(11, 1, &v), S_OK);
+  EXPECT_EQ(v.vt, VT_EMPTY);
+  EXPECT_EQ(items[0]->GetData(0, 1, &v), E_INVALIDARG);
+  EXPECT_EQ(items[0]->Remove(), E_NOTIMPL);
+  ComPtr<IUnknown> none;
+  EXPECT_EQ(marks->get_Item(4, none.put()), S_OK);
+  EXPECT_FALSE(none);
+
+  // 16-bit stereo: channels x (count x 4 bytes) elements of VT_I2, of which
+  // the first count x 4 bytes hold the sound and the rest stays zero.
+  ASSERT_EQ(items[1]->GetData(2, 3, &v), S_OK);
   ASSERT_EQ(v.vt, VT_ARRAY | VT_I2);
   ASSERT_EQ(SafeArrayGetDim(v.parray), 2u);
   LONG hi1 = 0, hi2 = 0;
@@ -210,7 +201,7 @@ TEST_F(ReaderTest, VoicemarkShapesAndMissingSound) {
   SafeArrayUnaccessData(v.parray);
   VariantClear(&v);
   // A mark whose sound stream is missing answers E_OUTOFMEMORY, as it always has.
-  EXPECT_EQ(items[1]->GetData(1, 1, &v), E_OUTOFMEMORY);
+  EXPECT_EQ(items[2]->GetData(1, 1, &v), E_OUTOFMEMORY);
   EXPECT_EQ(v.vt, VT_EMPTY);
 }
 
