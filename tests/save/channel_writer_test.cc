@@ -4,9 +4,7 @@
 #include <filesystem>
 #include <tuple>
 
-#include "testing/krf_builder.h"
 #include "testing/krf_bytes.h"
-#include "testing/krf_writer.h"
 #include "tests/save/writer_fixture.h"
 
 namespace mlr::save::test {
@@ -53,13 +51,6 @@ MemoryRecordingSpec TwoGroupSpec() {
                    {1.0, kalTriggerSrcChannel, u"B1", 2, 1},
                    {2.1, kalTriggerSrcManual, u"Man", 0, 0}};
   return spec;
-}
-
-mlr::testing::ChannelSpec BuilderChannel(uint32_t number) {
-  mlr::testing::ChannelSpec channel;
-  channel.number = number;
-  channel.name = u"c" + std::u16string(1, char16_t(u'0' + number));
-  return channel;
 }
 
 struct HNormValues {
@@ -315,17 +306,10 @@ TEST_F(WriterTest, FailedFetchIsTheGroupsErrorAndTheCleanUpEmptiesItsStreams) {
   }
 }
 
-// A builder file whose normset claims 400 million frames of 3 channels while
-// it stores ten: only the normsets are read before the refusal or the stop.
+// Three channels of 400 million frames: only the normsets are read before
+// the refusal or the stop.
 TEST_F(WriterTest, FullRateDataOf2GiBIsRefusedWithoutKssAndAStopEndsTheAllocation) {
-  mlr::testing::RecordingSpec spec;
-  mlr::testing::GroupSpec group;
-  group.number = 1;
-  group.channels = {BuilderChannel(1), BuilderChannel(2), BuilderChannel(3)};
-  group.hnorms = {{0.0, 1e-6, 400000000}};
-  group.segments = {std::vector<int16_t>(30, 1)};
-  spec.groups = {group};
-  ASSERT_EQ(mlr::testing::WriteRecordingFile(Path("sparse.krf"), spec), S_OK);
+  WriteSparseRecording(Path("sparse.krf"), 3, 400000000);
   ComPtr<IRecording> source;
   ASSERT_EQ(Open(Path("sparse.krf"), &source), S_OK);
   ComPtr<IChannelInfo> c1 = Channel(source.get(), 1, 1), c2 = Channel(source.get(), 1, 2),

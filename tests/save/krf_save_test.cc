@@ -13,7 +13,6 @@
 #include <iterator>
 #include <string>
 
-#include "testing/krf_writer.h"
 #include "tests/save/writer_fixture.h"
 
 namespace mlr::save::test {
@@ -25,14 +24,15 @@ class KrfSaveTest : public WriterTest {
  protected:
   // Runs krf with `args`; its exit status, standard error in *err.
   int Krf(const std::string& args, std::string* err) {
-    const std::string krf = std::string(MLR_BINARY_DIR) + "/tools/krf/krf";
-    EXPECT_EQ(access(krf.c_str(), X_OK), 0) << krf;
+    EXPECT_EQ(access(krf_.c_str(), X_OK), 0) << krf_;
     const std::string err_path = Path("stderr.txt");
-    const int status = std::system((krf + " " + args + " > /dev/null 2> " + err_path).c_str());
+    const int status = std::system((krf_ + " " + args + " > /dev/null 2> " + err_path).c_str());
     std::ifstream in(err_path);
     err->assign(std::istreambuf_iterator<char>(in), {});
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   }
+
+  const std::string krf_ = std::string(MLR_BINARY_DIR) + "/tools/krf/krf";
 };
 
 TEST_F(KrfSaveTest, SavesTheChosenChannelsAndReportsEachStatus) {
@@ -65,44 +65,23 @@ TEST_F(KrfSaveTest, ABadSelectionIsRefusedAndNoTargetIsMade) {
 }
 
 TEST_F(KrfSaveTest, CtrlCDuringTheDataAbortsTheSaveAndLeavesNoTarget) {
-  // The normset claims 250 million frames of two channels (1 GB to write,
-  // seconds of work) while the file stores ten: the save is still writing
-  // data when the interrupt comes.
-  mlr::testing::RecordingSpec spec;
-  mlr::testing::GroupSpec group;
-  group.number = 1;
-  for (uint32_t c = 1; c <= 2; ++c) {
-    mlr::testing::ChannelSpec channel;
-    channel.number = c;
-    channel.name = u"c";
-    group.channels.push_back(channel);
-  }
-  group.hnorms = {{0.0, 1e-6, 250000000}};
-  group.segments = {std::vector<int16_t>(20, 7)};
-  spec.groups = {group};
+  // Two channels of 250 million frames (1 GB to write, seconds of work): the
+  // save is still writing data when the interrupt comes.
   const std::string source = Path("source.krf"), target = Path("target.krf");
-  ASSERT_EQ(mlr::testing::WriteRecordingFile(source, spec), S_OK);
+  WriteSparseRecording(source, 2, 250000000);
   const std::string source_bytes = FileBytes(source);
 
-  int err_pipe[2];
-  ASSERT_EQ(pipe(err_pipe), 0);
-  const std::string krf = std::string(MLR_BINARY_DIR) + "/tools/krf/krf";
-  const pid_t pid = fork();
-  ASSERT_GE(pid, 0);
-  if (pid == 0) {
-    dup2(err_pipe[1], STDERR_FILENO);
-    close(err_pipe[0]);
-    close(err_pipe[1]);
-    execl(krf.c_str(), krf.c_str(), "save", target.c_str(), source.c_str(),
-          static_cast<char*>(nullptr));
-    _exit(127);
-  }
-  close(err_pipe[1]);
-  FILE* err = fdopen(err_pipe[0], "r");
+  // The shell prints its process number, then becomes krf, whose standard
+  // error is read here line by line.
+  const std::string command =
+      "echo $$; exec " + krf_ + " save " + target + " " + source + " 2>&1 >/dev/null";
+  FILE* err = popen(command.c_str(), "r");
   ASSERT_NE(err, nullptr);
+  char line[512];
+  ASSERT_TRUE(std::fgets(line, sizeof line, err));
+  const pid_t pid = static_cast<pid_t>(std::atol(line));
   std::string lines;
   bool interrupted = false;
-  char line[512];
   while (std::fgets(line, sizeof line, err)) {
     lines += line;
     if (!interrupted && std::string(line) == "krf save: saving data\n") {
@@ -111,9 +90,7 @@ TEST_F(KrfSaveTest, CtrlCDuringTheDataAbortsTheSaveAndLeavesNoTarget) {
       interrupted = true;
     }
   }
-  std::fclose(err);
-  int status = 0;
-  ASSERT_EQ(waitpid(pid, &status, 0), pid);
+  const int status = pclose(err);
 
   ASSERT_TRUE(interrupted) << lines;
   ASSERT_TRUE(WIFEXITED(status)) << lines;

@@ -56,6 +56,22 @@ ComPtr<IRecording> MakeMemoryRecording(const model::MemoryRecordingSpec& spec) {
   return recording;
 }
 
+void WriteSparseRecording(const std::string& path, uint32_t channels, uint32_t frames) {
+  mlr::testing::GroupSpec group;
+  group.number = 1;
+  for (uint32_t c = 1; c <= channels; ++c) {
+    mlr::testing::ChannelSpec channel;
+    channel.number = c;
+    channel.name = u"c" + std::u16string(1, char16_t(u'0' + c));
+    group.channels.push_back(channel);
+  }
+  group.hnorms = {{0.0, 1e-6, frames}};
+  group.segments = {std::vector<int16_t>(10 * channels, 1)};
+  mlr::testing::RecordingSpec spec;
+  spec.groups = {group};
+  ASSERT_EQ(mlr::testing::WriteRecordingFile(path, spec), S_OK);
+}
+
 std::vector<IChannelInfo*> AllChannels(IRecording* r, std::vector<ComPtr<IChannelInfo>>* keep) {
   std::vector<IChannelInfo*> out;
   for (LONG g = 1; Group(r, g); ++g) {

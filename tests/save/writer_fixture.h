@@ -55,6 +55,9 @@ class WriterTest : public reader::test::ReaderTest {
 
 
 ComPtr<IRecording> MakeMemoryRecording(const model::MemoryRecordingSpec& spec);
+// A builder file at `path`: one group of `channels` channels whose normset
+// claims `frames` frames at 1 us while the file stores ten.
+void WriteSparseRecording(const std::string& path, uint32_t channels, uint32_t frames);
 // Every channel of `r`, group after group; `keep` holds the references.
 std::vector<IChannelInfo*> AllChannels(IRecording* r, std::vector<ComPtr<IChannelInfo>>* keep);
 
