@@ -33,9 +33,7 @@ ComPtr<IRecording> EventRecording() {
   spec.markers = {1.0, 2.0, 3.0, 12.0};
   spec.bookmarks = {{0.5, u"a"}, {2.0, u"b"}, {2.0, u"c"}, {7.0, u"d"}};
   spec.triggers = {{1.5, kalTriggerSrcManual, u"t1", 0, 0}, {4.0, kalTriggerSrcExternal, u"t2", 0, 0}};
-  ComPtr<IRecording> recording;
-  EXPECT_EQ(mlr::model::CreateMemoryRecording(spec, recording.put()), S_OK);
-  return recording;
+  return mlr::api::test::MakeMemoryRecording(spec);
 }
 
 // The times GetEventTimesFromCollection returns; checks the array's shape.
