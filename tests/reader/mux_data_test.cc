@@ -112,9 +112,8 @@ TEST_F(MuxDataTest, ItemCountsAtAndPastTheEnd) {
       Mux mux = GetMux(group_.get(), asked, c.hnorm, c.first, c.count, c.reduction);
       ASSERT_EQ(mux.hr, S_OK);
       // One channel at full rate is a vector from 0; anything else two dimensions from 1.
-      EXPECT_EQ(mux.dims, width == 1 && c.reduction == 1 ? 1u : 2u);
-      EXPECT_EQ(mux.lower, width == 1 && c.reduction == 1 ? 0 : 1);
-      ASSERT_FALSE(mux.extents.empty());
+      ASSERT_EQ(mux.extents.size(), width == 1 && c.reduction == 1 ? 1u : 2u);
+      EXPECT_EQ(mux.lowers[0], width == 1 && c.reduction == 1 ? 0 : 1);
       EXPECT_EQ(mux.extents.back(), c.items);
       EXPECT_EQ(mux.values.size(), width * static_cast<size_t>(c.items) * (c.reduction == 1 ? 1 : 2));
     }

@@ -6,7 +6,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <utility>
 
 #include "reader/stream_io.h"
 #include "reader/text_convert.h"
@@ -159,12 +158,8 @@ Mux GetMux(IChannelGroup* g, const std::vector<IChannelInfo*>& channels, LONG hn
   mux.hr = g->GetMuxData(&list, hnorm, first, count, reduction, &result);
   SafeArrayDestroy(list);
   if (FAILED(mux.hr) || !result) return mux;
-  Contents<int16_t> contents = Shorts(result);
+  static_cast<Contents<int16_t>&>(mux) = Shorts(result);
   SafeArrayDestroy(result);
-  mux.dims = static_cast<UINT>(contents.extents.size());
-  if (mux.dims > 0) mux.lower = contents.lowers[0];
-  mux.extents = std::move(contents.extents);
-  mux.values = std::move(contents.values);
   return mux;
 }
 

@@ -66,12 +66,9 @@ Contents<double> Doubles(SAFEARRAY* array);
 Contents<int16_t> Shorts(SAFEARRAY* array);
 Contents<float> Floats(SAFEARRAY* array);
 
-struct Mux {
+// GetMuxData's status and result.
+struct Mux : Contents<int16_t> {
   HRESULT hr = E_FAIL;
-  UINT dims = 0;
-  LONG lower = -1;
-  std::vector<LONG> extents;  // per dimension
-  std::vector<int16_t> values;
 };
 Mux GetMux(IChannelGroup* g, const std::vector<IChannelInfo*>& channels, LONG hnorm, LONG first,
            LONG count, LONG reduction);
