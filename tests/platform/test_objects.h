@@ -107,3 +107,29 @@ inline VARIANT Missing() {
 inline std::u16string TextOf(BSTR text) {
   return text ? std::u16string(text, SysStringLen(text)) : std::u16string();
 }
+
+// The calling thread's error object, taken (which clears it); `present` is
+// false when there is none.
+struct ThreadError {
+  bool present = false;
+  GUID guid{};
+  std::u16string source;
+  std::u16string description;
+};
+inline ThreadError TakeThreadError() {
+  ThreadError out;
+  IErrorInfo* info = nullptr;
+  if (GetErrorInfo(0, &info) != S_OK || !info) return out;
+  out.present = true;
+  info->GetGUID(&out.guid);
+  BSTR source = nullptr;
+  BSTR description = nullptr;
+  info->GetSource(&source);
+  info->GetDescription(&description);
+  out.source = TextOf(source);
+  out.description = TextOf(description);
+  SysFreeString(source);
+  SysFreeString(description);
+  info->Release();
+  return out;
+}

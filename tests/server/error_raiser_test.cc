@@ -7,40 +7,11 @@
 #include <string>
 
 #include "LegacyRecording.h"
-#include "platform/com_ptr.h"
 #include "platform/win.h"
 #include "server/error_raiser.h"
+#include "tests/platform/test_objects.h"
 
 namespace {
-
-std::u16string Take(BSTR text) {
-  std::u16string out = text ? std::u16string(text, SysStringLen(text)) : std::u16string();
-  SysFreeString(text);
-  return out;
-}
-
-struct ThreadError {
-  bool present = false;
-  GUID guid{};
-  std::u16string source;
-  std::u16string description;
-};
-
-// Takes the calling thread's error object (which clears it).
-ThreadError TakeThreadError() {
-  ThreadError out;
-  mlr::ComPtr<IErrorInfo> info;
-  if (GetErrorInfo(0, info.put()) != S_OK || !info) return out;
-  out.present = true;
-  info->GetGUID(&out.guid);
-  BSTR text = nullptr;
-  info->GetSource(&text);
-  out.source = Take(text);
-  text = nullptr;
-  info->GetDescription(&text);
-  out.description = Take(text);
-  return out;
-}
 
 TEST(ErrorRaiser, EveryMessageGivesItsStatusAndText) {
   struct Case {

@@ -5,10 +5,10 @@
 #include <sstream>
 #include <string>
 
-#include "platform/com_ptr.h"
 #include "platform/strings.h"
 #include "server/registrar.h"
 #include "tests/platform/registry_fixture.h"
+#include "tests/platform/test_objects.h"
 
 namespace {
 
@@ -100,16 +100,6 @@ TEST_F(Registrar, PlainKeyWithForeignSubKeysSurvivesUnregistration) {
   EXPECT_TRUE(KeyExists(u"Parent\\Theirs"));
 }
 
-std::string ThreadErrorText() {
-  mlr::ComPtr<IErrorInfo> info;
-  if (GetErrorInfo(0, info.put()) != S_OK || !info) return std::string();
-  BSTR text = nullptr;
-  info->GetDescription(&text);
-  std::string out = mlr::ToUtf8(text);
-  SysFreeString(text);
-  return out;
-}
-
 TEST_F(Registrar, SyntaxErrorsWriteNothingAndSayWhere) {
   const struct {
     const char* script;
@@ -130,7 +120,7 @@ TEST_F(Registrar, SyntaxErrorsWriteNothingAndSayWhere) {
     // A valid first part must not be written either.
     const std::string script = std::string("HKCR { Written = s 'no' }\n") + c.script;
     EXPECT_EQ(Run(script), mlr::server::kScriptSyntaxError);
-    const std::string text = ThreadErrorText();
+    const std::string text = mlr::ToUtf8(TakeThreadError().description.c_str());
     std::string expected = c.message;
     const int line = std::stoi(expected.substr(5)) + 1;  // one line was prepended
     expected = "line " + std::to_string(line) + expected.substr(expected.find(':'));
