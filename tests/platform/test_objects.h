@@ -1,4 +1,4 @@
-// Test doubles and argument makers shared by the platform tests.
+// Test doubles and argument makers shared by the tests of several folders.
 #pragma once
 
 #include "platform/ref_count.h"
@@ -42,6 +42,22 @@ class CountedObject : public IDispatch {
 
  private:
   mlr::RefCount refs_{1};
+};
+
+// A controlling object for aggregation tests: it counts the references it
+// receives and delegates every interface but IUnknown to `inner`.
+class CountingOuter final : public IUnknown {
+ public:
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
+    if (riid != IID_IUnknown) return inner->QueryInterface(riid, ppv);
+    *ppv = this;
+    AddRef();
+    return S_OK;
+  }
+  ULONG STDMETHODCALLTYPE AddRef() override { return ++refs; }
+  ULONG STDMETHODCALLTYPE Release() override { return --refs; }
+  ULONG refs = 1;
+  IUnknown* inner = nullptr;
 };
 
 // VARIANT values for arguments and conversion sources. A VT_BSTR one owns

@@ -1,6 +1,5 @@
 // The module entry points: class objects, unloading, aggregation,
 // self-registration and activation through the registry.
-#include <atomic>
 #include <fstream>
 #include <string>
 
@@ -10,6 +9,7 @@
 #include "server/module.h"
 #include "testing/krf_writer.h"
 #include "tests/platform/registry_fixture.h"
+#include "tests/platform/test_objects.h"
 
 namespace {
 
@@ -58,27 +58,10 @@ TEST(ClassObjects, UnloadWaitsForObjectsAndServerLocks) {
   EXPECT_EQ(DllCanUnloadNow(), S_OK);
 }
 
-// A controlling object that counts the references it receives.
-class Outer final : public IUnknown {
- public:
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
-    if (riid == IID_IUnknown) {
-      *ppv = this;
-      AddRef();
-      return S_OK;
-    }
-    return inner->QueryInterface(riid, ppv);  // delegates the rest
-  }
-  ULONG STDMETHODCALLTYPE AddRef() override { return ++refs; }
-  ULONG STDMETHODCALLTYPE Release() override { return --refs; }
-  std::atomic<ULONG> refs{1};
-  IUnknown* inner = nullptr;
-};
-
 TEST(ClassObjects, LoaderCanBeAggregated) {
   ComPtr<IClassFactory> factory;
   ASSERT_EQ(DllGetClassObject(CLSID_KrfLoader, IID_IClassFactory, factory.put_void()), S_OK);
-  Outer outer;
+  CountingOuter outer;
   void* p = reinterpret_cast<void*>(1);
   EXPECT_EQ(factory->CreateInstance(&outer, IID_IKrfLoader, &p), CLASS_E_NOAGGREGATION);
   EXPECT_EQ(p, nullptr);
