@@ -64,8 +64,4 @@ ComPtr<IUnknown> CollectionOf(IRecording* recording, LONG type) {
   return result;
 }
 
-std::u16string ToU16(BSTR text) {
-  return text == nullptr ? std::u16string() : std::u16string(text, SysStringLen(text));
-}
-
 }  // namespace mlr::model::testing

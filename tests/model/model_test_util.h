@@ -12,6 +12,7 @@
 #include "model/memory_recording.h"
 #include "platform/com_ptr.h"
 #include "platform/win.h"
+#include "tests/platform/test_objects.h"
 
 namespace mlr::model::testing {
 
@@ -48,8 +49,6 @@ ComPtr<T> CollectionAs(IRecording* recording, LONG type) {
 // The object's identity (its IUnknown), for comparing objects.
 inline ComPtr<IUnknown> Identity(IUnknown* object) { return QueryAs<IUnknown>(object, IID_IUnknown); }
 
-std::u16string ToU16(BSTR text);
-
 // What a property getter answers; the call must succeed. Text() takes a
 // BSTR getter's text, Child() an object getter's result, At() an Item.
 template <class B, class R, class I>
@@ -62,7 +61,7 @@ template <class B, class I>
 std::u16string Text(I* object, HRESULT (STDMETHODCALLTYPE B::*getter)(BSTR*)) {
   BSTR text = nullptr;
   EXPECT_EQ(S_OK, (object->*getter)(&text));
-  std::u16string result = ToU16(text);
+  std::u16string result = TextOf(text);
   SysFreeString(text);
   return result;
 }
