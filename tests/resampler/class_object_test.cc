@@ -31,10 +31,6 @@ TEST(ChannelResamplerClass, IsServedByClassObjectAndCreatableByClassIdentifier) 
   ComPtr<IClassFactory> factory;
   ASSERT_EQ(DllGetClassObject(CLSID_ChannelResampler, IID_IClassFactory, factory.put_void()),
             S_OK);
-  ComPtr<IChannelResampler> direct;
-  EXPECT_EQ(factory->CreateInstance(nullptr, IID_IChannelResampler, direct.put_void()), S_OK);
-  EXPECT_TRUE(direct);
-
   DWORD cookie = 0;
   ASSERT_EQ(CoRegisterClassObject(CLSID_ChannelResampler, factory.get(), CLSCTX_INPROC_SERVER,
                                   REGCLS_MULTIPLEUSE, &cookie),
