@@ -43,24 +43,13 @@ std::vector<double> Times(IRecording* recording, LONG collection, double start, 
   EXPECT_EQ(GetEventTimesFromCollection(recording, static_cast<kalRecordingCollection>(collection),
                                         start, end, count, &items),
             expected);
-  std::vector<double> times;
-  if (!items) return times;
-  VARTYPE vt = VT_EMPTY;
-  SafeArrayGetVartype(items, &vt);
-  EXPECT_EQ(vt, VT_R8);
-  EXPECT_EQ(SafeArrayGetDim(items), 1u);
-  LONG lower = -1, upper = -1;
-  SafeArrayGetLBound(items, 1, &lower);
-  SafeArrayGetUBound(items, 1, &upper);
-  EXPECT_EQ(lower, 0);
-  EXPECT_GE(upper, 0) << "an empty answer must be a null array";
-  for (LONG i = lower; i <= upper; ++i) {
-    double t = 0.0;
-    SafeArrayGetElement(items, &i, &t);
-    times.push_back(t);
-  }
+  if (!items) return {};
+  const mlr::api::test::Contents<double> times = mlr::api::test::Doubles(items);
   SafeArrayDestroy(items);
-  return times;
+  EXPECT_EQ(times.vt, VT_R8);
+  EXPECT_EQ(times.lowers, std::vector<LONG>{0});
+  EXPECT_FALSE(times.values.empty()) << "an empty answer must be a null array";
+  return times.values;
 }
 
 // The index of the item FindItemFromTimeCollection returns (through
