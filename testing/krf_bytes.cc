@@ -1,7 +1,8 @@
 #include "testing/krf_bytes.h"
 
 #include <algorithm>
-#include <cstring>
+
+#include "testing/float_bits.h"
 
 namespace mlr::testing {
 
@@ -19,9 +20,7 @@ Bytes& Bytes::U64(uint64_t v) {
   return *this;
 }
 Bytes& Bytes::F64(double v) {
-  uint64_t bits;
-  std::memcpy(&bits, &v, sizeof bits);
-  return U64(bits);
+  return U64(Bits(v));
 }
 Bytes& Bytes::Text(const std::u16string& s) {
   for (char16_t c : s) U16(c);

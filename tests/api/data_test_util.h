@@ -16,6 +16,7 @@
 #include "model/memory_recording.h"
 #include "platform/com_ptr.h"
 #include "platform/win.h"
+#include "testing/float_bits.h"
 #include "testing/krf_builder.h"
 #include "tests/reader/reader_fixture.h"
 
@@ -37,9 +38,8 @@ SAFEARRAY* Selection(const std::vector<IChannelInfo*>& channels, LONG lower = 0)
 // The description of the thread's error object (taken), or "" when none.
 std::u16string TakeErrorDescription();
 
-uint64_t Bits(double value);
-uint32_t Bits(float value);
-double FromBits(uint64_t bits);
+using mlr::testing::Bits;
+using mlr::testing::FromBits;
 extern const double kVoid;
 
 

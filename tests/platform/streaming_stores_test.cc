@@ -9,19 +9,16 @@
 
 #include <cmath>
 #include <cstdint>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <limits>
 #include <vector>
 
+#include "testing/float_bits.h"
+
 namespace {
 
-uint64_t Bits(double value) {
-  uint64_t bits;
-  std::memcpy(&bits, &value, sizeof bits);
-  return bits;
-}
+using mlr::testing::Bits;
 
 // The plain conversion, a product and then a sum (volatile keeps the test's
 // own compiler from fusing them).

@@ -2,7 +2,6 @@
 
 #include <stdlib.h>
 
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -10,6 +9,7 @@
 #include "reader/stream_io.h"
 #include "reader/text_convert.h"
 #include "server/module.h"
+#include "testing/float_bits.h"
 #include "testing/krf_writer.h"
 
 namespace mlr::reader::test {
@@ -190,9 +190,7 @@ std::string FileBytes(const std::string& path) {
 }
 
 bool IsVoid(double y_step) {
-  uint64_t bits;
-  std::memcpy(&bits, &y_step, sizeof bits);
-  return bits == 0x7FFFFFFFFFFFFFFFull;
+  return mlr::testing::Bits(y_step) == 0x7FFFFFFFFFFFFFFFull;
 }
 
 }  // namespace mlr::reader::test

@@ -7,21 +7,17 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
 #include <limits>
 
 #include "api/void_number.h"
 #include "resampler/channel_resampler.h"
+#include "testing/float_bits.h"
 #include "tests/resampler/resampler_fixture.h"
 
 namespace mlr::resampler::test {
 namespace {
 
-uint64_t Bits(double value) {
-  uint64_t bits;
-  std::memcpy(&bits, &value, sizeof bits);
-  return bits;
-}
+using mlr::testing::Bits;
 
 int16_t Ramp(int32_t frame, int32_t) { return static_cast<int16_t>(frame); }
 

@@ -1,7 +1,6 @@
 #include "tests/save/writer_fixture.h"
 
-#include <cstring>
-
+#include "testing/float_bits.h"
 #include "testing/krf_writer.h"
 
 namespace mlr::save::test {
@@ -109,9 +108,7 @@ uint32_t U32At(const std::vector<uint8_t>& b, size_t at) {
 
 double F64At(const std::vector<uint8_t>& b, size_t at) {
   uint64_t bits = static_cast<uint64_t>(U32At(b, at)) | (static_cast<uint64_t>(U32At(b, at + 4)) << 32);
-  double v = 0.0;
-  std::memcpy(&v, &bits, sizeof v);
-  return v;
+  return mlr::testing::FromBits(bits);
 }
 
 }  // namespace mlr::save::test
