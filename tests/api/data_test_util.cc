@@ -12,12 +12,6 @@ namespace mlr::api::test {
 
 const double kVoid = FromBits(0x7FFFFFFFFFFFFFFFull);
 
-ComPtr<IRecording> MakeMemoryRecording(const model::MemoryRecordingSpec& spec) {
-  ComPtr<IRecording> recording;
-  EXPECT_EQ(model::CreateMemoryRecording(spec, recording.put()), S_OK);
-  return recording;
-}
-
 ComPtr<IRecording> OpenBuilderFile(const mlr::testing::RecordingSpec& spec) {
   char name[] = "/tmp/api_test_XXXXXX";
   const int fd = mkstemp(name);

@@ -22,13 +22,11 @@
 
 namespace mlr::api::test {
 
-ComPtr<IRecording> MakeMemoryRecording(const model::MemoryRecordingSpec& spec);
-
 // Writes `spec` to a temporary file, opens it read-only through the
 // loader's class object and removes the file (the open recording keeps it).
 ComPtr<IRecording> OpenBuilderFile(const mlr::testing::RecordingSpec& spec);
 
-using namespace reader::test;  // Group, Channel and the returned arrays' Contents
+using namespace reader::test;  // MakeMemoryRecording, Group, Channel, the returned arrays' Contents
 
 // A VT_UNKNOWN vector (lower bound `lower`) of the given channels (null
 // entries allowed).

@@ -59,6 +59,18 @@ HRESULT Open(const std::string& path, ComPtr<IRecording>* recording) {
   return hr;
 }
 
+ComPtr<IRecording> MakeMemoryRecording(const model::MemoryRecordingSpec& spec) {
+  ComPtr<IRecording> recording;
+  EXPECT_EQ(model::CreateMemoryRecording(spec, recording.put()), S_OK);
+  return recording;
+}
+
+ComPtr<IRecording> MakeMemoryRecording(const std::vector<model::MemoryGroupSpec>& groups) {
+  model::MemoryRecordingSpec spec;
+  spec.groups = groups;
+  return MakeMemoryRecording(spec);
+}
+
 bool ReadStream(const std::string& file, const std::string& path, std::vector<uint8_t>* bytes) {
   bytes->clear();
   ComPtr<IStorage> storage;

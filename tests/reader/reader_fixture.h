@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "LegacyRecording.h"
+#include "model/memory_recording.h"
 #include "platform/com_ptr.h"
 #include "platform/win.h"
 #include "testing/krf_builder.h"
@@ -32,6 +33,11 @@ class ReaderTest : public ::testing::Test {
 
 // OpenRecording through DllGetClassObject(CLSID_KrfLoader).
 HRESULT Open(const std::string& path, ComPtr<IRecording>* recording);
+
+// A memory recording of `spec` (or of these groups alone), its creation
+// checked.
+ComPtr<IRecording> MakeMemoryRecording(const model::MemoryRecordingSpec& spec);
+ComPtr<IRecording> MakeMemoryRecording(const std::vector<model::MemoryGroupSpec>& groups);
 
 // The bytes of the stream at "/"-separated `path` below the root of `file`;
 // false when it does not exist.

@@ -38,7 +38,7 @@ TEST(ChannelResampler, SettingsStartUnsetAndStartRefusesWhatItCannotRun) {
   EXPECT_EQ(r->get_Flags(&flags), S_OK);
   EXPECT_EQ(flags, 3);
 
-  ComPtr<IRecording> rec = MakeRecording({MakeGroup(1, 0, {{0, 0.01, 100}}, Ramp)});
+  ComPtr<IRecording> rec = MakeMemoryRecording({MakeGroup(1, 0, {{0, 0.01, 100}}, Ramp)});
   const std::vector<ComPtr<IChannelInfo>> one = {Channel(rec.get(), 1, 1)};
   LONG n = -1;
   SAFEARRAY* analog = nullptr;
@@ -88,7 +88,7 @@ TEST(ChannelResampler, SettingsStartUnsetAndStartRefusesWhatItCannotRun) {
 // Frames every 2 ms, items every 1 ms between them: across the buffers' ends
 // the items go on interpolating from the frame the buffer before consumed.
 TEST(ChannelResampler, BuffersHoldAtMost8192ItemsInTheDocumentedShapes) {
-  ComPtr<IRecording> rec = MakeRecording({MakeGroup(2, 1, {{0, 0.002, 10000}}, Ramp)});
+  ComPtr<IRecording> rec = MakeMemoryRecording({MakeGroup(2, 1, {{0, 0.002, 10000}}, Ramp)});
   ComPtr<IChannelResampler> r = MakeResampler(0.0015, 19.9955, 0.001);
   ASSERT_EQ(Start(r.get(), {Channel(rec.get(), 1, 1), Channel(rec.get(), 1, 2), Channel(rec.get(), 1, 3)}),
             S_OK);
@@ -127,7 +127,7 @@ TEST(ThreeGroups, EachGroupIsResampledOntoTheCommonGrid) {
   };
   model::MemoryGroupSpec g3 = MakeGroup(1, 0, {{0, 0.002, 100}}, Ramp);
   g3.channels[0].vnorms.push_back({100.0, 2.0, 0.1});
-  ComPtr<IRecording> rec = MakeRecording(
+  ComPtr<IRecording> rec = MakeMemoryRecording(
       {MakeGroup(2, 1, {{0, 0.001, 1000}}, g1, 1.0, 0.5),
        MakeGroup(1, 0, {{0, 0.004, 250}}, [](int32_t f, int32_t) { return int16_t(2 * f); }), g3});
   ComPtr<IChannelResampler> r = MakeResampler(0.0, 0.998, 0.002);
@@ -163,7 +163,7 @@ TEST(ChannelResampler, GroupsRunInBatchesOfFourWithAPauseAfterEachBatch) {
       return static_cast<int16_t>(1000 * g + f);
     }));
   }
-  ComPtr<IRecording> rec = MakeRecording(groups);
+  ComPtr<IRecording> rec = MakeMemoryRecording(groups);
   std::vector<ComPtr<IChannelInfo>> channels;
   for (LONG g = 1; g <= 5; ++g) channels.push_back(Channel(rec.get(), g, 1));
   ComPtr<IChannelResampler> r = MakeResampler(0.0, 0.04, 0.001);

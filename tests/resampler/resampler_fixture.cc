@@ -57,14 +57,6 @@ model::MemoryGroupSpec MakeGroup(int32_t analog, int32_t events,
   return group;
 }
 
-ComPtr<IRecording> MakeRecording(const std::vector<model::MemoryGroupSpec>& groups) {
-  model::MemoryRecordingSpec spec;
-  spec.groups = groups;
-  ComPtr<IRecording> recording;
-  EXPECT_EQ(model::CreateMemoryRecording(spec, recording.put()), S_OK);
-  return recording;
-}
-
 SAFEARRAY* ChannelArray(const std::vector<ComPtr<IChannelInfo>>& channels) {
   SAFEARRAY* array = SafeArrayCreateVector(VT_DISPATCH, 0, static_cast<ULONG>(channels.size()));
   for (LONG i = 0; i < static_cast<LONG>(channels.size()); ++i) {

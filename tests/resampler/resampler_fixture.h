@@ -1,7 +1,7 @@
-// Helpers of the resampler's object tests: in-memory recordings (their
-// channels through the reader fixture's Channel), channel lists, resamplers
-// that count their pauses instead of sleeping, and a run collected buffer by
-// buffer.
+// Helpers of the resampler's object tests: in-memory recordings (made and
+// read through the reader fixture's MakeMemoryRecording and Channel),
+// channel lists, resamplers that count their pauses instead of sleeping, and
+// a run collected buffer by buffer.
 #pragma once
 
 #include <atomic>
@@ -35,8 +35,8 @@ model::MemoryGroupSpec MakeGroup(int32_t analog, int32_t events,
                                  const std::function<int16_t(int32_t frame, int32_t ch)>& raw,
                                  double y0 = 0.0, double y_step = 1.0);
 
-ComPtr<IRecording> MakeRecording(const std::vector<model::MemoryGroupSpec>& groups);
 using reader::test::Channel;
+using reader::test::MakeMemoryRecording;
 
 // A VT_DISPATCH vector (lower bound 0) of the channels; the caller destroys it.
 SAFEARRAY* ChannelArray(const std::vector<ComPtr<IChannelInfo>>& channels);

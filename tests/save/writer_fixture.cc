@@ -49,12 +49,6 @@ void WriterTest::CreateTarget(const std::string& path, ComPtr<IStorage>* root,
   ASSERT_EQ((*root)->CreateStorage(u"Data", 0x1012, 0, 0, data->put()), S_OK);
 }
 
-ComPtr<IRecording> MakeMemoryRecording(const model::MemoryRecordingSpec& spec) {
-  ComPtr<IRecording> recording;
-  EXPECT_EQ(model::CreateMemoryRecording(spec, recording.put()), S_OK);
-  return recording;
-}
-
 void WriteSparseRecording(const std::string& path, uint32_t channels, uint32_t frames) {
   mlr::testing::GroupSpec group;
   group.number = 1;

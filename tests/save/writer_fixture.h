@@ -21,6 +21,7 @@ using model::MemorySegment;
 using reader::test::Channel;
 using reader::test::CollectionOf;
 using reader::test::Group;
+using reader::test::MakeMemoryRecording;
 using reader::test::Name;
 using reader::test::Open;
 using reader::test::ReadStream;
@@ -53,8 +54,6 @@ class WriterTest : public reader::test::ReaderTest {
   static void CreateTarget(const std::string& path, ComPtr<IStorage>* root, ComPtr<IStorage>* data);
 };
 
-
-ComPtr<IRecording> MakeMemoryRecording(const model::MemoryRecordingSpec& spec);
 // A builder file at `path`: one group of `channels` channels whose normset
 // claims `frames` frames at 1 us while the file stores ten.
 void WriteSparseRecording(const std::string& path, uint32_t channels, uint32_t frames);
