@@ -25,17 +25,6 @@ ComPtr<IRecording> OpenBuilderFile(const mlr::testing::RecordingSpec& spec) {
   return recording;
 }
 
-SAFEARRAY* Selection(const std::vector<IChannelInfo*>& channels, LONG lower) {
-  SAFEARRAY* list = SafeArrayCreateVector(VT_UNKNOWN, lower, static_cast<ULONG>(channels.size()));
-  for (size_t k = 0; k < channels.size(); ++k) {
-    LONG index = lower + static_cast<LONG>(k);
-    if (channels[k] != nullptr) {
-      EXPECT_EQ(SafeArrayPutElement(list, &index, static_cast<IUnknown*>(channels[k])), S_OK);
-    }
-  }
-  return list;
-}
-
 std::u16string TakeErrorDescription() {
   ComPtr<IErrorInfo> info;
   if (GetErrorInfo(0, info.put()) != S_OK || !info) return u"";

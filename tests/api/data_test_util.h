@@ -1,7 +1,8 @@
-// Helpers for the data-function tests: memory recordings and builder files
-// opened through the loader, channel selections, and the contents of the
-// safe arrays the functions return. Groups, channels and the contents of
-// returned arrays are reached through the reader tests' fixture.
+// Helpers for the data-function tests: builder files opened through the
+// loader, test groups built in memory or as files with their expected
+// values, and a group that watches its reads. Memory recordings, groups,
+// channels, channel lists and the contents of returned arrays come from the
+// reader tests' fixture.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -26,11 +27,7 @@ namespace mlr::api::test {
 // loader's class object and removes the file (the open recording keeps it).
 ComPtr<IRecording> OpenBuilderFile(const mlr::testing::RecordingSpec& spec);
 
-using namespace reader::test;  // MakeMemoryRecording, Group, Channel, the returned arrays' Contents
-
-// A VT_UNKNOWN vector (lower bound `lower`) of the given channels (null
-// entries allowed).
-SAFEARRAY* Selection(const std::vector<IChannelInfo*>& channels, LONG lower = 0);
+using namespace reader::test;  // MakeMemoryRecording, Group, Channel, ChannelList, Contents
 
 
 // The description of the thread's error object (taken), or "" when none.

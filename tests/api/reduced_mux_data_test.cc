@@ -20,7 +20,7 @@ class ReducedMuxData : public GroupTest {
 
   HRESULT Call(IChannelGroup* group, LONG hnorm, LONG first, LONG count, LONG merge, LONG request,
                SafeArrayHolder* result) {
-    SafeArrayHolder selection(Selection({ch_[0].get(), ch_[1].get(), ch_[2].get()}));
+    SafeArrayHolder selection(ChannelList({ch_[0].get(), ch_[1].get(), ch_[2].get()}, VT_UNKNOWN));
     SAFEARRAY* list = selection.get();
     return GetReducedMuxData(group, &list, hnorm, first, count, merge, request, result->put());
   }

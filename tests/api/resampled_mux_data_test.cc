@@ -23,7 +23,7 @@ class ResampledMuxData : public GroupTest {
 
   HRESULT Call(IChannelGroup* group, const std::vector<IChannelInfo*>& channels, LONG hnorm,
                LONG first, LONG count, LONG n, SafeArrayHolder* result) {
-    SafeArrayHolder selection(Selection(channels));
+    SafeArrayHolder selection(ChannelList(channels, VT_UNKNOWN));
     SAFEARRAY* list = selection.get();
     // Through the group's member, which hands the call to the function.
     return group->GetResampledMuxData(&list, hnorm, first, count, n, result->put());

@@ -37,7 +37,7 @@ struct Call {
 Call Scaled(IChannelGroup* group, const std::vector<IChannelInfo*>& channels, LONG hnorm,
             LONG first, LONG count, LONG reduction, LONG lower = 0) {
   Call call;
-  SafeArrayHolder selection(Selection(channels, lower));
+  SafeArrayHolder selection(ChannelList(channels, VT_UNKNOWN, lower));
   SAFEARRAY* list = selection.get();
   // Through the group's member, which hands the call to the function.
   call.hr = group->GetScaledMuxData(&list, hnorm, first, count, reduction, call.result.put());
@@ -107,7 +107,7 @@ TEST_P(ScaledMuxData, ReportsTheLibrarysErrors) {
   EXPECT_EQ(TakeErrorDescription(), u"Data not available");
 
   // Missing arguments, and a selection that is not of channels.
-  SafeArrayHolder selection(Selection(a));
+  SafeArrayHolder selection(ChannelList(a, VT_UNKNOWN));
   SAFEARRAY* list = selection.get();
   SAFEARRAY* result = reinterpret_cast<SAFEARRAY*>(1);
   EXPECT_EQ(GetScaledMuxData(g_.get(), &list, 1, 1, 5, 1, nullptr), E_POINTER);

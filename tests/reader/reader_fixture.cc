@@ -159,13 +159,26 @@ Contents<double> Doubles(SAFEARRAY* array) { return Read<double>(array); }
 Contents<int16_t> Shorts(SAFEARRAY* array) { return Read<int16_t>(array); }
 Contents<float> Floats(SAFEARRAY* array) { return Read<float>(array); }
 
+SAFEARRAY* ChannelList(const std::vector<IChannelInfo*>& channels, VARTYPE vt, LONG lower) {
+  SAFEARRAY* list = SafeArrayCreateVector(vt, lower, static_cast<ULONG>(channels.size()));
+  for (size_t k = 0; k < channels.size(); ++k) {
+    LONG index = lower + static_cast<LONG>(k);
+    VARIANT v;
+    VariantInit(&v);
+    V_VT(&v) = VT_DISPATCH;
+    V_DISPATCH(&v) = channels[k];
+    void* element = vt == VT_VARIANT ? static_cast<void*>(&v) : static_cast<IDispatch*>(channels[k]);
+    if (channels[k]) {
+      EXPECT_EQ(SafeArrayPutElement(list, &index, element), S_OK);
+    }
+  }
+  return list;
+}
+
 Mux GetMux(IChannelGroup* g, const std::vector<IChannelInfo*>& channels, LONG hnorm, LONG first,
            LONG count, LONG reduction) {
   Mux mux;
-  SAFEARRAY* list = SafeArrayCreateVector(VT_DISPATCH, 0, static_cast<ULONG>(channels.size()));
-  for (LONG i = 0; i < static_cast<LONG>(channels.size()); ++i) {
-    SafeArrayPutElement(list, &i, static_cast<IDispatch*>(channels[static_cast<size_t>(i)]));
-  }
+  SAFEARRAY* list = ChannelList(channels);
   SAFEARRAY* result = nullptr;
   mux.hr = g->GetMuxData(&list, hnorm, first, count, reduction, &result);
   SafeArrayDestroy(list);

@@ -72,6 +72,12 @@ Contents<double> Doubles(SAFEARRAY* array);
 Contents<int16_t> Shorts(SAFEARRAY* array);
 Contents<float> Floats(SAFEARRAY* array);
 
+// A vector (lower bound `lower`) of the channels as VT_DISPATCH, VT_UNKNOWN
+// or VT_VARIANT (each a VT_DISPATCH) elements; null entries stay empty. The
+// caller destroys it.
+SAFEARRAY* ChannelList(const std::vector<IChannelInfo*>& channels, VARTYPE vt = VT_DISPATCH,
+                       LONG lower = 0);
+
 // GetMuxData's status and result.
 struct Mux : Contents<int16_t> {
   HRESULT hr = E_FAIL;

@@ -57,14 +57,6 @@ model::MemoryGroupSpec MakeGroup(int32_t analog, int32_t events,
   return group;
 }
 
-SAFEARRAY* ChannelArray(const std::vector<ComPtr<IChannelInfo>>& channels) {
-  SAFEARRAY* array = SafeArrayCreateVector(VT_DISPATCH, 0, static_cast<ULONG>(channels.size()));
-  for (LONG i = 0; i < static_cast<LONG>(channels.size()); ++i) {
-    SafeArrayPutElement(array, &i, static_cast<IDispatch*>(channels[static_cast<size_t>(i)].get()));
-  }
-  return array;
-}
-
 ComPtr<IChannelResampler> MakeResampler(double start, double end, double step) {
   ComPtr<IChannelResampler> resampler;
   EXPECT_EQ(CChannelResampler::CreateInstance(nullptr, IID_IChannelResampler,
@@ -77,7 +69,9 @@ ComPtr<IChannelResampler> MakeResampler(double start, double end, double step) {
 }
 
 HRESULT Start(IChannelResampler* resampler, const std::vector<ComPtr<IChannelInfo>>& channels) {
-  SAFEARRAY* array = ChannelArray(channels);
+  std::vector<IChannelInfo*> list;
+  for (const ComPtr<IChannelInfo>& channel : channels) list.push_back(channel.get());
+  SAFEARRAY* array = reader::test::ChannelList(list);
   const HRESULT hr = resampler->Start(&array);
   SafeArrayDestroy(array);
   return hr;

@@ -1,7 +1,7 @@
 // Helpers of the resampler's object tests: in-memory recordings (made and
 // read through the reader fixture's MakeMemoryRecording and Channel),
-// channel lists, resamplers that count their pauses instead of sleeping, and
-// a run collected buffer by buffer.
+// resamplers that count their pauses instead of sleeping, and a run
+// collected buffer by buffer.
 #pragma once
 
 #include <atomic>
@@ -37,9 +37,6 @@ model::MemoryGroupSpec MakeGroup(int32_t analog, int32_t events,
 
 using reader::test::Channel;
 using reader::test::MakeMemoryRecording;
-
-// A VT_DISPATCH vector (lower bound 0) of the channels; the caller destroys it.
-SAFEARRAY* ChannelArray(const std::vector<ComPtr<IChannelInfo>>& channels);
 
 // A resampler whose batch pause counts into g_pauses instead of sleeping.
 ComPtr<IChannelResampler> MakeResampler(double start, double end, double step);

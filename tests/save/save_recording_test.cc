@@ -47,26 +47,13 @@ MemoryRecordingSpec ThreeGroups(size_t frames = 2600) {
   return spec;
 }
 
-// A safe array of VARIANTs holding the channels.
-SAFEARRAY* ChannelArray(const std::vector<IChannelInfo*>& channels) {
-  SAFEARRAY* array = SafeArrayCreateVector(VT_VARIANT, 0, static_cast<ULONG>(channels.size()));
-  for (LONG i = 0; i < static_cast<LONG>(channels.size()); ++i) {
-    VARIANT v;
-    VariantInit(&v);
-    V_VT(&v) = VT_DISPATCH;
-    V_DISPATCH(&v) = channels[i];
-    SafeArrayPutElement(array, &i, &v);
-  }
-  return array;
-}
-
 class SaveRecordingTest : public WriterTest {
  protected:
   // SaveRecording of the whole span, or its body on `clock` when given.
   HRESULT Start(const std::vector<IChannelInfo*>& channels, const std::string& path, LONG options,
                 ComPtr<ISaveRecordingProgress>* progress, const CSaveClock* clock = nullptr) {
     const double start = 0.0, end = 1e9;
-    SAFEARRAY* array = ChannelArray(channels);
+    SAFEARRAY* array = ChannelList(channels, VT_VARIANT);
     BSTR name = SysAllocString(ToUtf16(path.c_str()).c_str());
     const auto flags = static_cast<kalSaveRecordingFlags>(options);
     HRESULT hr = clock ? SaveRecordingWithClock(name, &array, start, end, options, *clock,
@@ -134,7 +121,7 @@ TEST_F(SaveRecordingTest, ArgumentsAreCheckedBeforeTheTargetIsTouched) {
   const std::string path = Path("kept.krf");
   std::ofstream(path) << "not a recording";
 
-  SAFEARRAY* array = ChannelArray(channels);
+  SAFEARRAY* array = ChannelList(channels, VT_VARIANT);
   BSTR name = SysAllocString(ToUtf16(path.c_str()).c_str());
   ISaveRecordingProgress* progress = reinterpret_cast<ISaveRecordingProgress*>(0x1);
   EXPECT_EQ(SaveRecording(name, &array, 0, 1, kalSaveRecordingFlags(0), nullptr), E_POINTER);
@@ -148,7 +135,7 @@ TEST_F(SaveRecordingTest, ArgumentsAreCheckedBeforeTheTargetIsTouched) {
   EXPECT_EQ(SaveRecording(name, &empty, 0, 1, kalSaveRecordingFlags(0), &progress), E_INVALIDARG);
   SafeArrayDestroy(empty);
   // An element that is not a channel info: the recording itself.
-  SAFEARRAY* wrong = ChannelArray({channels[0]});
+  SAFEARRAY* wrong = ChannelList({channels[0]}, VT_VARIANT);
   VARIANT v;
   VariantInit(&v);
   V_VT(&v) = VT_UNKNOWN;

@@ -19,6 +19,7 @@ using model::MemoryGroupSpec;
 using model::MemoryRecordingSpec;
 using model::MemorySegment;
 using reader::test::Channel;
+using reader::test::ChannelList;
 using reader::test::CollectionOf;
 using reader::test::Group;
 using reader::test::MakeMemoryRecording;
