@@ -1,6 +1,9 @@
 #include "tests/reader/reader_fixture.h"
 
+#include <fcntl.h>
 #include <stdlib.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -44,6 +47,31 @@ std::string ReaderTest::WriteTree(const mlr::testing::FileTree& tree, const std:
 
 std::string ReaderTest::Write(const mlr::testing::RecordingSpec& spec, const std::string& name) {
   return WriteTree(mlr::testing::BuildTree(spec), name);
+}
+
+int ReaderTest::Krf(const std::string& args, std::string* err, bool unprivileged) {
+  EXPECT_EQ(access(krf_.c_str(), X_OK), 0) << krf_;
+  const std::string command = "exec " + krf_ + " " + args;
+  const std::string err_path = Path("krf_stderr.txt");
+  const int err_fd = open(err_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+  const int null_fd = open("/dev/null", O_WRONLY);
+  EXPECT_GE(err_fd, 0) << err_path;
+  const pid_t child = fork();
+  if (child == 0) {
+    if (dup2(null_fd, 1) < 0 || dup2(err_fd, 2) < 0) _exit(126);
+    if (unprivileged && geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0)) {
+      _exit(kCannotDropRoot);
+    }
+    execl("/bin/sh", "sh", "-c", command.c_str(), static_cast<char*>(nullptr));
+    _exit(127);
+  }
+  close(err_fd);
+  close(null_fd);
+  int status = 0;
+  EXPECT_GE(child, 0);
+  EXPECT_EQ(child > 0 ? waitpid(child, &status, 0) : -1, child);
+  *err = FileBytes(err_path);
+  return child > 0 && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 HRESULT Open(const std::string& path, ComPtr<IRecording>* recording) {

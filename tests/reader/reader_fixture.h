@@ -28,7 +28,15 @@ class ReaderTest : public ::testing::Test {
   std::string Write(const mlr::testing::RecordingSpec& spec, const std::string& name);
   std::string WriteTree(const mlr::testing::FileTree& tree, const std::string& name);
 
+  // Runs the krf tool with `args` (split into words by the shell) and waits
+  // for it: its exit status (-1 when it did not exit), its standard error in
+  // *err, its standard output dropped. With `unprivileged` a test running as
+  // root runs the tool as the user "nobody" (kCannotDropRoot when it cannot).
+  int Krf(const std::string& args, std::string* err, bool unprivileged = false);
+  static constexpr int kCannotDropRoot = 77;
+
   std::string dir_;
+  const std::string krf_ = std::string(MLR_BINARY_DIR) + "/tools/krf/krf";
 };
 
 // OpenRecording through DllGetClassObject(CLSID_KrfLoader).

@@ -9,8 +9,6 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 
 #include "tests/save/writer_fixture.h"
@@ -22,17 +20,6 @@ using reader::test::FileBytes;
 
 class KrfSaveTest : public WriterTest {
  protected:
-  // Runs krf with `args`; its exit status, standard error in *err.
-  int Krf(const std::string& args, std::string* err) {
-    EXPECT_EQ(access(krf_.c_str(), X_OK), 0) << krf_;
-    const std::string err_path = Path("stderr.txt");
-    const int status = std::system((krf_ + " " + args + " > /dev/null 2> " + err_path).c_str());
-    std::ifstream in(err_path);
-    err->assign(std::istreambuf_iterator<char>(in), {});
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  }
-
-  const std::string krf_ = std::string(MLR_BINARY_DIR) + "/tools/krf/krf";
 };
 
 TEST_F(KrfSaveTest, SavesTheChosenChannelsAndReportsEachStatus) {
