@@ -11,7 +11,6 @@ usage: interop_saved.py WRITERS_FILE KRF WORKDIR
 """
 import os
 import struct
-import subprocess
 import sys
 
 import gi
@@ -21,13 +20,12 @@ from gi.repository import Gsf  # noqa: E402
 
 import olefile  # noqa: E402
 
-WRITERS_FILE, KRF, WORK = sys.argv[1], sys.argv[2], sys.argv[3]
-failures = []
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "testing"))
+from krf_cli import Krf  # noqa: E402
 
-
-def check(what, got, want):
-    if got != want:
-        failures.append(f"{what}: got {got!r}, want {want!r}")
+WRITERS_FILE, WORK = sys.argv[1], sys.argv[3]
+krf = Krf(sys.argv[2])
+check = krf.same
 
 
 def gsf_streams(path):
@@ -125,17 +123,12 @@ def check_file(label, path, comment):
 
 os.makedirs(WORK, exist_ok=True)
 sample, saved = os.path.join(WORK, "sample.krf"), os.path.join(WORK, "sample-saved.krf")
-for args in (["sample", sample], ["save", saved, sample]):
-    result = subprocess.run([KRF] + args, capture_output=True, text=True)
-    if result.returncode != 0:
-        failures.append(f"krf {' '.join(args)}: exit {result.returncode}: {result.stderr.strip()}")
+krf.out("sample", sample)
+krf.out("save", saved, sample)
 
 counts = [check_file("writers", WRITERS_FILE, b"two groups")]
 if os.path.exists(saved):
     # The comment is the source's (the bundled sample's).
     source_comment = olefile.OleFileIO(sample).get_metadata().comments
     counts.append(check_file("krf save", saved, source_comment))
-if failures:
-    print("\n".join(failures))
-    sys.exit(1)
-print(f"olefile and libgsf read {counts} streams alike; reduced streams match")
+krf.finish(f"olefile and libgsf read {counts} streams alike; reduced streams match")
