@@ -6,26 +6,10 @@
 #include "platform/com_ptr.h"
 #include "resampler/channel_resampler.h"
 #include "server/module.h"
+#include "tests/platform/test_objects.h"
 
 namespace mlr::resampler::test {
 namespace {
-
-// An aggregating object that counts the references taken on it.
-class Outer : public IUnknown {
- public:
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
-    if (riid == IID_IUnknown) {
-      *ppv = static_cast<IUnknown*>(this);
-      AddRef();
-      return S_OK;
-    }
-    return inner->QueryInterface(riid, ppv);
-  }
-  ULONG STDMETHODCALLTYPE AddRef() override { return ++refs; }
-  ULONG STDMETHODCALLTYPE Release() override { return --refs; }
-  ULONG refs = 1;
-  IUnknown* inner = nullptr;
-};
 
 TEST(ChannelResamplerClass, IsServedByClassObjectAndCreatableByClassIdentifier) {
   ComPtr<IClassFactory> factory;
@@ -48,10 +32,7 @@ TEST(ChannelResamplerClass, IsServedByClassObjectAndCreatableByClassIdentifier) 
   DISPID id = 0;
   ASSERT_EQ(created->GetIDsOfNames(IID_NULL, names, 1, 0, &id), S_OK);
   EXPECT_EQ(id, 4);
-  VARIANT arg;
-  VariantInit(&arg);
-  arg.vt = VT_R8;
-  arg.dblVal = 0.25;
+  VARIANT arg = R8(0.25);
   DISPID put = DISPID_PROPERTYPUT;
   DISPPARAMS params = {&arg, &put, 1, 1};
   ASSERT_EQ(created->Invoke(id, IID_NULL, 0, DISPATCH_PROPERTYPUT, &params, nullptr, nullptr,
@@ -70,7 +51,7 @@ TEST(ChannelResamplerClass, IsServedByClassObjectAndCreatableByClassIdentifier) 
 }
 
 TEST(ChannelResamplerClass, AggregatesUnderAnOuterObject) {
-  Outer outer;
+  CountingOuter outer;
   ComPtr<IUnknown> inner;
   ComPtr<IChannelResampler> refused;
   EXPECT_EQ(CreateChannelResamplerInstance(&outer, IID_IChannelResampler, refused.put_void()),
