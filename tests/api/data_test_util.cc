@@ -25,16 +25,6 @@ ComPtr<IRecording> OpenBuilderFile(const mlr::testing::RecordingSpec& spec) {
   return recording;
 }
 
-std::u16string TakeErrorDescription() {
-  ComPtr<IErrorInfo> info;
-  if (GetErrorInfo(0, info.put()) != S_OK || !info) return u"";
-  BSTR text = nullptr;
-  info->GetDescription(&text);
-  std::u16string out = text ? text : u"";
-  SysFreeString(text);
-  return out;
-}
-
 
 
 double TestGroup::Scaled(size_t channel, double t, int16_t raw) const {

@@ -19,6 +19,7 @@
 #include "platform/win.h"
 #include "testing/float_bits.h"
 #include "testing/krf_builder.h"
+#include "tests/platform/test_objects.h"
 #include "tests/reader/reader_fixture.h"
 
 namespace mlr::api::test {
@@ -29,9 +30,6 @@ ComPtr<IRecording> OpenBuilderFile(const mlr::testing::RecordingSpec& spec);
 
 using namespace reader::test;  // MakeMemoryRecording, Group, Channel, ChannelList, Contents
 
-
-// The description of the thread's error object (taken), or "" when none.
-std::u16string TakeErrorDescription();
 
 using mlr::testing::Bits;
 using mlr::testing::FromBits;

@@ -195,7 +195,7 @@ TEST_P(DisplayData, ArgumentsAndErrors) {
   EXPECT_EQ(GetDisplayData(g_.get(), nullptr, 0.0, 10.0, 5, out.put()), E_INVALIDARG);
   EXPECT_EQ(static_cast<uint32_t>(GetDisplayData(g_.get(), c_.get(), 300.5, 400.0, 5, out.put())),
             0x800427D9u);
-  EXPECT_EQ(TakeErrorDescription(), u"Invalid normset index specified");
+  EXPECT_EQ(TakeThreadError().description, u"Invalid normset index specified");
   EXPECT_EQ(out.get(), nullptr);
   // A channel of another group: the group's own failure.
   const ComPtr<IChannelInfo> foreign = Channel(recording_.get(), 2, 1);

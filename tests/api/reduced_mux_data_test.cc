@@ -91,11 +91,9 @@ TEST_P(ReducedMuxData, ArgumentsAndErrors) {
   EXPECT_EQ(static_cast<uint32_t>(Call(g_.get(), 3, 1, 10, 2, 1, &out)), 0x800427D9u);
   // Nothing to read, named as a channel error.
   EXPECT_EQ(static_cast<uint32_t>(Call(g_.get(), 2, 24, 10, 2, 1, &out)), 0x80042778u);
-  ComPtr<IErrorInfo> info;
-  ASSERT_EQ(GetErrorInfo(0, info.put()), S_OK);
-  GUID guid{};
-  info->GetGUID(&guid);
-  EXPECT_TRUE(guid == IID_IChannelInfo);
+  const ThreadError error = TakeThreadError();
+  ASSERT_TRUE(error.present);
+  EXPECT_TRUE(error.guid == IID_IChannelInfo);
   EXPECT_EQ(static_cast<uint32_t>(Call(g_.get(), 2, 1, 0, 2, 1, &out)), 0x80042778u);
   // Counts whose product passes 2^63 are cut at the end as well.
   EXPECT_EQ(Call(g_.get(), 2, 1, 0x7FFFFFFF, 0x7FFFFFFF, 0x7FFFFFFF, &out), S_OK);

@@ -77,10 +77,10 @@ TEST_P(ResampledMuxData, ArgumentsAndErrors) {
   EXPECT_EQ(Call(g_.get(), {a_.get()}, 0, 1, 5, 1, &out), E_INVALIDARG);
 
   EXPECT_EQ(static_cast<uint32_t>(Call(g_.get(), {a_.get()}, 0, 1, 5, 2, &out)), 0x800427D9u);
-  EXPECT_EQ(TakeErrorDescription(), u"Invalid normset index specified");
+  EXPECT_EQ(TakeThreadError().description, u"Invalid normset index specified");
   EXPECT_EQ(static_cast<uint32_t>(Call(g_.get(), {a_.get()}, 4, 1, 5, 2, &out)), 0x800427D9u);
   EXPECT_EQ(static_cast<uint32_t>(Call(g_.get(), {a_.get()}, 3, 1, 5, 2, &out)), 0x800428A0u);
-  EXPECT_EQ(TakeErrorDescription(), u"Timezone does not contain any samples");
+  EXPECT_EQ(TakeThreadError().description, u"Timezone does not contain any samples");
   EXPECT_EQ(out.get(), nullptr);
   SAFEARRAY* result = nullptr;
   EXPECT_EQ(GetResampledMuxData(g_.get(), nullptr, 1, 1, 5, 2, nullptr), E_POINTER);

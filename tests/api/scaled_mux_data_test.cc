@@ -91,20 +91,20 @@ TEST_P(ScaledMuxData, ReportsTheLibrarysErrors) {
   for (const Case& c : cases) {
     Call call = Scaled(g_.get(), a, c.hnorm, c.first, 5, 1);
     EXPECT_EQ(static_cast<uint32_t>(call.hr), c.status) << c.hnorm;
-    EXPECT_EQ(TakeErrorDescription(), c.text);
+    EXPECT_EQ(TakeThreadError().description, c.text);
     EXPECT_EQ(call.result.get(), nullptr);
   }
   // A channel without vertical normsets is named as a channel error.
   Call none = Scaled(g_.get(), {ch_[3].get()}, 1, 1, 5, 1);
   EXPECT_EQ(static_cast<uint32_t>(none.hr), 0x8004283Eu);
-  EXPECT_EQ(TakeErrorDescription(), u"No vertical normsets");
+  EXPECT_EQ(TakeThreadError().description, u"No vertical normsets");
 
   // The group's own failure passes through: a channel of another group.
   ComPtr<IChannelInfo> foreign = Channel(recording_.get(), 2, 1);
   EXPECT_EQ(Scaled(g_.get(), {foreign.get()}, 1, 1, 5, 1).hr, E_FAIL);
   // Nothing asked for: no frame comes back.
   EXPECT_EQ(static_cast<uint32_t>(Scaled(g_.get(), a, 1, 1, 0, 1).hr), 0x80042778u);
-  EXPECT_EQ(TakeErrorDescription(), u"Data not available");
+  EXPECT_EQ(TakeThreadError().description, u"Data not available");
 
   // Missing arguments, and a selection that is not of channels.
   SafeArrayHolder selection(ChannelList(a, VT_UNKNOWN));

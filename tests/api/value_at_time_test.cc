@@ -21,26 +21,12 @@ using namespace mlr::api::test;
 constexpr int16_t kAbsent = -32768;
 
 // What one time answers: the sample, the value, and the error object left
-// on the thread (number 0 and a null GUID when there is none).
+// on the thread (taken).
 struct Answer {
   int16_t sample = 0;
   double value = 0.0;
-  uint32_t error = 0;
-  GUID iid{};
-  std::u16string text;
+  ThreadError error;
 };
-
-// The error left on the thread by the last call, taken.
-void TakeError(Answer* answer) {
-  ComPtr<IErrorInfo> info;
-  if (GetErrorInfo(0, info.put()) != S_OK || !info) return;
-  BSTR text = nullptr;
-  info->GetDescription(&text);
-  answer->text = text ? std::u16string(text) : u"";
-  SysFreeString(text);
-  info->GetGUID(&answer->iid);
-  answer->error = 1;
-}
 
 // Through the channel's members (which hand the call to the functions), and
 // through the functions themselves for a null channel.
@@ -49,14 +35,13 @@ Answer At(IChannelInfo* channel, double time) {
   EXPECT_EQ(channel ? channel->GetSampleAtTime(time, &answer.sample)
                     : GetSampleAtTime(channel, time, &answer.sample),
             S_OK);
-  Answer sample_error;
-  TakeError(&sample_error);
+  const ThreadError sample_error = TakeThreadError();
   EXPECT_EQ(channel ? channel->GetValueAtTime(time, &answer.value)
                     : GetValueAtTime(channel, time, &answer.value),
             S_OK);
-  TakeError(&answer);
+  answer.error = TakeThreadError();
   // Both functions leave the same error behind (or none).
-  EXPECT_EQ(sample_error.text, answer.text) << time;
+  EXPECT_EQ(sample_error.description, answer.error.description) << time;
   return answer;
 }
 
@@ -105,17 +90,17 @@ TEST(ValueAtTime, FailuresAnswerSOkWithNoValueAndLeaveTheError) {
     Answer failed = At(c.channel, c.time);
     EXPECT_EQ(failed.sample, kAbsent) << c.time;
     EXPECT_EQ(Bits(failed.value), Bits(kVoid)) << c.time;
-    EXPECT_EQ(failed.text, c.text) << c.time;
-    EXPECT_EQ(failed.iid, *c.iid) << c.time;
+    EXPECT_EQ(failed.error.description, c.text) << c.time;
+    EXPECT_EQ(failed.error.guid, *c.iid) << c.time;
   }
   // A later success leaves no stale error behind.
-  EXPECT_EQ(At(a.get(), 0.1).error, 0u);
+  EXPECT_FALSE(At(a.get(), 0.1).error.present);
   // Next to an absent sample, and where the scaling is void (channel V
   // before 0.25): no value, and no error either.
   for (const Answer& none : {At(a.get(), 0.15), At(Channel(r.get(), 1, 4).get(), 0.15)}) {
     EXPECT_EQ(none.sample, kAbsent);
     EXPECT_EQ(Bits(none.value), Bits(kVoid));
-    EXPECT_EQ(none.error, 0u);
+    EXPECT_FALSE(none.error.present);
   }
   // Near the extremes interpolation stays inside the 16-bit range and never
   // makes up -32768.
