@@ -14,6 +14,7 @@
 #include "server/module.h"
 #include "testing/float_bits.h"
 #include "testing/krf_writer.h"
+#include "tests/platform/test_objects.h"
 
 namespace mlr::reader::test {
 
@@ -191,10 +192,7 @@ SAFEARRAY* ChannelList(const std::vector<IChannelInfo*>& channels, VARTYPE vt, L
   SAFEARRAY* list = SafeArrayCreateVector(vt, lower, static_cast<ULONG>(channels.size()));
   for (size_t k = 0; k < channels.size(); ++k) {
     LONG index = lower + static_cast<LONG>(k);
-    VARIANT v;
-    VariantInit(&v);
-    V_VT(&v) = VT_DISPATCH;
-    V_DISPATCH(&v) = channels[k];
+    VARIANT v = Object(VT_DISPATCH, channels[k]);
     void* element = vt == VT_VARIANT ? static_cast<void*>(&v) : static_cast<IDispatch*>(channels[k]);
     if (channels[k]) {
       EXPECT_EQ(SafeArrayPutElement(list, &index, element), S_OK);
@@ -226,12 +224,8 @@ std::vector<int16_t> Pick(const std::vector<int16_t>& frames, size_t width,
 }
 
 std::string Name(IChannelInfo* channel, LONG bit) {
-  VARIANT v;
-  VariantInit(&v);
-  v.vt = VT_I4;
-  v.lVal = bit;
   BSTR name = nullptr;
-  channel->get_Name(v, &name);
+  channel->get_Name(I4(bit), &name);
   std::string text = Utf16ToAnsi(name);
   SysFreeString(name);
   return text;

@@ -16,6 +16,7 @@
 #include "save/save_start.h"
 #include "save/target_file.h"
 #include "testing/krf_bytes.h"
+#include "tests/platform/test_objects.h"
 #include "tests/save/pipeline_fixture.h"
 #include "tests/save/writer_fixture.h"
 
@@ -136,10 +137,7 @@ TEST_F(SaveRecordingTest, ArgumentsAreCheckedBeforeTheTargetIsTouched) {
   SafeArrayDestroy(empty);
   // An element that is not a channel info: the recording itself.
   SAFEARRAY* wrong = ChannelList({channels[0]}, VT_VARIANT);
-  VARIANT v;
-  VariantInit(&v);
-  V_VT(&v) = VT_UNKNOWN;
-  V_UNKNOWN(&v) = source.get();
+  VARIANT v = Object(VT_UNKNOWN, source.get());
   LONG at = 0;
   SafeArrayPutElement(wrong, &at, &v);
   EXPECT_EQ(SaveRecording(name, &wrong, 0, 1, kalSaveRecordingFlags(0), &progress), E_INVALIDARG);
