@@ -559,8 +559,6 @@ constexpr Member MakeMember(Kind kind, const char* name, DISPID dispid,
 template <class I, const dispatch::Table* kTable>
 class DispatchImpl : public I {
  public:
-  static const dispatch::Table& DispatchTable() { return *kTable; }
-
   HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* pctinfo) override {
     if (!pctinfo) return E_POINTER;
     *pctinfo = 0;
