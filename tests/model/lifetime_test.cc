@@ -3,6 +3,7 @@
 // child reaches its owner once.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <atomic>
 #include <thread>
 #include <vector>
@@ -68,6 +69,36 @@ TEST(ModelLifetime, EventItemsAreSeparateSelfDeletingObjects) {
   EXPECT_EQ(2, Get(Child(QueryAs<IMarker>(second.get(), IID_IMarker).get(), &IMarker::get_Parent).get(),
                    &IMarkers::get_Count));
   second.reset();
+  EXPECT_EQ(baseline, LiveObjectCount());
+}
+
+// Several threads asking at once for a collection that does not exist yet:
+// all get the same one, and the copies made by the threads that lost the
+// race are freed.
+TEST(ModelLifetime, RacingFirstUsesAgreeOnOneCollection) {
+  const long baseline = LiveObjectCount();
+  for (int round = 0; round < 20; ++round) {
+    // No segments and no vertical normsets: every collection below is made
+    // by the racing threads.
+    MemoryGroupSpec group = MakeGroup(2, {});
+    group.channels[1].vnorms.clear();
+    ComPtr<IRecording> recording = MakeRecording({group});
+    ComPtr<IChannelGroup> g = Group(recording.get(), 1);
+    ComPtr<IChannelInfo> channel = Channel(recording.get(), 1, 2);
+    constexpr int kThreads = 6;
+    // Per thread: the markers, the vertical and the horizontal normsets.
+    std::vector<std::array<ComPtr<IUnknown>, 3>> seen(kThreads);
+    std::vector<std::thread> threads;
+    for (auto& slot : seen) {
+      threads.emplace_back([&] {
+        recording->get_Collection(kalRecColMarkers, slot[0].put());
+        slot[1] = Identity(Child(channel.get(), &IChannelInfo::get_VNorms).get());
+        slot[2] = Identity(Child(g.get(), &IChannelGroup::get_HNorms).get());
+      });
+    }
+    for (std::thread& t : threads) t.join();
+    for (const auto& slot : seen) EXPECT_EQ(seen[0], slot);
+  }
   EXPECT_EQ(baseline, LiveObjectCount());
 }
 
