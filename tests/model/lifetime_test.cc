@@ -89,8 +89,11 @@ TEST(ModelLifetime, RacingFirstUsesAgreeOnOneCollection) {
     // Per thread: the markers, the vertical and the horizontal normsets.
     std::vector<std::array<ComPtr<IUnknown>, 3>> seen(kThreads);
     std::vector<std::thread> threads;
+    std::atomic<int> ready{0};
     for (auto& slot : seen) {
       threads.emplace_back([&] {
+        // All threads start together, so that first uses really meet.
+        for (ready.fetch_add(1); ready.load() < kThreads;) std::this_thread::yield();
         recording->get_Collection(kalRecColMarkers, slot[0].put());
         slot[1] = Identity(Child(channel.get(), &IChannelInfo::get_VNorms).get());
         slot[2] = Identity(Child(g.get(), &IChannelGroup::get_HNorms).get());
