@@ -4,6 +4,7 @@
 #include "platform/time_zone.h"
 #include "platform/win.h"
 #include "testing/scoped_env.h"
+#include "testing/temp_dir.h"
 
 #include <gtest/gtest.h>
 
@@ -95,14 +96,8 @@ TEST(Time, CountersMove) {
 
 class TempDir : public ::testing::Test {
  protected:
-  void SetUp() override {
-    char pattern[] = "/tmp/mlr_platform_XXXXXX";
-    ASSERT_NE(mkdtemp(pattern), nullptr);
-    dir_ = pattern;
-  }
-  void TearDown() override { std::system(("rm -rf " + dir_).c_str()); }
-  std::string Path(const char* name) const { return dir_ + "/" + name; }
-  std::string dir_;
+  std::string Path(const char* name) const { return dir_.Path(name); }
+  mlr::testing::ScopedTempDir dir_;
 };
 
 TEST_F(TempDir, FileSizeTimesAttributesAndDelete) {
@@ -164,12 +159,12 @@ TEST_F(TempDir, FileSizeTimesAttributesAndDelete) {
   EXPECT_FALSE(DeleteFileA(path.c_str()));
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
   EXPECT_EQ(GetFileAttributesA(path.c_str()), INVALID_FILE_ATTRIBUTES);
-  EXPECT_FALSE(DeleteFileA(dir_.c_str()));  // a directory
+  EXPECT_FALSE(DeleteFileA(dir_.path().c_str()));  // a directory
 }
 
 TEST_F(TempDir, DriveTypeAndPaths) {
   EXPECT_EQ(GetDriveTypeA(Path("missing/dir").c_str()), static_cast<UINT>(DRIVE_NO_ROOT_DIR));
-  UINT here = GetDriveTypeA(dir_.c_str());
+  UINT here = GetDriveTypeA(dir_.path().c_str());
   EXPECT_TRUE(here == DRIVE_FIXED || here == DRIVE_RAMDISK || here == DRIVE_REMOVABLE ||
               here == DRIVE_REMOTE)
       << here;
@@ -178,9 +173,9 @@ TEST_F(TempDir, DriveTypeAndPaths) {
 
   char buf[MAX_PATH];
   std::string link = Path("link");
-  ASSERT_EQ(symlink(dir_.c_str(), link.c_str()), 0);
+  ASSERT_EQ(symlink(dir_.path().c_str(), link.c_str()), 0);
   DWORD n = GetLongPathNameA(link.c_str(), buf, sizeof buf);
-  char* real = realpath(dir_.c_str(), nullptr);
+  char* real = realpath(dir_.path().c_str(), nullptr);
   EXPECT_EQ(std::string(buf, n), real);
   EXPECT_EQ(GetLongPathNameA(link.c_str(), buf, 2), std::strlen(real) + 1);  // size needed
   std::free(real);

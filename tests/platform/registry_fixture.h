@@ -4,28 +4,16 @@
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
-#include <unistd.h>
 
-#include <filesystem>
 #include <string>
 
 #include "platform/win.h"
+#include "testing/temp_dir.h"
 
 class PrivateRegistry : public ::testing::Test {
  protected:
-  void SetUp() override {
-    dir_ = std::filesystem::temp_directory_path() /
-           ("mlr-registry-" + std::to_string(getpid()) + "-" +
-            ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    std::filesystem::remove_all(dir_);
-    std::filesystem::create_directories(dir_);
-    path_ = (dir_ / "registry").string();
-    setenv("MLR_REGISTRY", path_.c_str(), 1);
-  }
-  void TearDown() override {
-    unsetenv("MLR_REGISTRY");
-    std::filesystem::remove_all(dir_);
-  }
+  void SetUp() override { setenv("MLR_REGISTRY", path_.c_str(), 1); }
+  void TearDown() override { unsetenv("MLR_REGISTRY"); }
 
   // Creates HKCR\sub_key (and its parents); true on success.
   static bool CreateKey(const std::u16string& sub_key) {
@@ -75,6 +63,6 @@ class PrivateRegistry : public ::testing::Test {
     return n;
   }
 
-  std::filesystem::path dir_;
-  std::string path_;
+  mlr::testing::ScopedTempDir dir_;
+  const std::string path_ = dir_.Path("registry");
 };

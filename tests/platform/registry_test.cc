@@ -159,7 +159,7 @@ TEST_F(Registry, CorruptFileGivesBadDbAndIsNeverRewritten) {
   EXPECT_EQ(FileText(), corrupt);
   // No temporary file is left beside it.
   size_t entries = 0;
-  for (const auto& entry : fs::directory_iterator(dir_)) {
+  for (const auto& entry : fs::directory_iterator(dir_.path())) {
     if (entry.path().filename() != "registry.lock") ++entries;
   }
   EXPECT_EQ(entries, 1u);
@@ -168,7 +168,7 @@ TEST_F(Registry, CorruptFileGivesBadDbAndIsNeverRewritten) {
 TEST_F(Registry, UnreachableFileGivesAClearStatus) {
   // A registry path below a regular file can be neither read nor written,
   // whoever runs the test.
-  const std::string blocker = (dir_ / "file").string();
+  const std::string blocker = dir_.Path("file");
   std::ofstream(blocker) << "x";
   const std::string path = blocker + "/registry";
   setenv("MLR_REGISTRY", path.c_str(), 1);
@@ -178,10 +178,13 @@ TEST_F(Registry, UnreachableFileGivesAClearStatus) {
   EXPECT_NE(status, ERROR_BADDB);
   EXPECT_EQ(key, nullptr);
 
-  // A directory in place of the file.
-  setenv("MLR_REGISTRY", dir_.c_str(), 1);
+  // A directory in place of the file (inside the test's folder, so that the
+  // lock file beside it goes with the folder).
+  const std::string folder = dir_.Path("folder");
+  ASSERT_TRUE(fs::create_directory(folder));
+  setenv("MLR_REGISTRY", folder.c_str(), 1);
   EXPECT_NE(Create(HKEY_CLASSES_ROOT, u"A", &key), ERROR_SUCCESS);
-  EXPECT_TRUE(fs::is_directory(dir_));
+  EXPECT_TRUE(fs::is_directory(folder));
 }
 
 TEST_F(Registry, TwoProcessesWritingAtOnceLoseNothing) {

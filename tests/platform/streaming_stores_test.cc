@@ -5,7 +5,6 @@
 #include "platform/streaming_stores.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cmath>
 #include <cstdint>
@@ -15,6 +14,7 @@
 #include <vector>
 
 #include "testing/float_bits.h"
+#include "testing/temp_dir.h"
 
 namespace {
 
@@ -74,24 +74,17 @@ TEST(ScaleInt16Streaming, MatchesThePlainConversionAtEveryAlignmentAndLength) {
 
 class CacheDescription : public ::testing::Test {
  protected:
-  void SetUp() override {
-    char pattern[] = "/tmp/mlr_cache_XXXXXX";
-    ASSERT_NE(mkdtemp(pattern), nullptr);
-    dir_ = pattern;
-  }
-  void TearDown() override { std::filesystem::remove_all(dir_); }
-
   void Cache(int index, const char* level, const char* type, const char* size) {
-    const std::filesystem::path folder = dir_ / ("index" + std::to_string(index));
+    const std::filesystem::path folder = dir_.Path("index" + std::to_string(index));
     std::filesystem::create_directories(folder);
     std::ofstream(folder / "level") << level << "\n";
     std::ofstream(folder / "type") << type << "\n";
     if (size != nullptr) std::ofstream(folder / "size") << size << "\n";
   }
 
-  size_t Largest() const { return mlr::posix::LargestCacheBytes(dir_.string()); }
+  size_t Largest() const { return mlr::posix::LargestCacheBytes(dir_.path()); }
 
-  std::filesystem::path dir_;
+  mlr::testing::ScopedTempDir dir_;
 };
 
 TEST_F(CacheDescription, TakesTheHighestLevelThatHoldsData) {

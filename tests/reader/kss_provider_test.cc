@@ -56,7 +56,7 @@ TEST_F(ReaderTest, ConversionPathUsesTheProviderAndWideIndexes) {
   spec.groups[0].reduction_factor = 1;
   FakeProvider::target = Write(spec, "converted");
   FakeProvider::modes.clear();
-  const std::string foreign = dir_ + "/foreign.dat";
+  const std::string foreign = Path("foreign.dat");
   std::ofstream(foreign) << "a file of another format";
 
   ComPtr<IKssStorageProvider> real;

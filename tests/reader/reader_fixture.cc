@@ -20,19 +20,14 @@ namespace mlr::reader::test {
 
 void ReaderTest::SetUp() {
   CoInitializeEx(nullptr, COINIT_MULTITHREADED);
-  char name[] = "/tmp/reader_test_XXXXXX";
-  ASSERT_NE(mkdtemp(name), nullptr);
-  dir_ = name;
 }
 
 void ReaderTest::TearDown() {
-  std::error_code ec;
-  std::filesystem::remove_all(dir_, ec);
   CoUninitialize();
 }
 
 std::string ReaderTest::WriteTree(const mlr::testing::FileTree& tree, const std::string& name) {
-  const std::string path = dir_ + "/" + name + ".krf";
+  const std::string path = Path(name + ".krf");
   EXPECT_EQ(mlr::testing::WriteRecordingFile(path, tree), S_OK) << path;
   if (const char* corpus = getenv("MLR_CORPUS_DIR")) {
     std::error_code ec;

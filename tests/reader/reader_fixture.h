@@ -15,6 +15,7 @@
 #include "platform/com_ptr.h"
 #include "platform/win.h"
 #include "testing/krf_builder.h"
+#include "testing/temp_dir.h"
 
 namespace mlr::reader::test {
 
@@ -23,7 +24,7 @@ class ReaderTest : public ::testing::Test {
   void SetUp() override;
   void TearDown() override;
 
-  std::string Path(const std::string& name) const { return dir_ + "/" + name; }
+  std::string Path(const std::string& name) const { return dir_.Path(name); }
   // Writes `spec` (or `tree`) as <temp>/<name>.krf and returns the path.
   std::string Write(const mlr::testing::RecordingSpec& spec, const std::string& name);
   std::string WriteTree(const mlr::testing::FileTree& tree, const std::string& name);
@@ -35,7 +36,7 @@ class ReaderTest : public ::testing::Test {
   int Krf(const std::string& args, std::string* err, bool unprivileged = false);
   static constexpr int kCannotDropRoot = 77;
 
-  std::string dir_;
+  mlr::testing::ScopedTempDir dir_;
   const std::string krf_ = std::string(MLR_BINARY_DIR) + "/tools/krf/krf";
 };
 

@@ -15,10 +15,10 @@ using mlr::testing::SampleRecording;
 
 TEST_F(ReaderTest, OpenFailuresReturnStatusAndNull) {
   ComPtr<IRecording> r;
-  EXPECT_EQ(Open(dir_ + "/missing.krf", &r), STG_E_FILENOTFOUND);
+  EXPECT_EQ(Open(Path("missing.krf"), &r), STG_E_FILENOTFOUND);
   EXPECT_FALSE(r);
 
-  const std::string plain = dir_ + "/plain.krf";
+  const std::string plain = Path("plain.krf");
   std::ofstream(plain) << "not a compound file at all, just text";
   EXPECT_TRUE(FAILED(Open(plain, &r)));
   EXPECT_FALSE(r);

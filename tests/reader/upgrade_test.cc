@@ -108,7 +108,7 @@ TEST_F(ReaderTest, UpgradeKeepsTheOffsetRepairOfAnEventOnlyGroup) {
 // client moves to a folder holding another file of the same name, which is
 // never touched.
 TEST_F(ReaderTest, UpgradeByARelativeNameChangesThatFileOnly) {
-  const std::string a = dir_ + "/a", b = dir_ + "/b";
+  const std::string a = Path("a"), b = Path("b");
   ASSERT_EQ(mkdir(a.c_str(), 0755), 0);
   ASSERT_EQ(mkdir(b.c_str(), 0755), 0);
   ASSERT_EQ(std::rename(Write(OldFile(), "old").c_str(), (a + "/rec.krf").c_str()), 0);
@@ -247,7 +247,7 @@ TEST_F(ReaderTest, ReadOnlyRetryKeepsTheFileBytesAndTimes) {
 // fails. The tool is a separate process, so the refusal comes from the system:
 // run as root, the tool is started under the unprivileged "nobody" user.
 TEST_F(ReaderTest, KrfUpgradeReportsAFileThatCanOnlyBeOpenedReadOnly) {
-  ASSERT_EQ(chmod(dir_.c_str(), 0755), 0);
+  ASSERT_EQ(chmod(dir_.path().c_str(), 0755), 0);
   const std::string path = Write(OldFile(), "old_krf");
   ASSERT_EQ(chmod(path.c_str(), 0444), 0);
   const std::string bytes = FileBytes(path);

@@ -86,7 +86,7 @@ TEST_F(KrfSaveTest, CtrlCDuringTheDataAbortsTheSaveAndLeavesNoTarget) {
   // Nothing a user could take for a saved recording: no target and no
   // other file beside the source, which is unchanged.
   std::vector<std::string> left;
-  for (const auto& entry : std::filesystem::directory_iterator(dir_))
+  for (const auto& entry : std::filesystem::directory_iterator(dir_.path()))
     left.push_back(entry.path().filename().string());
   EXPECT_EQ(left, std::vector<std::string>{"source.krf"});
   EXPECT_TRUE(FileBytes(source) == source_bytes) << "the source changed";

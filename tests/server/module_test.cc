@@ -161,7 +161,7 @@ TEST_F(Registration, CoCreateInstanceFindsTheRegisteredLibrary) {
   ASSERT_EQ(CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, IID_IKrfLoader,
                              loader.put_void()),
             S_OK);
-  const std::string file = (dir_ / "sample.krf").string();
+  const std::string file = dir_.Path("sample.krf");
   ASSERT_EQ(mlr::testing::WriteRecordingFile(file, mlr::testing::SampleRecording()), S_OK);
   const std::u16string wide = mlr::testing::WidePath(file);
   BSTR name = SysAllocString(wide.c_str());

@@ -19,7 +19,7 @@ class ScriptDispatch : public PrivateRegistry {
  protected:
   void SetUp() override {
     PrivateRegistry::SetUp();
-    file_ = (dir_ / "sample.krf").string();
+    file_ = dir_.Path("sample.krf");
     ASSERT_EQ(mlr::testing::WriteRecordingFile(file_, mlr::testing::SampleRecording()), S_OK);
     ComPtr<IClassFactory> factory;
     ASSERT_EQ(DllGetClassObject(CLSID_KrfLoader, IID_IClassFactory, factory.put_void()), S_OK);
@@ -65,7 +65,7 @@ TEST_F(ScriptDispatch, TrailingOutComesBackAsTheResultOrThroughAByRefVariant) {
   EXPECT_EQ(nothing->vt, VT_EMPTY);
 
   // A missing file: the exception's sentence names it.
-  const std::string missing = (dir_ / "missing.krf").string();
+  const std::string missing = dir_.Path("missing.krf");
   EXCEPINFO excep = {};
   EXPECT_EQ(Open(missing, nullptr, nothing.get(), &excep), DISP_E_EXCEPTION);
   EXPECT_EQ(excep.scode, STG_E_FILENOTFOUND);

@@ -15,6 +15,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "testing/temp_dir.h"
+
 namespace {
 
 using mlr::ComPtr;
@@ -23,15 +25,8 @@ std::u16string Wide(const std::string& s) { return std::u16string(s.begin(), s.e
 
 class StgApi : public ::testing::Test {
  protected:
-  void SetUp() override {
-    dir_ = std::filesystem::temp_directory_path() /
-           ("mlr_stg_" + std::to_string(::getpid()) + "_" +
-            ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    std::filesystem::create_directories(dir_);
-  }
-  void TearDown() override { std::filesystem::remove_all(dir_); }
-  std::u16string Path(const std::string& name) const { return Wide((dir_ / name).string()); }
-  std::string Narrow(const std::string& name) const { return (dir_ / name).string(); }
+  std::u16string Path(const std::string& name) const { return Wide(dir_.Path(name)); }
+  std::string Narrow(const std::string& name) const { return dir_.Path(name); }
   HRESULT Create(const std::string& name, IStorage** out) const {
     return StgCreateDocfile(Path(name).c_str(), STGM_CREATE | STGM_SHARE_EXCLUSIVE | STGM_READWRITE, 0, out);
   }
@@ -39,7 +34,7 @@ class StgApi : public ::testing::Test {
     return StgOpenStorage(Path(name).c_str(), nullptr, STGM_SHARE_EXCLUSIVE | STGM_READ, nullptr, 0, out);
   }
 
-  std::filesystem::path dir_;
+  mlr::testing::ScopedTempDir dir_;
 };
 
 std::vector<uint8_t> Bytes(size_t n, uint8_t seed) {
@@ -81,7 +76,7 @@ TEST_F(StgApi, OpenErrorsAsOnWindows) {
   EXPECT_EQ(StgOpenStorage(Path("x").c_str(), nullptr, STGM_SHARE_EXCLUSIVE | STGM_TRANSACTED | STGM_READ, nullptr, 0,
                            stg.put()),
             STG_E_INVALIDFLAG);
-  EXPECT_EQ(StgOpenStorage(Wide(dir_.string()).c_str(), nullptr, STGM_SHARE_EXCLUSIVE | STGM_READWRITE, nullptr, 0,
+  EXPECT_EQ(StgOpenStorage(Wide(dir_.path()).c_str(), nullptr, STGM_SHARE_EXCLUSIVE | STGM_READWRITE, nullptr, 0,
                            stg.put()),
             STG_E_ACCESSDENIED);  // a folder
 
