@@ -53,6 +53,14 @@ void ScaleInt16Streaming(const int16_t* raw, double* out, size_t count, const do
   for (; k < count; ++k) out[k] = ScaleOne(raw[k], step[k], y0[k]);
 }
 
+size_t LastLevelCacheBytes() {
+  static const size_t bytes = [] {
+    const size_t reported = SystemLastLevelCacheBytes();
+    return reported != 0 ? reported : size_t{32} << 20;
+  }();
+  return bytes;
+}
+
 void StreamingStoresFence() {
 #if defined(MLR_STREAMING_SSE2)
   _mm_sfence();

@@ -27,6 +27,11 @@ namespace mlr {
 // system reports it, or 32 MiB when it reports none. Read once per process.
 size_t LastLevelCacheBytes();
 
+// What the system reports of that size on each call, 0 when it reports none
+// (platform/posix/cache_size.cc, platform/win32/cache_size.cc); callers use
+// LastLevelCacheBytes.
+size_t SystemLastLevelCacheBytes();
+
 // out[k] = raw[k] x step[k] + y0[k] for k in [0, count), each value with two
 // roundings (the product, then the sum; never a fused multiply-add), written
 // with streaming stores where the build has them. The buffers must not

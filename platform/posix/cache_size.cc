@@ -1,4 +1,4 @@
-// LastLevelCacheBytes from sysfs: see platform/posix/cache_size.h.
+// SystemLastLevelCacheBytes from sysfs: see platform/posix/cache_size.h.
 #if !defined(_WIN32)
 
 #include "platform/posix/cache_size.h"
@@ -69,12 +69,8 @@ size_t LargestCacheBytes(const std::string& cache_dir) {
 
 namespace mlr {
 
-size_t LastLevelCacheBytes() {
-  static const size_t bytes = [] {
-    const size_t found = posix::LargestCacheBytes("/sys/devices/system/cpu/cpu0/cache");
-    return found != 0 ? found : size_t{32} << 20;
-  }();
-  return bytes;
+size_t SystemLastLevelCacheBytes() {
+  return posix::LargestCacheBytes("/sys/devices/system/cpu/cpu0/cache");
 }
 
 }  // namespace mlr

@@ -1,5 +1,5 @@
 // The size of the processor's last-level cache on POSIX systems (internal to
-// platform/posix; platform/streaming_stores.h declares LastLevelCacheBytes).
+// platform/posix; platform/streaming_stores.h declares SystemLastLevelCacheBytes).
 //
 // Linux describes the caches of the first processor in sysfs, one folder
 // index0, index1, ... per cache with the files `level` ("3"), `type`

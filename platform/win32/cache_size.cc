@@ -1,5 +1,5 @@
-// LastLevelCacheBytes on Windows: the largest data or unified cache the
-// system describes (see platform/streaming_stores.h).
+// SystemLastLevelCacheBytes on Windows: the largest data or unified cache
+// the system describes (see platform/streaming_stores.h).
 #if defined(_WIN32)
 
 #include <vector>
@@ -8,9 +8,8 @@
 #include "platform/win.h"
 
 namespace mlr {
-namespace {
 
-size_t LargestCache() {
+size_t SystemLastLevelCacheBytes() {
   DWORD bytes = 0;
   GetLogicalProcessorInformation(nullptr, &bytes);
   if (GetLastError() != ERROR_INSUFFICIENT_BUFFER || bytes == 0) return 0;
@@ -29,16 +28,6 @@ size_t LargestCache() {
     size = cache.Size;
   }
   return size;
-}
-
-}  // namespace
-
-size_t LastLevelCacheBytes() {
-  static const size_t bytes = [] {
-    const size_t found = LargestCache();
-    return found != 0 ? found : size_t{32} << 20;
-  }();
-  return bytes;
 }
 
 }  // namespace mlr
